@@ -1,0 +1,97 @@
+#include "cli/picture_file.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string_view>
+
+#include "cli/command_error.h"
+#include "platform/com/utf8.h"
+#include "platform/imaging/errno_result.h"
+#include "platform/imaging/pixels.h"
+#include "platform/imaging/png_writer.h"
+#include "platform/imaging/replacement_file.h"
+
+namespace Vantrix::Command {
+namespace {
+
+namespace Platform = Vantra::Platform;
+
+constexpr std::size_t kBytesPerPixel = 4;
+
+std::string Describe(HRESULT result) {
+  switch (result) {
+    case HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND): return "no such file";
+    case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED): return "permission denied";
+    case WINCODEC_ERR_UNKNOWNIMAGEFORMAT: return "neither a PNG nor a JPEG picture";
+    case WINCODEC_ERR_BADHEADER: return "the picture's header is damaged";
+    case WINCODEC_ERR_BADIMAGE: return "the picture is damaged or cut short";
+    case WINCODEC_ERR_IMAGESIZEOUTOFRANGE:
+      return fmt::format("the picture is larger than {} pixels a side or {} in all",
+                         WIC_MAXIMUM_SIDE, WIC_MAXIMUM_PIXELS);
+    case WINCODEC_ERR_STREAMREAD: return "the file cannot be read";
+    case E_OUTOFMEMORY: return "not enough memory";
+    default: return fmt::format("error 0x{:08x}", static_cast<unsigned>(result));
+  }
+}
+
+void Check(HRESULT result, const char* action, const std::string& path) {
+  if (FAILED(result)) {
+    throw CommandError(kFailed, fmt::format("cannot {} {}: {}", action, path, Describe(result)));
+  }
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+}  // namespace
+
+Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path) {
+  const std::optional<std::wstring> name = Platform::FromUtf8(path);
+  if (!name) throw CommandError(kFailed, fmt::format("cannot read {}: the name is not UTF-8", path));
+  CComPtr<IWICBitmapDecoder> decoder;
+  CComPtr<IWICBitmapFrameDecode> frame;
+  CComPtr<IWICFormatConverter> converter;
+  Picture picture;
+  Check(factory->CreateDecoderFromFilename(name->c_str(), nullptr, GENERIC_READ,
+                                           WICDecodeMetadataCacheOnDemand, &decoder),
+        "read", path);
+  Check(decoder->GetFrame(0, &frame), "read", path);
+  Check(factory->CreateFormatConverter(&converter), "read", path);
+  Check(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
+                              nullptr, 0.0, WICBitmapPaletteTypeCustom),
+        "read", path);
+  Check(converter->GetSize(&picture.width, &picture.height), "read", path);
+  const std::size_t stride = picture.width * kBytesPerPixel;
+  picture.pixels.resize(stride * picture.height);
+  Check(converter->CopyPixels(nullptr, static_cast<UINT>(stride),
+                              static_cast<UINT>(picture.pixels.size()), picture.pixels.data()),
+        "read", path);
+  return picture;
+}
+
+void WritePicture(const std::string& path, const Picture& picture) {
+  if (EndsWith(path, ".bgra")) {
+    const HRESULT result = Platform::ReplaceFile(path, [&picture](std::FILE* file) {
+      const std::size_t size = picture.pixels.size();
+      return std::fwrite(picture.pixels.data(), 1, size, file) == size
+                 ? S_OK
+                 : Platform::ResultFromErrno(errno);
+    });
+    return Check(result, "write", path);
+  }
+  std::vector<unsigned char> straight = picture.pixels;
+  Platform::ConvertPixels(straight.data(), straight.size() / kBytesPerPixel,
+                          {.blue_first = true, .premultiplied = true},
+                          {.blue_first = true, .premultiplied = false});
+  Check(Platform::WritePng(path, {.pixels = straight.data(),
+                                  .stride = picture.width * kBytesPerPixel,
+                                  .width = picture.width,
+                                  .height = picture.height,
+                                  .format = GUID_WICPixelFormat32bppBGRA}),
+        "write", path);
+}
+
+}  // namespace Vantrix::Command

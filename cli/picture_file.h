@@ -1,0 +1,26 @@
+#pragma once
+
+// Pictures between files and memory.
+
+#include <vantrix/vantrix.h>
+
+#include <string>
+#include <vector>
+
+namespace Vantrix::Command {
+
+// Rows of blue, green, red, alpha bytes, premultiplied, without padding.
+struct Picture {
+  unsigned width = 0;
+  unsigned height = 0;
+  std::vector<unsigned char> pixels;
+};
+
+// Decodes a picture file. Throws `CommandError` that tells the cause and the file.
+Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path);
+
+// Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file that
+// is there stays as it was until the new one is complete.
+void WritePicture(const std::string& path, const Picture& picture);
+
+}  // namespace Vantrix::Command

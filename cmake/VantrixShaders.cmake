@@ -1,0 +1,48 @@
+# Shaders are compiled to SPIR-V, and resources embedded, at build time.
+
+find_program(GLSLC glslc REQUIRED)
+
+# vantrix_compile_shader(OUT_VARIABLE SOURCE [INCLUDE dir])
+# Adds the rule that compiles SOURCE to optimised SPIR-V and stores the output's path.
+function(vantrix_compile_shader out source)
+  cmake_parse_arguments(ARG "" "INCLUDE" "" ${ARGN})
+  get_filename_component(source ${source} ABSOLUTE)
+  file(RELATIVE_PATH relative ${PROJECT_SOURCE_DIR} ${source})
+  set(output ${PROJECT_BINARY_DIR}/spirv/${relative}.spv)
+  get_filename_component(folder ${output} DIRECTORY)
+  file(MAKE_DIRECTORY ${folder})
+  set(flags --target-env=vulkan1.3 -O -Werror)
+  if(ARG_INCLUDE)
+    list(APPEND flags -I ${ARG_INCLUDE})
+  endif()
+  add_custom_command(
+    OUTPUT ${output}
+    COMMAND ${GLSLC} ${flags} -MD -MF ${output}.d ${source} -o ${output}
+    DEPENDS ${source}
+    DEPFILE ${output}.d
+    COMMENT "Compiling ${relative}"
+    VERBATIM)
+  set(${out} ${output} PARENT_SCOPE)
+endfunction()
+
+# vantrix_embed(TARGET SYMBOL file)
+# Embeds a file's bytes in TARGET as `extern "C" const unsigned char SYMBOL[]`, with its end at
+# SYMBOL_end.
+function(vantrix_embed target symbol file)
+  set(assembly ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.S)
+  file(GENERATE OUTPUT ${assembly} CONTENT
+"  .section .rodata
+  .balign 16
+  .global ${symbol}
+  .hidden ${symbol}
+  .global ${symbol}_end
+  .hidden ${symbol}_end
+${symbol}:
+  .incbin \"${file}\"
+${symbol}_end:
+  .byte 0
+  .section .note.GNU-stack,\"\",%progbits
+")
+  set_source_files_properties(${assembly} PROPERTIES OBJECT_DEPENDS ${file})
+  target_sources(${target} PRIVATE ${assembly})
+endfunction()

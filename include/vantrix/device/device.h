@@ -1,0 +1,93 @@
+#pragma once
+
+/// The object that a host makes first.
+
+#include <vantrix/device/devicecontext.h>
+#include <vantrix/export.h>
+
+#include <functional>
+#include <memory>
+
+namespace Vantra {
+
+class Bitmap;
+class Effect;
+
+/// Owns the graphics device, the off-screen target with its read-back copy, and the registries of
+/// effects and resources. It starts at 800 by 600 pixels.
+///
+/// The order is `Intialize`, drawing, `Cleanup`, destruction; `Intialize` after `Cleanup` starts
+/// again. A device belongs to the thread that called `Intialize`.
+class VANTRIX_API Device {
+ public:
+  /// `data` is the first byte of the frame: rows of blue, green, red, alpha bytes, premultiplied,
+  /// top row first, `pitch` bytes apart. It is valid only during the call.
+  using RenderCallback =
+      std::function<void(void* data, unsigned int width, unsigned int height, unsigned int pitch)>;
+
+  Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+  virtual ~Device();
+
+  /// Brings everything up for drawing off screen. `window` must be null. Throws `DException` with
+  /// `DException::kDevice` or `DException::kTexture` when the platform refuses an object; `Cleanup`
+  /// and a new try are then possible.
+  void Intialize(HWND window);
+  /// Destroys the contexts of all resources, then every platform object. Resources that outlive it
+  /// touch nothing any more. Does nothing the second time.
+  void Cleanup();
+  /// Changes the target's size in pixels. An unchanged size and a side below 2 are ignored. Throws
+  /// `DException::kTexture` for a size beyond the engine's limit. Needs a running device.
+  void Resize(long width, long height);
+
+  long GetWidth() const { return width_; }
+  long GetHeight() const { return height_; }
+  DeviceContext* GetContext() { return context_.get(); }
+  const DeviceContext* GetContext() const { return context_.get(); }
+  ID3D11Device* GetD3D11Device() const { return context_->GetD3D11Device(); }
+  ID2D1Factory1* GetD2DFactory() const { return context_->GetD2DFactory(); }
+  ID2D1DeviceContext* GetD2DDeviceContext() const { return context_->GetD2DDeviceContext(); }
+  IWICImagingFactory2* GetWicImagingFactory() const { return context_->GetWicImagingFactory(); }
+  EffectFactory& GetEffectFactory() { return context_->GetEffectFactory(); }
+
+  /// Sets the function that receives finished frames; an empty one turns the read-back off.
+  void SetRenderCallback(RenderCallback callback);
+
+  /// Opens a drawing session on `target` (null: the device's own target) and fills it with `color`,
+  /// of straight alpha. Returns false when the device is not running.
+  bool BeginDraw(Bitmap* target, const D3DCOLORVALUE& color);
+  /// The same without filling; needs a running device.
+  bool BeginDraw(Bitmap* target);
+  /// Changes the target within a session.
+  void SetRenderTarget(Bitmap* target);
+  /// Fills the present target.
+  void Clear(const D3DCOLORVALUE& color);
+  /// Draws the output of a created effect. `offset` and `rectangle` may be null.
+  void DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
+                 D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
+
+  /// Ends the session and hands the device's own target to the render callback. When the device
+  /// turns out to be lost, it is rebuilt, `OnDeviceReCreate` runs, and no frame is delivered.
+  /// Throws `DException` when the rebuilding fails.
+  void EndDrawCallback();
+  /// The same without handing over a frame.
+  void EndDrawNoCallback();
+
+ protected:
+  /// Called when all device objects have been rebuilt after a loss. Constants and inputs of effects
+  /// are back at their start: set them again.
+  virtual void OnDeviceReCreate();
+
+ private:
+  friend class DeviceContext;
+
+  /// Ends the session; false when the frame was lost with the device.
+  bool EndDraw();
+
+  long width_ = 800;
+  long height_ = 600;
+  std::unique_ptr<DeviceContext> context_;
+};
+
+}  // namespace Vantra

@@ -1,0 +1,37 @@
+#pragma once
+
+/// Makes effects by name or id, and registers them with the platform.
+
+#include <vantrix/effects/engine/effect.h>
+#include <vantrix/export.h>
+#include <vantrix/platform/com.h>
+
+#include <memory>
+#include <string>
+
+namespace Vantra {
+
+class Device;
+
+class VANTRIX_API EffectFactory {
+ public:
+  EffectFactory() = default;
+  EffectFactory(const EffectFactory&) = delete;
+  EffectFactory& operator=(const EffectFactory&) = delete;
+  virtual ~EffectFactory();
+
+  /// Registers every effect with the device's 2D factory. Called once per start of a device;
+  /// registrations survive the loss of the device. An effect that cannot be registered shows when it
+  /// is created.
+  void Create(Device* device);
+
+  /// Makes an effect from its name, such as "CLSID_Posterize", case ignored. Empty when there is no
+  /// effect of that name. The effect has no platform objects until its own `Create`.
+  std::unique_ptr<Effect> CreateEffectByID(const std::wstring& name);
+  std::unique_ptr<Effect> CreateEffectByID(const GUID& id);
+
+ private:
+  Device* device_ = nullptr;
+};
+
+}  // namespace Vantra

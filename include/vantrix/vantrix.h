@@ -1,0 +1,16 @@
+#pragma once
+
+/// All that a host needs.
+
+#include <vantrix/device/comparestring.h>
+#include <vantrix/device/device.h>
+#include <vantrix/device/dexception.h>
+#include <vantrix/effects/catalogue/color.h>
+#include <vantrix/effects/engine/effect.h>
+#include <vantrix/effects/engine/effectattributesparser.h>
+#include <vantrix/effects/engine/effectfactory.h>
+#include <vantrix/effects/engine/effectshaderbase.h>
+#include <vantrix/images/bitmap.h>
+#include <vantrix/platform/engine.h>
+#include <vantrix/sundrix/faceinfo.h>
+#include <vantrix/sundrix/logger.h>

@@ -1,0 +1,36 @@
+#include <vantrix/device/comparestring.h>
+
+#include <climits>
+#include <cwctype>
+
+namespace Vantra {
+namespace {
+
+wchar_t Fold(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c))); }
+
+wchar_t Keep(wchar_t c) { return c; }
+
+int Compare(const wchar_t* a, const wchar_t* b, long n, wchar_t (*map)(wchar_t)) {
+  if (!a || !b) return 0;
+  for (; n > 0; --n, ++a, ++b) {
+    if (map(*a) != map(*b)) return 0;
+    if (*a == L'\0') return 1;
+  }
+  return 1;
+}
+
+}  // namespace
+
+int CompareStringW(const wchar_t* a, const wchar_t* b) { return Compare(a, b, LONG_MAX, Keep); }
+
+int CompareStringNoCase(const wchar_t* a, const wchar_t* b) {
+  return Compare(a, b, LONG_MAX, Fold);
+}
+
+int CompareStringW(const wchar_t* a, const wchar_t* b, long n) { return Compare(a, b, n, Keep); }
+
+int CompareStringNoCase(const wchar_t* a, const wchar_t* b, long n) {
+  return Compare(a, b, n, Fold);
+}
+
+}  // namespace Vantra

@@ -1,0 +1,75 @@
+#pragma once
+
+// How the images of the 2D layer, bitmaps and effect outputs, are turned into pixels.
+
+#include <vantrix/platform/d2d1.h>
+
+#include <memory>
+#include <vector>
+
+#include "platform/engine/graphics_device.h"
+
+namespace Vantra::Platform {
+
+// A texture with pixels of an image; `bounds` is its place in the image's own coordinates.
+struct RenderedImage {
+  const Render::Texture* texture = nullptr;
+  Render::Rect bounds;
+};
+
+// Where an effect's last pass goes when it needs no texture of its own.
+struct DirectTarget {
+  Surface* surface;
+  // Part of the target to draw.
+  Render::Rect rect;
+  // Position in the image = pixel of the target + origin.
+  float origin_x;
+  float origin_y;
+};
+
+// One drawing of an image graph. A node that feeds several others is rendered once; its result
+// lives until the evaluation ends.
+class Evaluation {
+ public:
+  explicit Evaluation(GraphicsDevice& device, std::vector<std::unique_ptr<Render::Texture>>& storage)
+      : device_(device), storage_(storage), id_(++s_last_id) {}
+  Evaluation(const Evaluation&) = delete;
+  Evaluation& operator=(const Evaluation&) = delete;
+  ~Evaluation();
+
+  GraphicsDevice& Device() { return device_; }
+  // Number of this evaluation, never 0, by which nodes know results of their own.
+  std::uint64_t Id() const { return id_; }
+
+  // A texture for a result, owned by the evaluation.
+  HRESULT NewTexture(const Render::Rect& bounds, Render::Texture** texture);
+
+ private:
+  static std::uint64_t s_last_id;
+
+  GraphicsDevice& device_;
+  std::vector<std::unique_ptr<Render::Texture>>& storage_;
+  std::uint64_t id_;
+};
+
+// What every image of the layer has beside its interface.
+class ImageNode {
+ public:
+  virtual const std::shared_ptr<GraphicsDevice>& GetGraphicsDevice() const = 0;
+
+  // The extent of the image in its own coordinates. `D2DERR_CYCLIC_GRAPH` when the image feeds
+  // itself, `D2DERR_INVALID_GRAPH_CONFIGURATION` when an input is missing.
+  virtual HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) = 0;
+
+  // Brings all pixels of the image into a texture.
+  virtual HRESULT Render(Evaluation& evaluation, RenderedImage* image) = 0;
+
+  // Replaces a part of a target by the image's pixels. `S_FALSE` when the image has no faster way
+  // than `Render`; nothing was drawn then.
+  virtual HRESULT RenderDirectly(Evaluation& evaluation, const DirectTarget& target) = 0;
+
+ protected:
+  ~ImageNode() = default;
+};
+
+}  // namespace Vantra::Platform

@@ -1,0 +1,94 @@
+#include "platform/engine/graphics_device.h"
+
+#include <vantrix/platform/d2d1.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace Vantra::Platform {
+namespace {
+
+// An effect that is drawn in every other frame should keep its textures.
+constexpr std::uint64_t kSessionsToKeep = 16;
+
+}  // namespace
+
+Render::Status GraphicsDevice::GetProgram(std::span<const std::byte> spirv,
+                                          const Render::Program** program) {
+  const std::string_view key(reinterpret_cast<const char*>(spirv.data()), spirv.size());
+  auto found = programs_.find(key);
+  if (found == programs_.end()) {
+    std::unique_ptr<Render::Program> made;
+    const Render::Status status = engine_->CreateProgram(spirv, &made);
+    if (status != Render::Status::kOk) return status;
+    found = programs_.emplace(key, std::move(made)).first;
+  }
+  *program = found->second.get();
+  return Render::Status::kOk;
+}
+
+Render::Status GraphicsDevice::TakeIntermediate(std::uint32_t width, std::uint32_t height,
+                                                std::unique_ptr<Render::Texture>* texture) {
+  const auto fits = [width, height](const Spare& spare) {
+    return spare.texture->Desc().width == width && spare.texture->Desc().height == height;
+  };
+  const auto found = std::find_if(spares_.begin(), spares_.end(), fits);
+  if (found == spares_.end()) {
+    return engine_->CreateTexture({.width = width, .height = height}, texture);
+  }
+  *texture = std::move(found->texture);
+  spares_.erase(found);
+  return Render::Status::kOk;
+}
+
+void GraphicsDevice::GiveBack(std::unique_ptr<Render::Texture> texture) {
+  spares_.push_back({std::move(texture), session_});
+}
+
+void GraphicsDevice::EndSession() {
+  ++session_;
+  std::erase_if(spares_, [this](const Spare& spare) {
+    return spare.last_session + kSessionsToKeep < session_;
+  });
+}
+
+Render::Status CreateSurface(const std::shared_ptr<GraphicsDevice>& device,
+                             const Render::TextureDesc& desc, const void* pixels,
+                             std::size_t pitch, std::shared_ptr<Surface>* surface) {
+  auto made = std::make_shared<Surface>();
+  made->device = device;
+  Render::Engine& engine = device->GetEngine();
+  Render::Status status = engine.CreateTexture(desc, &made->texture);
+  if (status == Render::Status::kOk && desc.usage == Render::Usage::kDevice) {
+    if (pixels) {
+      status = engine.Upload(*made->texture, made->texture->Bounds(), pixels, pitch);
+    } else {
+      status = engine.Clear(*made->texture, {0, 0, 0, 0});
+      made->transparent = true;
+    }
+  }
+  if (status == Render::Status::kOk) *surface = std::move(made);
+  return status;
+}
+
+bool ToEngineFormat(DXGI_FORMAT format, Render::Format* out) {
+  switch (format) {
+    case DXGI_FORMAT_B8G8R8A8_UNORM: *out = Render::Format::kBgra8; return true;
+    case DXGI_FORMAT_R8G8B8A8_UNORM: *out = Render::Format::kRgba8; return true;
+    case DXGI_FORMAT_UNKNOWN: break;
+  }
+  return false;
+}
+
+HRESULT ToResult(Render::Status status) {
+  switch (status) {
+    case Render::Status::kOk: return S_OK;
+    case Render::Status::kDeviceLost: return D2DERR_RECREATE_TARGET;
+    case Render::Status::kOutOfMemory: return E_OUTOFMEMORY;
+    case Render::Status::kInvalidArgument: return E_INVALIDARG;
+    case Render::Status::kUnsupported: return D2DERR_UNSUPPORTED_OPERATION;
+  }
+  return E_FAIL;
+}
+
+}  // namespace Vantra::Platform

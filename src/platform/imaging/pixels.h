@@ -1,0 +1,38 @@
+#pragma once
+
+/// The four pixel formats, and rectangles of pixels in memory.
+
+#include <vantrix/platform/wincodec.h>
+
+#include <cstddef>
+#include <optional>
+
+namespace Vantra::Platform {
+
+/// How one of the 32-bit formats lays out a pixel.
+struct PixelLayout {
+  bool blue_first;
+  bool premultiplied;
+  friend constexpr bool operator==(const PixelLayout&, const PixelLayout&) = default;
+};
+
+/// Empty for a format that is none of the four.
+std::optional<PixelLayout> LayoutOf(REFWICPixelFormatGUID format);
+
+/// Converts `count` pixels in place. Products and quotients are rounded to nearest; a pixel of
+/// alpha 0 becomes 0.
+void ConvertPixels(BYTE* pixels, std::size_t count, PixelLayout from, PixelLayout to);
+
+/// A rectangle inside a picture.
+struct Area {
+  UINT left;
+  UINT top;
+  UINT width;
+  UINT height;
+};
+
+/// Checks the arguments of `CopyPixels` for a picture of that size and stores the rectangle meant.
+HRESULT CheckCopy(UINT picture_width, UINT picture_height, const WICRect* rect, UINT stride,
+                  UINT size, const BYTE* buffer, Area* area);
+
+}  // namespace Vantra::Platform

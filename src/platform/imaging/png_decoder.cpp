@@ -1,0 +1,180 @@
+#include "platform/imaging/png_decoder.h"
+
+#include <csetjmp>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <png.h>
+
+namespace Vantra::Platform {
+namespace {
+
+constexpr BYTE kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+
+// Largest memory for one chunk other than pixels. Only palettes and transparency are kept, which
+// take less than 1 KiB.
+constexpr png_alloc_size_t kMaximumChunkBytes = 64 * 1024;
+
+struct Free {
+  void operator()(BYTE* bytes) const { std::free(bytes); }
+};
+
+class PngReader final : public PictureReader {
+ public:
+  explicit PngReader(StreamReader& stream) : stream_(stream) {}
+  ~PngReader() override { png_destroy_read_struct(&png_, &info_, nullptr); }
+
+  HRESULT Open();
+  HRESULT ReadRow(BYTE* row) override;
+  HRESULT Finish() override;
+
+ private:
+  // The library reports an error by a jump to here. `steps` may hold nothing that has a destructor.
+  template <class Steps>
+  bool Run(Steps steps) {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    steps();
+    return true;
+  }
+
+  [[noreturn]] static void OnError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+  static void OnWarning(png_structp, png_const_charp) {}
+  static void OnRead(png_structp png, png_bytep bytes, std::size_t size);
+  static png_voidp OnAllocate(png_structp png, png_alloc_size_t size);
+  static void OnFree(png_structp, png_voidp bytes) { std::free(bytes); }
+
+  HRESULT CheckSize();
+  HRESULT ReadInterlaced();
+
+  // The cause of a failure: `otherwise`, unless it lies outside the file's content.
+  HRESULT Cause(HRESULT otherwise) const {
+    if (FAILED(stream_.Failure())) return stream_.Failure();
+    return out_of_memory_ ? E_OUTOFMEMORY : otherwise;
+  }
+
+  StreamReader& stream_;
+  png_structp png_ = nullptr;
+  png_infop info_ = nullptr;
+  bool out_of_memory_ = false;
+  int passes_ = 1;
+  // The whole of an interlaced picture, whose rows come several times.
+  std::unique_ptr<BYTE, Free> image_;
+  UINT rows_begun_ = 0;  // those that the first pass came to
+  UINT next_row_ = 0;
+};
+
+void PngReader::OnRead(png_structp png, png_bytep bytes, std::size_t size) {
+  auto* reader = static_cast<PngReader*>(png_get_io_ptr(png));
+  if (reader->stream_.Read(bytes, size) != size) png_error(png, "unexpected end");
+}
+
+png_voidp PngReader::OnAllocate(png_structp png, png_alloc_size_t size) {
+  void* bytes = std::malloc(size);
+  if (bytes == nullptr) static_cast<PngReader*>(png_get_mem_ptr(png))->out_of_memory_ = true;
+  return bytes;
+}
+
+HRESULT PngReader::Open() {
+  const HRESULT size_result = CheckSize();
+  if (FAILED(size_result)) return size_result;
+
+  png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, OnError, OnWarning, this, OnAllocate,
+                                  OnFree);
+  if (png_ == nullptr) return E_OUTOFMEMORY;
+  info_ = png_create_info_struct(png_);
+  if (info_ == nullptr) return E_OUTOFMEMORY;
+  png_set_read_fn(png_, this, OnRead);
+
+  const bool done = Run([this] {
+    png_set_user_limits(png_, WIC_MAXIMUM_SIDE, WIC_MAXIMUM_SIDE);
+    png_set_chunk_malloc_max(png_, kMaximumChunkBytes);
+    // Skips every chunk that does not bear on the pixels, with all the ways in which its content
+    // could be hostile.
+    png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_read_info(png_, info_);
+    png_set_expand(png_);
+    png_set_scale_16(png_);
+    png_set_gray_to_rgb(png_);
+    png_set_add_alpha(png_, 0xFF, PNG_FILLER_AFTER);
+    passes_ = png_set_interlace_handling(png_);
+    png_read_update_info(png_, info_);
+  });
+  if (!done || png_get_image_width(png_, info_) != Width() ||
+      png_get_image_height(png_, info_) != Height() ||
+      png_get_rowbytes(png_, info_) != Width() * kBytesPerPixel) {
+    return Cause(WINCODEC_ERR_BADHEADER);
+  }
+  return S_OK;
+}
+
+// The size stands at a fixed place. It is checked before the library sees the file, which would not
+// tell a size beyond the limits from a broken header.
+HRESULT PngReader::CheckSize() {
+  struct {
+    BYTE signature[sizeof kSignature];
+    BYTE length[4];
+    BYTE type[4];
+    BYTE width[4];
+    BYTE height[4];
+  } head;
+  const std::size_t read = stream_.Read(reinterpret_cast<BYTE*>(&head), sizeof head);
+  const HRESULT failure = stream_.Failure();
+  stream_.Rewind();
+  if (FAILED(failure)) return failure;
+  if (read != sizeof head || std::memcmp(head.type, "IHDR", sizeof head.type) != 0) {
+    return WINCODEC_ERR_BADHEADER;
+  }
+  return SetSize(png_get_uint_32(head.width), png_get_uint_32(head.height));
+}
+
+HRESULT PngReader::ReadRow(BYTE* row) {
+  if (passes_ == 1) {
+    return Run([this, row] { png_read_row(png_, row, nullptr); }) ? S_OK
+                                                                  : Cause(WINCODEC_ERR_BADIMAGE);
+  }
+  if (image_ == nullptr) {
+    const HRESULT result = ReadInterlaced();
+    if (FAILED(result)) return result;
+  }
+  if (next_row_ >= rows_begun_) return damage_;
+  const std::size_t row_bytes = Width() * kBytesPerPixel;
+  std::memcpy(row, image_.get() + next_row_++ * row_bytes, row_bytes);
+  return S_OK;
+}
+
+HRESULT PngReader::ReadInterlaced() {
+  // Zeroed pages cost nothing until a row is written, so a short file that claims a large size
+  // takes only what it fills.
+  image_.reset(static_cast<BYTE*>(std::calloc(Height(), Width() * kBytesPerPixel)));
+  if (image_ == nullptr) return E_OUTOFMEMORY;
+  const bool complete = Run([this] {
+    for (int pass = 0; pass < passes_; ++pass) {
+      for (UINT y = 0; y < Height(); ++y) {
+        png_read_row(png_, image_.get() + y * (Width() * kBytesPerPixel), nullptr);
+        if (pass == 0) rows_begun_ = y + 1;
+      }
+    }
+    png_read_end(png_, nullptr);
+  });
+  if (!complete) damage_ = Cause(WINCODEC_ERR_BADIMAGE);
+  return S_OK;
+}
+
+HRESULT PngReader::Finish() {
+  if (passes_ != 1) return damage_;
+  return Run([this] { png_read_end(png_, nullptr); }) ? S_OK : Cause(WINCODEC_ERR_BADIMAGE);
+}
+
+HRESULT Open(StreamReader& stream, std::unique_ptr<PictureReader>* reader) {
+  std::unique_ptr<PngReader> png(new (std::nothrow) PngReader(stream));
+  if (png == nullptr) return E_OUTOFMEMORY;
+  const HRESULT result = png->Open();
+  if (SUCCEEDED(result)) *reader = std::move(png);
+  return result;
+}
+
+}  // namespace
+
+const Coder kPngCoder = {GUID_ContainerFormatPng, kSignature, Open};
+
+}  // namespace Vantra::Platform

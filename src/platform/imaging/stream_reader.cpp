@@ -1,0 +1,66 @@
+#include "platform/imaging/stream_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace Vantra::Platform {
+
+HRESULT StreamReader::Open() {
+  ULARGE_INTEGER position{};
+  if (FAILED(stream_->Seek({0}, STREAM_SEEK_CUR, &position))) return WINCODEC_ERR_STREAMREAD;
+  start_ = position.QuadPart;
+  Rewind();
+  return S_OK;
+}
+
+void StreamReader::Rewind() {
+  next_ = start_;
+  failure_ = S_OK;
+  rest_ = {};
+}
+
+std::size_t StreamReader::Read(BYTE* bytes, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    if (rest_.empty()) {
+      rest_ = NextBlock();
+      if (rest_.empty()) break;
+    }
+    const std::size_t count = std::min(size - done, rest_.size());
+    std::memcpy(bytes + done, rest_.data(), count);
+    rest_ = rest_.subspan(count);
+    done += count;
+  }
+  return done;
+}
+
+std::span<const BYTE> StreamReader::NextBlock() {
+  if (!rest_.empty()) return std::exchange(rest_, {});
+  if (FAILED(failure_)) return {};
+  // The position belongs to whoever holds the stream, who may have moved it since the last block.
+  ULONG read = 0;
+  if (!MoveTo(next_) || FAILED(stream_->Read(block_.data(), kBlockSize, &read)) ||
+      read > kBlockSize) {
+    failure_ = WINCODEC_ERR_STREAMREAD;
+    return {};
+  }
+  next_ += read;
+  return {block_.data(), read};
+}
+
+std::optional<UINT64> StreamReader::Size() {
+  ULARGE_INTEGER end{};
+  if (FAILED(stream_->Seek({0}, STREAM_SEEK_END, &end)) || end.QuadPart < start_) {
+    return std::nullopt;
+  }
+  return end.QuadPart - start_;
+}
+
+bool StreamReader::MoveTo(UINT64 position) {
+  if (position > static_cast<UINT64>(std::numeric_limits<std::int64_t>::max())) return false;
+  const LARGE_INTEGER move{static_cast<std::int64_t>(position)};
+  return SUCCEEDED(stream_->Seek(move, STREAM_SEEK_SET, nullptr));
+}
+
+}  // namespace Vantra::Platform

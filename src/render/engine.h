@@ -1,0 +1,230 @@
+#pragma once
+
+// The interface of the render engines: textures, pixel programs, passes, copies and mapping. It
+// knows nothing of effects, and nothing of the contract above it.
+//
+// Work is recorded in call order and runs in that order; `Flush`, a `Map` and a full upload ring
+// submit it. An engine belongs to one thread at a time. Every operation that can fail returns a
+// `Status`; after the first `kDeviceLost` all operations return it, and the engine can only be
+// destroyed. Textures and programs hold their engine's device alive and may be destroyed in any
+// order, before or after the engine.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Vantra::Render {
+
+enum class Status {
+  kOk,
+  kDeviceLost,
+  kOutOfMemory,
+  /// The arguments break a rule stated with the operation.
+  kInvalidArgument,
+  /// The engine lacks a feature that the arguments need.
+  kUnsupported,
+};
+
+// Four 8-bit unsigned normalised channels in memory order.
+enum class Format { kBgra8, kRgba8 };
+constexpr std::uint32_t kBytesPerPixel = 4;
+
+enum class Usage {
+  kDevice,    // read by passes, drawn to, copied from and to
+  kReadback,  // a destination of copies that can be mapped
+};
+
+struct TextureDesc {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  Format format = Format::kBgra8;
+  Usage usage = Usage::kDevice;
+};
+
+// Pixels from left and top up to, and without, right and bottom.
+struct Rect {
+  std::int32_t left = 0;
+  std::int32_t top = 0;
+  std::int32_t right = 0;
+  std::int32_t bottom = 0;
+
+  constexpr std::int32_t Width() const { return right - left; }
+  constexpr std::int32_t Height() const { return bottom - top; }
+  constexpr bool Empty() const { return left >= right || top >= bottom; }
+  friend constexpr bool operator==(const Rect&, const Rect&) = default;
+};
+
+class Texture {
+ public:
+  virtual ~Texture() = default;
+  Texture(const Texture&) = delete;
+  Texture& operator=(const Texture&) = delete;
+
+  const TextureDesc& Desc() const { return desc_; }
+  Rect Bounds() const {
+    return {0, 0, static_cast<std::int32_t>(desc_.width), static_cast<std::int32_t>(desc_.height)};
+  }
+
+ protected:
+  explicit Texture(const TextureDesc& desc) : desc_(desc) {}
+
+ private:
+  TextureDesc desc_;
+};
+
+// A pixel program: a SPIR-V fragment shader of the interface in `shaders/include/pixel.glsl`.
+class Program {
+ public:
+  virtual ~Program() = default;
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+ protected:
+  Program() = default;
+};
+
+enum class Filter { kNearest, kLinear };
+enum class Extend { kClamp, kWrap, kMirror };
+
+struct Sampler {
+  Filter filter = Filter::kLinear;
+  Extend extend_x = Extend::kClamp;
+  Extend extend_y = Extend::kClamp;
+  friend constexpr bool operator==(const Sampler&, const Sampler&) = default;
+};
+
+// Texture and sampler registers of a program. A null texture reads as transparent black.
+constexpr std::size_t kRegisterCount = 3;
+
+struct Binding {
+  const Texture* texture = nullptr;
+  Sampler sampler;
+};
+
+enum class Blend {
+  kReplace,     // result = source
+  kSourceOver,  // result = source + (1 - source alpha) * destination
+};
+
+constexpr std::size_t kMaximumConstantBytes = 4096;
+
+struct Pass {
+  const Program* program = nullptr;
+  // Must not be bound as an input of the same pass.
+  Texture* target = nullptr;
+  // Part of the target that is drawn, inside its bounds; the rest is left as it was.
+  Rect rect;
+  // The program's position is `pixel of the target + origin`, in pixels of an image of `extent`,
+  // and its uv is that position divided by the extent.
+  float origin_x = 0;
+  float origin_y = 0;
+  float extent_x = 1;
+  float extent_y = 1;
+  std::array<Binding, kRegisterCount> bindings;
+  // Read during the call; bytes that the program reads beyond it are zero.
+  std::span<const std::byte> constants;
+  Blend blend = Blend::kReplace;
+};
+
+struct Mapping {
+  const std::byte* data = nullptr;
+  std::size_t pitch = 0;  // bytes from row to row
+};
+
+class Engine {
+ public:
+  virtual ~Engine() = default;
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  // Largest width and height of a texture.
+  virtual std::uint32_t MaximumTextureSize() const = 0;
+
+  // Makes a texture. Its contents are undefined until written. A side of 0 or beyond
+  // `MaximumTextureSize` is `kInvalidArgument`.
+  Status CreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture);
+
+  // Makes a program from SPIR-V. Bytes that are no SPIR-V module are `kInvalidArgument`. The bytes
+  // are read during the call.
+  Status CreateProgram(std::span<const std::byte> spirv, std::unique_ptr<Program>* program);
+
+  // Replaces `rect` of a device texture by rows `pitch` bytes apart, read during the call.
+  Status Upload(Texture& texture, const Rect& rect, const void* data, std::size_t pitch);
+
+  // Fills the whole of a device texture with red, green, blue, alpha as they are.
+  Status Clear(Texture& texture, const std::array<float, 4>& color);
+
+  // Draws one pass. Each channel of a result becomes 0 when it is NaN, is clamped to 0..1 and
+  // rounded to the nearest of 256 steps.
+  Status Draw(const Pass& pass);
+
+  // Copies `rect` of `source`, a device texture, to (x, y) of `destination`, of the same format.
+  Status Copy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
+              const Rect& rect);
+
+  // Submits what was recorded and does not wait.
+  Status Flush();
+
+  // Submits, waits until all copies to `texture`, a read-back texture, are done, and gives its
+  // pixels without a copy. They stay valid until `Unmap`, the next copy to the texture, or its end.
+  Status Map(Texture& texture, Mapping* mapping);
+  void Unmap(Texture& texture);
+
+  bool Lost() const { return lost_; }
+
+  // Makes the device lost at the operation that follows `calls` further ones, for tests.
+  void InjectLoss(std::uint64_t calls) { calls_until_loss_ = calls; }
+
+  // Number of operations so far, for tests that walk the point of loss through a frame.
+  std::uint64_t CallCount() const { return call_count_; }
+  // Number of submissions to the device so far.
+  virtual std::uint64_t SubmissionCount() const = 0;
+
+ protected:
+  Engine() = default;
+
+  virtual Status DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) = 0;
+  virtual Status DoCreateProgram(std::span<const std::byte> spirv,
+                                 std::unique_ptr<Program>* program) = 0;
+  virtual Status DoUpload(Texture& texture, const Rect& rect, const std::byte* data,
+                          std::size_t pitch) = 0;
+  virtual Status DoClear(Texture& texture, const std::array<float, 4>& color) = 0;
+  virtual Status DoDraw(const Pass& pass) = 0;
+  virtual Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y,
+                        const Texture& source, const Rect& rect) = 0;
+  virtual Status DoFlush() = 0;
+  virtual Status DoMap(Texture& texture, Mapping* mapping) = 0;
+  virtual void DoUnmap(Texture& texture) = 0;
+
+ private:
+  // Counts an operation; false when the device is lost at it or was before.
+  bool Enter();
+  Status Leave(Status status);
+
+  bool lost_ = false;
+  std::uint64_t call_count_ = 0;
+  std::optional<std::uint64_t> calls_until_loss_;
+};
+
+enum class DeviceType { kDiscreteGpu, kIntegratedGpu, kVirtualGpu, kSoftware };
+
+// A device that an engine can be started on.
+struct DeviceInfo {
+  DeviceType type = DeviceType::kSoftware;
+  std::string name;
+  std::string driver;
+  std::uint32_t maximum_texture_size = 0;
+};
+
+struct DeviceList {
+  std::vector<DeviceInfo> devices;  // best first
+  // One sentence for each thing that was found and cannot be used.
+  std::vector<std::string> rejected;
+};
+
+}  // namespace Vantra::Render

@@ -1,0 +1,68 @@
+#pragma once
+
+// Samplers, and the descriptor sets that bind textures and samplers to a program's registers.
+
+#include <array>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "render/vulkan/vulkan_api.h"
+
+namespace Vantra::Render::Vulkan {
+
+// What the registers of one pass hold.
+struct Registers {
+  std::array<VkImageView, kRegisterCount> views = {};
+  std::array<VkSampler, kRegisterCount> samplers = {};
+  friend bool operator==(const Registers&, const Registers&) = default;
+};
+
+// Every set is of one layout: images at bindings 0 to 2, samplers at 3 to 5, constants at 6. Sets
+// are kept for the registers that they were written for, so that a frame like the last writes none.
+class Descriptors {
+ public:
+  explicit Descriptors(Api& api) : api_(api) {}
+  ~Descriptors();
+  Descriptors(const Descriptors&) = delete;
+  Descriptors& operator=(const Descriptors&) = delete;
+
+  // Binds the constants of all sets to `constants`, at the offset given at each use.
+  Status Init(VkBuffer constants);
+
+  VkDescriptorSetLayout Layout() const { return layout_; }
+  Status FindSampler(const Sampler& sampler, VkSampler* handle);
+
+  // The set for `registers`, which the work of timeline value `use` reads. Work up to `completed`
+  // is done: its sets can be written anew.
+  Status FindSet(const Registers& registers, std::uint64_t use, std::uint64_t completed,
+                 VkDescriptorSet* set);
+  // Gives up the sets that hold `view`, which is about to be destroyed.
+  void Forget(VkImageView view);
+
+ private:
+  struct Hash {
+    std::size_t operator()(const Registers& registers) const;
+  };
+  struct Set {
+    VkDescriptorSet handle;
+    std::uint64_t last_use;
+  };
+
+  Status TakeSet(std::uint64_t completed, VkDescriptorSet* set);
+  Status AddPool();
+  void GiveUpIdleSets(std::uint64_t completed);
+
+  static constexpr std::size_t kSamplerCount = 2 * 3 * 3;
+
+  Api& api_;
+  VkBuffer constants_ = VK_NULL_HANDLE;
+  VkDescriptorSetLayout layout_ = VK_NULL_HANDLE;
+  std::array<VkSampler, kSamplerCount> samplers_ = {};
+  std::vector<VkDescriptorPool> pools_;
+  std::uint32_t left_in_pool_ = 0;
+  std::unordered_map<Registers, Set, Hash> sets_;
+  std::vector<Set> free_;
+};
+
+}  // namespace Vantra::Render::Vulkan
