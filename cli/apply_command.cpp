@@ -1,8 +1,8 @@
 #include "cli/apply_command.h"
 
-#include <fmt/format.h>
 #include <vantrix/vantrix.h>
 
+#include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
 
@@ -83,8 +83,8 @@ void Apply(const ApplyOptions& options) {
   try {
     device.Intialize(nullptr);
   } catch (const Vantra::DException&) {
-    throw CommandError(kFailed, fmt::format("cannot start a device: {}",
-                                            Platform::GetEngineChoice().reason));
+    throw CommandError(
+        kFailed, fmt::format("cannot start a device: {}", Platform::GetEngineChoice().reason));
   }
   const std::unique_ptr<Vantra::Effect> effect = MakeEffect(device, options.effect);
   SetAttributes(*effect, options);

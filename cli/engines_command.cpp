@@ -1,9 +1,9 @@
 #include "cli/engines_command.h"
 
-#include <fmt/format.h>
 #include <vantrix/platform/engine.h>
 
 #include <charconv>
+#include <fmt/format.h>
 #include <string_view>
 
 #include "cli/command_error.h"
@@ -15,10 +15,14 @@ namespace Platform = Vantra::Platform;
 
 const char* Describe(Platform::DeviceType type) {
   switch (type) {
-    case Platform::DeviceType::kDiscreteGpu: return "discrete GPU";
-    case Platform::DeviceType::kIntegratedGpu: return "integrated GPU";
-    case Platform::DeviceType::kVirtualGpu: return "virtual GPU";
-    case Platform::DeviceType::kSoftware: return "software";
+    case Platform::DeviceType::kDiscreteGpu:
+      return "discrete GPU";
+    case Platform::DeviceType::kIntegratedGpu:
+      return "integrated GPU";
+    case Platform::DeviceType::kVirtualGpu:
+      return "virtual GPU";
+    case Platform::DeviceType::kSoftware:
+      return "software";
   }
   return "unknown";
 }

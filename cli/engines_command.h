@@ -7,7 +7,8 @@ namespace Vantrix::Command {
 // `vantrix engines`: one line for each device, in the form that `--engine` takes.
 void ListEngines();
 
-// Selects the engine that an `--engine` text names. Throws `CommandError` for one that is not there.
+// Selects the engine that an `--engine` text names. Throws `CommandError` for one that is not
+// there.
 void SelectEngine(const std::string& text);
 
 }  // namespace Vantrix::Command

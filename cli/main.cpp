@@ -1,8 +1,6 @@
 #include <CLI/CLI.hpp>
-
-#include <fmt/format.h>
-
 #include <exception>
+#include <fmt/format.h>
 #include <new>
 
 #include "cli/apply_command.h"

@@ -1,9 +1,8 @@
 #include "cli/picture_file.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstdio>
+#include <fmt/format.h>
 #include <string_view>
 
 #include "cli/command_error.h"
@@ -22,17 +21,25 @@ constexpr std::size_t kBytesPerPixel = 4;
 
 std::string Describe(HRESULT result) {
   switch (result) {
-    case HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND): return "no such file";
-    case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED): return "permission denied";
-    case WINCODEC_ERR_UNKNOWNIMAGEFORMAT: return "neither a PNG nor a JPEG picture";
-    case WINCODEC_ERR_BADHEADER: return "the picture's header is damaged";
-    case WINCODEC_ERR_BADIMAGE: return "the picture is damaged or cut short";
+    case HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND):
+      return "no such file";
+    case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED):
+      return "permission denied";
+    case WINCODEC_ERR_UNKNOWNIMAGEFORMAT:
+      return "neither a PNG nor a JPEG picture";
+    case WINCODEC_ERR_BADHEADER:
+      return "the picture's header is damaged";
+    case WINCODEC_ERR_BADIMAGE:
+      return "the picture is damaged or cut short";
     case WINCODEC_ERR_IMAGESIZEOUTOFRANGE:
       return fmt::format("the picture is larger than {} pixels a side or {} in all",
                          WIC_MAXIMUM_SIDE, WIC_MAXIMUM_PIXELS);
-    case WINCODEC_ERR_STREAMREAD: return "the file cannot be read";
-    case E_OUTOFMEMORY: return "not enough memory";
-    default: return fmt::format("error 0x{:08x}", static_cast<unsigned>(result));
+    case WINCODEC_ERR_STREAMREAD:
+      return "the file cannot be read";
+    case E_OUTOFMEMORY:
+      return "not enough memory";
+    default:
+      return fmt::format("error 0x{:08x}", static_cast<unsigned>(result));
   }
 }
 
@@ -50,7 +57,8 @@ bool EndsWith(std::string_view text, std::string_view end) {
 
 Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path) {
   const std::optional<std::wstring> name = Platform::FromUtf8(path);
-  if (!name) throw CommandError(kFailed, fmt::format("cannot read {}: the name is not UTF-8", path));
+  if (!name)
+    throw CommandError(kFailed, fmt::format("cannot read {}: the name is not UTF-8", path));
   CComPtr<IWICBitmapDecoder> decoder;
   CComPtr<IWICBitmapFrameDecode> frame;
   CComPtr<IWICFormatConverter> converter;

@@ -19,8 +19,8 @@ struct Picture {
 // Decodes a picture file. Throws `CommandError` that tells the cause and the file.
 Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path);
 
-// Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file that
-// is there stays as it was until the new one is complete.
+// Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file
+// that is there stays as it was until the new one is complete.
 void WritePicture(const std::string& path, const Picture& picture);
 
 }  // namespace Vantrix::Command

@@ -1,5 +1,5 @@
-#include <vantrix/device/dexception.h>
 #include <vantrix/device/device.h>
+#include <vantrix/device/dexception.h>
 #include <vantrix/effects/engine/effect.h>
 #include <vantrix/images/bitmap.h>
 

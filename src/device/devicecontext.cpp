@@ -1,6 +1,6 @@
-#include <vantrix/device/dexception.h>
 #include <vantrix/device/device.h>
 #include <vantrix/device/devicecontext.h>
+#include <vantrix/device/dexception.h>
 
 #include <iterator>
 

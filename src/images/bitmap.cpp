@@ -151,9 +151,9 @@ CComPtr<ID2D1Bitmap1> BitmapContext::MakeBitmap(const void* pixels, UINT32 pitch
       .colorContext = nullptr,
   };
   context->GetDpi(&properties.dpiX, &properties.dpiY);
-  context->CreateBitmap({static_cast<UINT32>(resource->width_),
-                         static_cast<UINT32>(resource->height_)},
-                        pixels, pitch, &properties, &bitmap);
+  context->CreateBitmap(
+      {static_cast<UINT32>(resource->width_), static_cast<UINT32>(resource->height_)}, pixels,
+      pitch, &properties, &bitmap);
   return bitmap;
 }
 

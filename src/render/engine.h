@@ -195,8 +195,8 @@ class Engine {
                           std::size_t pitch) = 0;
   virtual Status DoClear(Texture& texture, const std::array<float, 4>& color) = 0;
   virtual Status DoDraw(const Pass& pass) = 0;
-  virtual Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y,
-                        const Texture& source, const Rect& rect) = 0;
+  virtual Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
+                        const Rect& rect) = 0;
   virtual Status DoFlush() = 0;
   virtual Status DoMap(Texture& texture, Mapping* mapping) = 0;
   virtual void DoUnmap(Texture& texture) = 0;

@@ -15,10 +15,10 @@ class VANTRIX_API DException : public std::exception {
  public:
   /// Codes of `GetError`.
   enum Code : int {
-    kDevice = 1,         ///< A device, a factory, a render target or the 2D context cannot be made.
-    kTexture = 2,        ///< A texture of the render target or the frame converter cannot be made.
-    kDecode = 1000,      ///< A picture cannot be decoded.
-    kSave = 1004,        ///< A picture cannot be saved.
+    kDevice = 1,     ///< A device, a factory, a render target or the 2D context cannot be made.
+    kTexture = 2,    ///< A texture of the render target or the frame converter cannot be made.
+    kDecode = 1000,  ///< A picture cannot be decoded.
+    kSave = 1004,    ///< A picture cannot be saved.
   };
 
   DException(std::string text, int error);

@@ -121,11 +121,11 @@ class IUnknown {
 template <class Interface>
 struct InterfaceId;
 
-#define VANTRIX_INTERFACE(name, ...)                 \
-  inline constexpr IID IID_##name = {__VA_ARGS__};   \
-  template <>                                        \
-  struct InterfaceId<name> {                         \
-    static constexpr const IID& value = IID_##name;  \
+#define VANTRIX_INTERFACE(name, ...)                \
+  inline constexpr IID IID_##name = {__VA_ARGS__};  \
+  template <>                                       \
+  struct InterfaceId<name> {                        \
+    static constexpr const IID& value = IID_##name; \
   }
 
 #define __uuidof(type) (InterfaceId<type>::value)
@@ -135,7 +135,7 @@ VANTRIX_INTERFACE(IUnknown, 0x00000000, 0x0000, 0x0000,
 
 /// Expands to the two arguments of a creation call: the identifier of the interface that `out`
 /// points to, and `out` as an untyped pointer.
-#define IID_PPV_ARGS(out)                                                     \
+#define IID_PPV_ARGS(out)                                                               \
   InterfaceId<std::remove_pointer_t<std::remove_reference_t<decltype(*(out))>>>::value, \
       reinterpret_cast<void**>(out)
 

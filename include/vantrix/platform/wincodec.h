@@ -43,7 +43,10 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppPRGBA = {
 constexpr UINT WIC_MAXIMUM_SIDE = 65500;
 constexpr UINT64 WIC_MAXIMUM_PIXELS = UINT64{1} << 27;
 
-enum WICDecodeOptions : UINT { WICDecodeMetadataCacheOnDemand = 0, WICDecodeMetadataCacheOnLoad = 1 };
+enum WICDecodeOptions : UINT {
+  WICDecodeMetadataCacheOnDemand = 0,
+  WICDecodeMetadataCacheOnLoad = 1
+};
 enum WICBitmapDitherType : UINT { WICBitmapDitherTypeNone = 0 };
 enum WICBitmapPaletteType : UINT { WICBitmapPaletteTypeCustom = 0 };
 
@@ -73,8 +76,8 @@ class IWICBitmapSource : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapSource, 0x00000120, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// One picture of a file, decoded to `GUID_WICPixelFormat32bppRGBA` whatever the file stores. It keeps
-/// its decoder alive.
+/// One picture of a file, decoded to `GUID_WICPixelFormat32bppRGBA` whatever the file stores. It
+/// keeps its decoder alive.
 class IWICBitmapFrameDecode : public IWICBitmapSource {
  protected:
   ~IWICBitmapFrameDecode() = default;

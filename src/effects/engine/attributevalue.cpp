@@ -1,12 +1,11 @@
 #include "effects/engine/attributevalue.h"
 
-#include <locale.h>
-
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cwchar>
 #include <limits>
+#include <locale.h>
 #include <stdexcept>
 
 namespace Vantra {
@@ -40,10 +39,9 @@ long long ParseLong(const wchar_t* text, wchar_t** end) { return std::wcstoll(te
 }  // namespace
 
 float ParseFloat(const std::wstring& text) {
-  return Parse(text, "invalid stof argument", "stof argument out of range",
-               [](const wchar_t* start, wchar_t** end) {
-                 return wcstof_l(start, end, ClassicLocale());
-               });
+  return Parse(
+      text, "invalid stof argument", "stof argument out of range",
+      [](const wchar_t* start, wchar_t** end) { return wcstof_l(start, end, ClassicLocale()); });
 }
 
 std::int32_t ParseInteger(const std::wstring& text) {

@@ -1,11 +1,10 @@
 #include <vantrix/device/comparestring.h>
 #include <vantrix/effects/engine/effectattributesparser.h>
 
-#include <strings.h>
-#include <tinyxml2.h>
-
 #include <optional>
 #include <stdexcept>
+#include <strings.h>
+#include <tinyxml2.h>
 
 #include "platform/com/utf8.h"
 
@@ -64,7 +63,7 @@ void EffectAttributesParser::Parse(const std::string& xml) {
 void EffectAttributesParser::ParseAttributes(std::unique_ptr<Attribute>& attribute, void* element) {
   static constexpr struct {
     const char* word;
-    std::unique_ptr<Effect::Attribute> Attribute::* bound;
+    std::unique_ptr<Effect::Attribute> Attribute::*bound;
   } kBounds[] = {
       {"min", &Attribute::min},
       {"max", &Attribute::max},

@@ -18,12 +18,18 @@ using Storage = AttributeDescription::Storage;
 
 const char* TypeWord(AttributeType type) {
   switch (type) {
-    case AttributeType::kFloat: return "float";
-    case AttributeType::kInt: return "int";
-    case AttributeType::kBool: return "bool";
-    case AttributeType::kPosition: return "position";
-    case AttributeType::kTexture: return "Texture";
-    case AttributeType::kColor: return "color";
+    case AttributeType::kFloat:
+      return "float";
+    case AttributeType::kInt:
+      return "int";
+    case AttributeType::kBool:
+      return "bool";
+    case AttributeType::kPosition:
+      return "position";
+    case AttributeType::kTexture:
+      return "Texture";
+    case AttributeType::kColor:
+      return "color";
   }
   return "float";
 }
@@ -33,8 +39,8 @@ std::string Narrow(std::wstring_view text) { return std::string(text.begin(), te
 std::wstring Widen(std::string_view text) { return std::wstring(text.begin(), text.end()); }
 
 std::string DescribeAttribute(const AttributeDescription& attribute) {
-  std::string xml = " <attribute name='" + Narrow(attribute.name) + "' type='" +
-                    TypeWord(attribute.type) + "'>";
+  std::string xml =
+      " <attribute name='" + Narrow(attribute.name) + "' type='" + TypeWord(attribute.type) + "'>";
   const auto bound = [&xml](const char* element, const std::string& value) {
     if (!value.empty()) xml += std::string(" <") + element + " value='" + value + "'/>";
   };
@@ -73,7 +79,8 @@ T Load(const AttributeDescription& attribute, const void* constants, std::size_t
 void StoreNumber(const AttributeDescription& attribute, float value, void* constants) {
   if (attribute.to_constant) value = attribute.to_constant(value);
   switch (attribute.storage) {
-    case Storage::kFloat: return Store(attribute, constants, &value, 1);
+    case Storage::kFloat:
+      return Store(attribute, constants, &value, 1);
     case Storage::kInt32: {
       const auto whole = WholePart<std::int32_t>(value);
       return Store(attribute, constants, &whole, 1);
@@ -82,7 +89,8 @@ void StoreNumber(const AttributeDescription& attribute, float value, void* const
       const auto whole = WholePart<std::uint32_t>(value);
       return Store(attribute, constants, &whole, 1);
     }
-    case Storage::kNone: return;
+    case Storage::kNone:
+      return;
   }
 }
 
@@ -110,14 +118,17 @@ void SetNumberText(const AttributeDescription& attribute, const std::wstring& te
 float LoadFloat(const AttributeDescription& attribute, const void* constants) {
   float value = 0;
   switch (attribute.storage) {
-    case Storage::kFloat: value = Load<float>(attribute, constants); break;
+    case Storage::kFloat:
+      value = Load<float>(attribute, constants);
+      break;
     case Storage::kInt32:
       value = static_cast<float>(Load<std::int32_t>(attribute, constants));
       break;
     case Storage::kUInt32:
       value = static_cast<float>(Load<std::uint32_t>(attribute, constants));
       break;
-    case Storage::kNone: break;
+    case Storage::kNone:
+      break;
   }
   return attribute.from_constant ? attribute.from_constant(value) : value;
 }
@@ -184,7 +195,8 @@ void SetAttributeText(const AttributeDescription& attribute, const std::wstring&
                       void* constants) {
   switch (attribute.type) {
     case AttributeType::kFloat:
-    case AttributeType::kInt: return SetNumberText(attribute, text, constants);
+    case AttributeType::kInt:
+      return SetNumberText(attribute, text, constants);
     case AttributeType::kBool:
       return StoreNumber(attribute, text == L"false" ? 0.0f : 1.0f, constants);
     case AttributeType::kPosition:
@@ -193,33 +205,43 @@ void SetAttributeText(const AttributeDescription& attribute, const std::wstring&
       const std::size_t count = ParseFloatList(text, values.data(), attribute.count);
       return Store(attribute, constants, values.data(), count);
     }
-    case AttributeType::kTexture: return;
+    case AttributeType::kTexture:
+      return;
   }
 }
 
 void SetAttributeNumber(const AttributeDescription& attribute, float value, void* constants) {
   switch (attribute.type) {
     case AttributeType::kFloat:
-    case AttributeType::kInt: return StoreNumber(attribute, value, constants);
+    case AttributeType::kInt:
+      return StoreNumber(attribute, value, constants);
     case AttributeType::kBool:
       return StoreNumber(attribute, value != 0.0f ? 1.0f : 0.0f, constants);
     case AttributeType::kPosition:
     case AttributeType::kColor:
-    case AttributeType::kTexture: return;
+    case AttributeType::kTexture:
+      return;
   }
 }
 
 void GetAttributeText(const AttributeDescription& attribute, const void* constants,
                       std::wstring* text) {
   switch (attribute.type) {
-    case AttributeType::kFloat: *text = FormatFixed(LoadFloat(attribute, constants)); return;
-    case AttributeType::kInt: *text = FormatWhole(attribute, constants); return;
+    case AttributeType::kFloat:
+      *text = FormatFixed(LoadFloat(attribute, constants));
+      return;
+    case AttributeType::kInt:
+      *text = FormatWhole(attribute, constants);
+      return;
     case AttributeType::kBool:
       *text = LoadFloat(attribute, constants) != 0.0f ? L"true" : L"false";
       return;
     case AttributeType::kPosition:
-    case AttributeType::kColor: *text = FormatList(attribute, constants); return;
-    case AttributeType::kTexture: return;
+    case AttributeType::kColor:
+      *text = FormatList(attribute, constants);
+      return;
+    case AttributeType::kTexture:
+      return;
   }
 }
 
@@ -227,8 +249,8 @@ std::size_t ParseFloatList(const std::wstring& text, float* values, std::size_t 
   std::vector<float> read;
   auto start = text.begin();
   while (read.size() < capacity) {
-    const auto end = std::find_if(start, text.end(),
-                                  [](wchar_t c) { return IsListSeparator(c) || IsSpace(c); });
+    const auto end =
+        std::find_if(start, text.end(), [](wchar_t c) { return IsListSeparator(c) || IsSpace(c); });
     if (start == end) break;
     read.push_back(ParseFloat(std::wstring(start, end)));
     if (end == text.end()) break;

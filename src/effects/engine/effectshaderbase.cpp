@@ -84,8 +84,8 @@ HRESULT EffectShaderBase::MapOutputRectToInputRects(const RECT* output, RECT* in
 
 HRESULT EffectShaderBase::MapInputRectsToOutputRect(const RECT* inputs, const RECT*, UINT32 count,
                                                     RECT* output, RECT* opaqueOutput) {
-  const bool all_equal = std::all_of(inputs, inputs + count,
-                                     [inputs](const RECT& rect) { return rect == inputs[0]; });
+  const bool all_equal =
+      std::all_of(inputs, inputs + count, [inputs](const RECT& rect) { return rect == inputs[0]; });
   if (!all_equal) return E_INVALIDARG;
   *output = inputs[0];
   input_rectangle_ = inputs[0];
@@ -177,8 +177,8 @@ HRESULT EffectShaderBase::CreateD2DTexture(ID2D1EffectContext* context, IStream*
                                            ID2D1ResourceTexture** texture, POINT* size) {
   if (!imaging_factory_) return E_FAIL;
   CComPtr<IWICBitmapDecoder> decoder;
-  if (FAILED(imaging_factory_->CreateDecoderFromStream(
-          stream, nullptr, WICDecodeMetadataCacheOnDemand, &decoder))) {
+  if (FAILED(imaging_factory_->CreateDecoderFromStream(stream, nullptr,
+                                                       WICDecodeMetadataCacheOnDemand, &decoder))) {
     return E_FAIL;
   }
   return DecodeTexture(decoder, context, texture, size);

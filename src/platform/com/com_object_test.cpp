@@ -1,8 +1,8 @@
 #include "platform/com/com_object.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <thread>
-#include <vector>
 
 class ITestBase : public IUnknown {
  public:
@@ -77,14 +77,17 @@ TEST(ComObject, TheLastReferenceDestroysTheObjectWhicheverThreadDropsIt) {
   int destroyed = 0;
   {
     CComPtr<Object> object = MakeCom<Object>(&destroyed);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([copy = CComPtr<ITestOther>(object)] {
-        for (int j = 0; j < 10000; ++j) CComPtr<ITestOther> again(copy);
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) {
+      // Each thread has a reference of its own, and drops it at its end.
+      thread = std::thread([copy = CComPtr<ITestOther>(object)] {
+        for (int i = 0; i < 10000; ++i) {
+          copy->AddRef();
+          copy->Release();
+        }
       });
     }
     for (std::thread& thread : threads) thread.join();
-    threads.clear();
     EXPECT_EQ(destroyed, 0);
     EXPECT_EQ(object->AddRef(), 2u);
     EXPECT_EQ(object->Release(), 1u);

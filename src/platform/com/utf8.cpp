@@ -1,7 +1,9 @@
 #include "platform/com/utf8.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace Vantra::Platform {
 namespace {
@@ -33,7 +35,7 @@ std::string ToUtf8(std::wstring_view text) {
   std::string bytes;
   bytes.reserve(text.size());
   for (const wchar_t character : text) {
-    auto code = static_cast<std::uint32_t>(character);
+    auto code = std::bit_cast<std::uint32_t>(character);
     if (!IsCodePoint(code)) code = kReplacement;
     std::size_t form = 0;
     while (form + 1 < std::size(kLeads) && code >= kLeads[form + 1].least) ++form;

@@ -113,8 +113,8 @@ HRESULT DeviceContext2D::CreateBitmap(D2D1_SIZE_U size, const void* data, UINT32
   std::shared_ptr<Surface> surface;
   const Render::Status status = CreateSurface(device_, desc, data, pitch, &surface);
   if (status != Render::Status::kOk) return ToResult(status);
-  *bitmap = MakeCom<Bitmap2D>(CComPtr<ID2D1Factory1>(factory_), std::move(surface), *properties)
-                .Detach();
+  *bitmap =
+      MakeCom<Bitmap2D>(CComPtr<ID2D1Factory1>(factory_), std::move(surface), *properties).Detach();
   return *bitmap ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -194,8 +194,7 @@ HRESULT DeviceContext2D::DrawNode(ImageNode& node, const D2D1_POINT_2F& offset,
   if (rect.Empty()) return S_OK;
 
   const bool aligned = IsWhole(origin.x) && IsWhole(origin.y);
-  const bool replaces =
-      surface.transparent || composite == D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY;
+  const bool replaces = surface.transparent || composite == D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY;
   if (aligned && replaces) {
     result = node.RenderDirectly(evaluation, {&surface, rect, -origin.x, -origin.y});
     if (result != S_FALSE) {

@@ -15,7 +15,7 @@ constexpr HRESULT kInsufficientBuffer = HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BU
 struct CommonProperty {
   UINT32 index;
   const wchar_t* name;
-  const std::wstring EffectRegistration::* text;
+  const std::wstring EffectRegistration::*text;
 };
 
 constexpr CommonProperty kCommonProperties[] = {
@@ -217,8 +217,8 @@ HRESULT Effect2D::ComputeBounds(Evaluation& evaluation, Render::Rect* bounds) {
   return result;
 }
 
-HRESULT Effect2D::RunPass(Evaluation& evaluation, Render::Texture* target,
-                          const Render::Rect& rect, float origin_x, float origin_y) {
+HRESULT Effect2D::RunPass(Evaluation& evaluation, Render::Texture* target, const Render::Rect& rect,
+                          float origin_x, float origin_y) {
   Render::Rect bounds;
   HRESULT result = GetBounds(evaluation, &bounds);
   if (FAILED(result)) return result;

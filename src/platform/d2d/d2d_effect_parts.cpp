@@ -10,18 +10,28 @@ bool ToEngineFilter(D2D1_FILTER filter, Render::Filter* out) {
   switch (filter) {
     // Resource textures have one level, so the filter between levels makes no difference.
     case D2D1_FILTER_MIN_MAG_MIP_POINT:
-    case D2D1_FILTER_MIN_MAG_POINT_MIP_LINEAR: *out = Render::Filter::kNearest; return true;
+    case D2D1_FILTER_MIN_MAG_POINT_MIP_LINEAR:
+      *out = Render::Filter::kNearest;
+      return true;
     case D2D1_FILTER_MIN_MAG_LINEAR_MIP_POINT:
-    case D2D1_FILTER_MIN_MAG_MIP_LINEAR: *out = Render::Filter::kLinear; return true;
+    case D2D1_FILTER_MIN_MAG_MIP_LINEAR:
+      *out = Render::Filter::kLinear;
+      return true;
   }
   return false;
 }
 
 bool ToEngineExtend(D2D1_EXTEND_MODE mode, Render::Extend* out) {
   switch (mode) {
-    case D2D1_EXTEND_MODE_CLAMP: *out = Render::Extend::kClamp; return true;
-    case D2D1_EXTEND_MODE_WRAP: *out = Render::Extend::kWrap; return true;
-    case D2D1_EXTEND_MODE_MIRROR: *out = Render::Extend::kMirror; return true;
+    case D2D1_EXTEND_MODE_CLAMP:
+      *out = Render::Extend::kClamp;
+      return true;
+    case D2D1_EXTEND_MODE_WRAP:
+      *out = Render::Extend::kWrap;
+      return true;
+    case D2D1_EXTEND_MODE_MIRROR:
+      *out = Render::Extend::kMirror;
+      return true;
   }
   return false;
 }
@@ -38,8 +48,8 @@ HRESULT EffectContext2D::LoadPixelShader(REFGUID shaderId, const BYTE* buffer, U
   if (!buffer) return E_INVALIDARG;
   if (FindProgram(shaderId)) return S_OK;
   const Render::Program* program = nullptr;
-  const Render::Status status = device_->GetProgram(
-      {reinterpret_cast<const std::byte*>(buffer), size}, &program);
+  const Render::Status status =
+      device_->GetProgram({reinterpret_cast<const std::byte*>(buffer), size}, &program);
   if (status != Render::Status::kOk) return ToResult(status);
   programs_.emplace_back(shaderId, program);
   return S_OK;

@@ -1,9 +1,8 @@
 #include "platform/d2d/d2d_factory.h"
 
-#include <tinyxml2.h>
-
 #include <cstring>
 #include <optional>
+#include <tinyxml2.h>
 
 #include "platform/com/utf8.h"
 #include "platform/d2d/d2d_device_context.h"
@@ -24,7 +23,7 @@ bool ReadText(const tinyxml2::XMLElement& property, std::wstring* text) {
 bool ReadProperty(const tinyxml2::XMLElement& property, EffectRegistration* registration) {
   struct Text {
     const char* name;
-    std::wstring EffectRegistration::* text;
+    std::wstring EffectRegistration::*text;
   };
   static constexpr Text kTexts[] = {
       {"DisplayName", &EffectRegistration::display_name},

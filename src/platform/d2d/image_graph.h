@@ -31,7 +31,8 @@ struct DirectTarget {
 // lives until the evaluation ends.
 class Evaluation {
  public:
-  explicit Evaluation(GraphicsDevice& device, std::vector<std::unique_ptr<Render::Texture>>& storage)
+  explicit Evaluation(GraphicsDevice& device,
+                      std::vector<std::unique_ptr<Render::Texture>>& storage)
       : device_(device), storage_(storage), id_(++s_last_id) {}
   Evaluation(const Evaluation&) = delete;
   Evaluation& operator=(const Evaluation&) = delete;

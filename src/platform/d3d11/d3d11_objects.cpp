@@ -46,9 +46,8 @@ HRESULT Device3D::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
   if (description->Usage == D3D11_USAGE_STAGING) desc.usage = Render::Usage::kReadback;
 
   std::shared_ptr<Surface> surface;
-  const Render::Status status =
-      CreateSurface(device_, desc, initial ? initial->pSysMem : nullptr,
-                    initial ? initial->SysMemPitch : 0, &surface);
+  const Render::Status status = CreateSurface(device_, desc, initial ? initial->pSysMem : nullptr,
+                                              initial ? initial->SysMemPitch : 0, &surface);
   if (status != Render::Status::kOk) return ToDeviceResult(status);
   *texture = MakeCom<Texture3D>(std::move(surface), *description).Detach();
   return *texture ? S_OK : E_OUTOFMEMORY;
@@ -80,8 +79,7 @@ HRESULT ImmediateContext::Map(ID3D11Resource* resource, UINT subresource, D3D11_
   const Render::Status status = device_->GetEngine().Map(*surface->texture, &mapping);
   if (status != Render::Status::kOk) return ToDeviceResult(status);
   const auto pitch = static_cast<UINT>(mapping.pitch);
-  *mapped = {const_cast<std::byte*>(mapping.data), pitch,
-             pitch * surface->texture->Desc().height};
+  *mapped = {const_cast<std::byte*>(mapping.data), pitch, pitch * surface->texture->Desc().height};
   return S_OK;
 }
 
@@ -113,8 +111,7 @@ HRESULT D3D11CreateDevice(IUnknown* adapter, D3D_DRIVER_TYPE driverType, HMODULE
   }
   std::shared_ptr<GraphicsDevice> graphics = StartGraphicsDevice();
   if (!graphics) return DXGI_ERROR_UNSUPPORTED;
-  const D3D_FEATURE_LEVEL reached =
-      levels && levelCount > 0 ? levels[0] : D3D_FEATURE_LEVEL_11_0;
+  const D3D_FEATURE_LEVEL reached = levels && levelCount > 0 ? levels[0] : D3D_FEATURE_LEVEL_11_0;
   CComPtr<ID3D11Device> made(MakeCom<Device3D>(graphics, reached));
   CComPtr<ID3D11DeviceContext> context(MakeCom<ImmediateContext>(graphics));
   if (!made || !context) return E_OUTOFMEMORY;

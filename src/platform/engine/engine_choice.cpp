@@ -22,20 +22,28 @@ State& GetState() {
 
 DeviceType ToPublic(Render::DeviceType type) {
   switch (type) {
-    case Render::DeviceType::kDiscreteGpu: return DeviceType::kDiscreteGpu;
-    case Render::DeviceType::kIntegratedGpu: return DeviceType::kIntegratedGpu;
-    case Render::DeviceType::kVirtualGpu: return DeviceType::kVirtualGpu;
-    case Render::DeviceType::kSoftware: return DeviceType::kSoftware;
+    case Render::DeviceType::kDiscreteGpu:
+      return DeviceType::kDiscreteGpu;
+    case Render::DeviceType::kIntegratedGpu:
+      return DeviceType::kIntegratedGpu;
+    case Render::DeviceType::kVirtualGpu:
+      return DeviceType::kVirtualGpu;
+    case Render::DeviceType::kSoftware:
+      return DeviceType::kSoftware;
   }
   return DeviceType::kSoftware;
 }
 
 const char* Describe(DeviceType type) {
   switch (type) {
-    case DeviceType::kDiscreteGpu: return "a discrete GPU";
-    case DeviceType::kIntegratedGpu: return "an integrated GPU";
-    case DeviceType::kVirtualGpu: return "a virtual GPU";
-    case DeviceType::kSoftware: return "a software device";
+    case DeviceType::kDiscreteGpu:
+      return "a discrete GPU";
+    case DeviceType::kIntegratedGpu:
+      return "an integrated GPU";
+    case DeviceType::kVirtualGpu:
+      return "a virtual GPU";
+    case DeviceType::kSoftware:
+      return "a software device";
   }
   return "a device";
 }
@@ -98,8 +106,7 @@ std::shared_ptr<GraphicsDevice> StartGraphicsDevice() {
   options.validation = true;
 #endif
   std::string error;
-  std::unique_ptr<Render::Engine> engine =
-      Render::CreateVulkanEngine(state.index, options, &error);
+  std::unique_ptr<Render::Engine> engine = Render::CreateVulkanEngine(state.index, options, &error);
   if (!engine) {
     state.choice = {.running = false, .engine = info, .reason = info.name + ": " + error};
     return nullptr;

@@ -53,8 +53,8 @@ void GraphicsDevice::EndSession() {
 }
 
 Render::Status CreateSurface(const std::shared_ptr<GraphicsDevice>& device,
-                             const Render::TextureDesc& desc, const void* pixels,
-                             std::size_t pitch, std::shared_ptr<Surface>* surface) {
+                             const Render::TextureDesc& desc, const void* pixels, std::size_t pitch,
+                             std::shared_ptr<Surface>* surface) {
   auto made = std::make_shared<Surface>();
   made->device = device;
   Render::Engine& engine = device->GetEngine();
@@ -73,20 +73,30 @@ Render::Status CreateSurface(const std::shared_ptr<GraphicsDevice>& device,
 
 bool ToEngineFormat(DXGI_FORMAT format, Render::Format* out) {
   switch (format) {
-    case DXGI_FORMAT_B8G8R8A8_UNORM: *out = Render::Format::kBgra8; return true;
-    case DXGI_FORMAT_R8G8B8A8_UNORM: *out = Render::Format::kRgba8; return true;
-    case DXGI_FORMAT_UNKNOWN: break;
+    case DXGI_FORMAT_B8G8R8A8_UNORM:
+      *out = Render::Format::kBgra8;
+      return true;
+    case DXGI_FORMAT_R8G8B8A8_UNORM:
+      *out = Render::Format::kRgba8;
+      return true;
+    case DXGI_FORMAT_UNKNOWN:
+      break;
   }
   return false;
 }
 
 HRESULT ToResult(Render::Status status) {
   switch (status) {
-    case Render::Status::kOk: return S_OK;
-    case Render::Status::kDeviceLost: return D2DERR_RECREATE_TARGET;
-    case Render::Status::kOutOfMemory: return E_OUTOFMEMORY;
-    case Render::Status::kInvalidArgument: return E_INVALIDARG;
-    case Render::Status::kUnsupported: return D2DERR_UNSUPPORTED_OPERATION;
+    case Render::Status::kOk:
+      return S_OK;
+    case Render::Status::kDeviceLost:
+      return D2DERR_RECREATE_TARGET;
+    case Render::Status::kOutOfMemory:
+      return E_OUTOFMEMORY;
+    case Render::Status::kInvalidArgument:
+      return E_INVALIDARG;
+    case Render::Status::kUnsupported:
+      return D2DERR_UNSUPPORTED_OPERATION;
   }
   return E_FAIL;
 }

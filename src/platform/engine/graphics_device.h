@@ -56,8 +56,8 @@ struct Surface {
 
 // Makes a surface from rows of pixels, or of transparent black where `pixels` is null.
 Render::Status CreateSurface(const std::shared_ptr<GraphicsDevice>& device,
-                             const Render::TextureDesc& desc, const void* pixels,
-                             std::size_t pitch, std::shared_ptr<Surface>* surface);
+                             const Render::TextureDesc& desc, const void* pixels, std::size_t pitch,
+                             std::shared_ptr<Surface>* surface);
 
 // Starts the engine that was chosen with `SelectEngine`. Null when there is none.
 std::shared_ptr<GraphicsDevice> StartGraphicsDevice();

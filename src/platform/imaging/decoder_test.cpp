@@ -61,8 +61,7 @@ TEST(PngDecoder, GivesTheExactPixelsOfEveryColourTypeDepthTransparencyAndInterla
     for (const unsigned depth : depths) {
       for (int options = 0; options < 4; ++options) {
         const bool interlaced = (options & 1) != 0;
-        const bool has_alpha = colour == PngColour::kGreyAlpha || colour == PngColour::kRgba;
-        const bool transparent = (options & 2) != 0 && !has_alpha;
+        const bool transparent = (options & 2) != 0;
         for (const auto& [width, height] : {std::pair(1u, 1u), {3u, 9u}, {33u, 17u}}) {
           SCOPED_TRACE(testing::Message()
                        << "colour " << static_cast<int>(colour) << " depth " << depth

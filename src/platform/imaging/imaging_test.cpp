@@ -1,6 +1,7 @@
 // The factory, the streams and the format converter.
 
 #include <algorithm>
+#include <cmath>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -47,7 +48,7 @@ TEST(ImagingFactory, OpensFilesByNamesOfEitherPlatform) {
   std::filesystem::create_directory(folder / "sub");
   write(folder / "sub" / "\xC3\xA4.png");
   write(folder / "back\\slash.png");
-  std::ofstream(folder / "empty.png");
+  std::ofstream(folder / "empty.png") << "";
   mkfifo((folder / "pipe").c_str(), 0600);
 
   const auto open = [&](const std::wstring& name) {
@@ -190,7 +191,7 @@ TEST(FormatConverter, ConvertsEveryColourAndAlphaBetweenAllFormatsToTheByte) {
           if (from % 2 == 1 && to % 2 == 0) {
             expected = alpha == 0 ? 0 : std::min(255.0, colour * 255.0 / alpha);
           }
-          ASSERT_EQ(out[i + channel], static_cast<int>(expected + 0.5))
+          ASSERT_EQ(out[i + channel], std::lround(expected))
               << from << " to " << to << ", colour " << colour << " alpha " << alpha;
         }
         ASSERT_EQ(out[i + 3], alpha);

@@ -91,7 +91,7 @@ PngPicture MakePng(PngColour colour, unsigned depth, unsigned width, unsigned he
                                  static_cast<BYTE>(noise.Below(256)),
                                  static_cast<BYTE>(noise.Below(256)), static_cast<BYTE>(alpha)});
     }
-  } else if (transparent) {
+  } else if (transparent && channels % 2 == 1) {
     const unsigned* first = picture.samples.data();
     picture.transparent = {first[0], channels > 1 ? first[1] : 0, channels > 1 ? first[2] : 0};
   }
@@ -219,14 +219,14 @@ Bytes EncodeJpeg(const JpegPicture& picture) {
   jpeg.write_Adobe_marker = picture.adobe;
   jpeg_set_quality(&jpeg, 100, TRUE);
   for (unsigned i = 0; i < channels; ++i) {
-    const bool full = i == 0 || i == 3 || picture.colour == JpegColour::kRgb;
-    jpeg.comp_info[i].h_samp_factor = full ? static_cast<int>(picture.chroma) : 1;
-    jpeg.comp_info[i].v_samp_factor = full ? static_cast<int>(picture.chroma) : 1;
+    const bool chroma = i == 1 || i == 2 || picture.colour == JpegColour::kRgb;
+    jpeg.comp_info[i].h_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma);
+    jpeg.comp_info[i].v_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma);
   }
   jpeg.restart_in_rows = static_cast<int>(picture.restart_rows);
-  std::vector<jpeg_scan_info> scans;
-  for (int i = 0; i < static_cast<int>(channels); ++i) {
-    scans.push_back({1, {i, 0, 0, 0}, 0, DCTSIZE2 - 1, 0, 0});
+  std::vector<jpeg_scan_info> scans(channels);
+  for (unsigned i = 0; i < channels; ++i) {
+    scans[i] = {1, {static_cast<int>(i), 0, 0, 0}, 0, DCTSIZE2 - 1, 0, 0};
   }
   if (picture.coding == JpegCoding::kSeparateScans) {
     jpeg.scan_info = scans.data();

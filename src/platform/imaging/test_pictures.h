@@ -41,7 +41,8 @@ struct PngPicture {
   std::vector<std::array<BYTE, 4>> palette;
 };
 
-/// A picture with noise for samples and palette. With `transparent`, one of its colours is.
+/// A picture with noise for samples and palette. With `transparent`, one of its colours is, unless
+/// pixels have an alpha of their own.
 PngPicture MakePng(PngColour colour, unsigned depth, unsigned width, unsigned height,
                    bool interlaced, bool transparent);
 Bytes EncodePng(const PngPicture& picture);
@@ -60,7 +61,7 @@ struct JpegPicture {
   bool adobe = false;
   unsigned width = 1;
   unsigned height = 1;
-  /// Side of the chroma samples in pixels, 1 or 2.
+  /// Side of the samples of the second and third channel in pixels, 1 or 2; not for RGB.
   unsigned chroma = 1;
   /// Rows of blocks between restart markers, 0 for none.
   unsigned restart_rows = 0;

@@ -55,6 +55,7 @@ TEST(DeviceChoiceTest, FasterKindsComeFirstAndTheDriversOrderDecidesWithinAKind)
   add(VK_PHYSICAL_DEVICE_TYPE_DISCRETE_GPU, "first");
   SortBestFirst(&candidates);
   std::vector<std::string> names;
+  names.reserve(candidates.size());
   for (const Candidate& candidate : candidates) names.push_back(candidate.info.name);
   EXPECT_EQ(names, (std::vector<std::string>{"second", "first", "integrated", "other", "virtual",
                                              "software"}));

@@ -47,9 +47,7 @@ class VANTRIX_API DescribedEffect : public Effect {
   explicit DescribedEffect(const EffectDescription& description)
       : Effect(description.GetIdentity().id), description_(description) {}
 
-  DescribedShader* GetDescribedShader() const {
-    return static_cast<DescribedShader*>(GetShader());
-  }
+  DescribedShader* GetDescribedShader() const { return static_cast<DescribedShader*>(GetShader()); }
 
  private:
   const EffectDescription& description_;

@@ -67,9 +67,9 @@ class VANTRIX_API Effect : public ResourceBase {
   void SetDefaultParameters();
   void UpdateParameters() { OnUpdateParameters(); }
 
-  /// Sets an attribute from text. Unknown names do nothing, and no value is clamped to its published
-  /// range. Throws `std::invalid_argument` or `std::out_of_range` for a text that is no number of
-  /// the attribute's type; the value then stays as it was.
+  /// Sets an attribute from text. Unknown names do nothing, and no value is clamped to its
+  /// published range. Throws `std::invalid_argument` or `std::out_of_range` for a text that is no
+  /// number of the attribute's type; the value then stays as it was.
   void SetAttribute(const Attribute* attribute) { OnSetAttribute(attribute); }
   /// Fills `attribute->value` for the attribute named `attribute->name`; an unknown name leaves it.
   void GetAttribute(Attribute* attribute) { OnGetAttribute(attribute); }
@@ -123,14 +123,14 @@ class VANTRIX_API Effect : public ResourceBase {
   void SetInput(unsigned int index, Effect* effect, int invalidate = 1);
 
   /// Draws the effect into `target` inside a drawing session, and leaves the session's target as it
-  /// was. `offset` (null: 0,0) is the place in the target, `rectangle` (null: the whole) the part of
-  /// the output.
+  /// was. `offset` (null: 0,0) is the place in the target, `rectangle` (null: the whole) the part
+  /// of the output.
   void Apply(Bitmap* target, const D2D_POINT_2F* offset = nullptr,
              const D2D_RECT_F* rectangle = nullptr);
 
-  /// The platform effect's property interface (see `ID2D1Properties`). Without a platform effect the
-  /// counts and lengths are 0, `GetPropertyIndex` and `GetValueSize` have all bits set, and the rest
-  /// return `E_FAIL`. The forms without a type pass `D2D1_PROPERTY_TYPE_UNKNOWN`.
+  /// The platform effect's property interface (see `ID2D1Properties`). Without a platform effect
+  /// the counts and lengths are 0, `GetPropertyIndex` and `GetValueSize` have all bits set, and the
+  /// rest return `E_FAIL`. The forms without a type pass `D2D1_PROPERTY_TYPE_UNKNOWN`.
   unsigned int GetInputCount() const;
   unsigned int GetPropertyCount() const;
   HRESULT GetPropertyName(int index, wchar_t* name, unsigned int size) const;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Reads an effect's attribute XML, so that a host can offer controls for an effect it knows nothing
-/// about.
+/// Reads an effect's attribute XML, so that a host can offer controls for an effect it knows
+/// nothing about.
 
 #include <vantrix/effects/engine/effect.h>
 #include <vantrix/export.h>

@@ -85,8 +85,8 @@ class VANTRIX_API EffectDescription {
   std::string xml_;
 };
 
-/// Writes the value of `text` into `constants`. Throws as `Effect::SetAttribute` tells. Textures are
-/// left to the caller.
+/// Writes the value of `text` into `constants`. Throws as `Effect::SetAttribute` tells. Textures
+/// are left to the caller.
 VANTRIX_API void SetAttributeText(const AttributeDescription& attribute, const std::wstring& text,
                                   void* constants);
 /// Writes a number into a float, int or bool attribute; does nothing for the other types.
@@ -97,8 +97,8 @@ VANTRIX_API void GetAttributeText(const AttributeDescription& attribute, const v
                                   std::wstring* text);
 
 /// Reads up to `capacity` numbers, separated by commas, semicolons, colons or white space, into
-/// `values`, and returns how many were written. Reading stops at the first empty element. Throws for
-/// an element that is no number, and writes nothing then.
+/// `values`, and returns how many were written. Reading stops at the first empty element. Throws
+/// for an element that is no number, and writes nothing then.
 VANTRIX_API std::size_t ParseFloatList(const std::wstring& text, float* values,
                                        std::size_t capacity);
 
@@ -135,7 +135,7 @@ class Describe {
   operator EffectDescription() && { return std::move(description_); }
 
   template <class T>
-  Describe&& Float(const wchar_t* name, FloatRange range, T Constants::* member,
+  Describe&& Float(const wchar_t* name, FloatRange range, T Constants::*member,
                    Mappings mappings = {}) && {
     AttributeDescription attribute = Value(AttributeType::kFloat, name, member, mappings);
     SetRange(attribute, range.min, range.max, range.def);
@@ -145,7 +145,7 @@ class Describe {
 
   /// A whole number. It is read as a float unless `parse` says otherwise.
   template <class T>
-  Describe&& Int(const wchar_t* name, IntRange range, T Constants::* member, Mappings mappings = {},
+  Describe&& Int(const wchar_t* name, IntRange range, T Constants::*member, Mappings mappings = {},
                  AttributeDescription::Parse parse = AttributeDescription::Parse::kFloat) && {
     AttributeDescription attribute = Value(AttributeType::kInt, name, member, mappings);
     SetRange(attribute, range.min, range.max, range.def);
@@ -154,7 +154,7 @@ class Describe {
   }
 
   template <class T>
-  Describe&& Bool(const wchar_t* name, bool def, T Constants::* member) && {
+  Describe&& Bool(const wchar_t* name, bool def, T Constants::*member) && {
     AttributeDescription attribute = Value(AttributeType::kBool, name, member, {});
     attribute.def = def ? "true" : "false";
     return Add(std::move(attribute));
@@ -188,14 +188,14 @@ class Describe {
 
  private:
   template <class Member>
-  static std::size_t OffsetOf(Member Constants::* member) {
+  static std::size_t OffsetOf(Member Constants::*member) {
     static const Constants constants{};
     return static_cast<std::size_t>(reinterpret_cast<const char*>(&(constants.*member)) -
                                     reinterpret_cast<const char*>(&constants));
   }
 
   template <class T>
-  static AttributeDescription Value(AttributeType type, const wchar_t* name, T Constants::* member,
+  static AttributeDescription Value(AttributeType type, const wchar_t* name, T Constants::*member,
                                     Mappings mappings) {
     static_assert(std::is_same_v<T, float> || std::is_same_v<T, std::int32_t> ||
                       std::is_same_v<T, std::uint32_t>,

@@ -21,8 +21,8 @@ class VANTRIX_API EffectFactory {
   virtual ~EffectFactory();
 
   /// Registers every effect with the device's 2D factory. Called once per start of a device;
-  /// registrations survive the loss of the device. An effect that cannot be registered shows when it
-  /// is created.
+  /// registrations survive the loss of the device. An effect that cannot be registered shows when
+  /// it is created.
   void Create(Device* device);
 
   /// Makes an effect from its name, such as "CLSID_Posterize", case ignored. Empty when there is no

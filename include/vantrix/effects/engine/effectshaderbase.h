@@ -43,9 +43,9 @@ class VANTRIX_API EffectShaderBase : public ID2D1EffectImpl, public ID2D1DrawTra
   /// Any change invalidates the whole image.
   HRESULT MapInvalidRect(UINT32 input, RECT invalid, RECT* output) const override;
 
-  /// Makes a texture from a picture: a resource of the library, a file, or a stream from its present
-  /// position. `size` may be null and receives width and height in pixels. Every failure to decode
-  /// is `E_FAIL`; a texture that the platform refuses gives the platform's result.
+  /// Makes a texture from a picture: a resource of the library, a file, or a stream from its
+  /// present position. `size` may be null and receives width and height in pixels. Every failure to
+  /// decode is `E_FAIL`; a texture that the platform refuses gives the platform's result.
   HRESULT CreateD2DResourceTexture(const wchar_t* resourceName, ID2D1EffectContext* context,
                                    ID2D1ResourceTexture** texture, POINT* size);
   HRESULT CreateD2DTexture(const wchar_t* fileName, ID2D1EffectContext* context,

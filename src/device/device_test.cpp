@@ -1,0 +1,189 @@
+#include <vantrix/device/dexception.h>
+
+#include "tests/harness/device_fixture.h"
+
+namespace Vantra {
+namespace {
+
+using namespace Testing;
+
+constexpr D3DCOLORVALUE kClear = {0, 0, 0, 0};
+
+class LoggingDevice final : public Device {
+ public:
+  int rebuilt = 0;
+
+ protected:
+  void OnDeviceReCreate() override { ++rebuilt; }
+};
+
+struct Frame {
+  unsigned width = 0;
+  unsigned height = 0;
+  std::vector<Pixel> pixels;
+};
+
+// A callback that keeps frames without their padding.
+Device::RenderCallback Keep(std::vector<Frame>& frames) {
+  return [&frames](void* data, unsigned width, unsigned height, unsigned pitch) {
+    EXPECT_GE(pitch, width * 4);
+    Frame frame{width, height, std::vector<Pixel>(std::size_t{width} * height)};
+    for (unsigned y = 0; y < height; ++y) {
+      std::memcpy(&frame.pixels[std::size_t{y} * width],
+                  static_cast<const char*>(data) + std::size_t{y} * pitch, std::size_t{width} * 4);
+    }
+    frames.push_back(std::move(frame));
+  };
+}
+
+TEST(Devices, AFrameOfTheDevicesSizeReachesTheCallback) {
+  Device device;
+  EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+  device.Intialize(nullptr);
+  EXPECT_EQ(device.GetWidth(), 800);
+  EXPECT_EQ(device.GetHeight(), 600);
+  std::vector<Frame> frames;
+  device.SetRenderCallback(Keep(frames));
+
+  EXPECT_TRUE(device.BeginDraw(nullptr, {1, 0.5f, 0, 0.5f}));
+  device.EndDrawCallback();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].width, 800u);
+  EXPECT_EQ(frames[0].height, 600u);
+  // The colour has straight alpha, the frame premultiplied; halves are rounded up.
+  for (const Pixel& pixel : frames[0].pixels) ASSERT_EQ(pixel, (Pixel{0, 64, 128, 128}));
+
+  device.Resize(1, 600);
+  EXPECT_EQ(device.GetWidth(), 800);
+  device.Resize(33, 2);
+  device.BeginDraw(nullptr, kClear);
+  device.EndDrawCallback();
+  EXPECT_EQ(frames.back().width, 33u);
+  EXPECT_EQ(frames.back().height, 2u);
+
+  device.BeginDraw(nullptr, kClear);
+  device.EndDrawNoCallback();
+  device.SetRenderCallback({});
+  device.BeginDraw(nullptr, kClear);
+  device.EndDrawCallback();
+  EXPECT_EQ(frames.size(), 2u);
+}
+
+TEST(Devices, ResizingToTheSameSizeMakesNothingAnew) {
+  Device device;
+  device.Intialize(nullptr);
+  ID3D11Texture2D* texture = device.GetContext()->GetRenderTexture();
+  ID2D1DeviceContext* context = device.GetD2DDeviceContext();
+  device.Resize(800, 600);
+  EXPECT_EQ(device.GetContext()->GetRenderTexture(), texture);
+  EXPECT_EQ(device.GetD2DDeviceContext(), context);
+  EXPECT_THROW(device.Resize(1 << 20, 600), DException);
+}
+
+TEST(Devices, AWindowIsRefusedAndCleanupAllowsANewStart) {
+  Device device;
+  EXPECT_THROW(device.Intialize(reinterpret_cast<HWND>(&device)), DException);
+  device.Intialize(nullptr);
+  device.Cleanup();
+  EXPECT_EQ(device.GetD2DDeviceContext(), nullptr);
+  EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+  device.Cleanup();
+  device.Intialize(nullptr);
+  EXPECT_TRUE(device.BeginDraw(nullptr, kClear));
+  device.EndDrawNoCallback();
+}
+
+TEST(Devices, ALossDropsTheFrameRebuildsEverythingAndTellsTheHostOnce) {
+  LoggingDevice device;
+  device.Intialize(nullptr);
+  std::vector<Frame> frames;
+  device.SetRenderCallback(Keep(frames));
+  const Picture picture = DrawScene(8, 8);
+  Bitmap bitmap;
+  bitmap.Create(&device);
+  bitmap.SetPixels(picture.Bytes(), 8, 8, 32, 0);
+  VantraFx::Posterize effect;
+  ASSERT_TRUE(effect.Create(&device));
+  Effect::Attribute amout{L"Amout", L"2"};
+  effect.SetAttribute(&amout);
+
+  ASSERT_TRUE(Platform::InjectDeviceLoss(device.GetD3D11Device()));
+  device.BeginDraw(nullptr, kClear);
+  device.EndDrawCallback();
+  EXPECT_EQ(device.rebuilt, 1);
+  EXPECT_TRUE(frames.empty());
+
+  // The bitmap came back from its CPU pixels, the effect from its start values and without input.
+  EXPECT_EQ(std::memcmp(bitmap.GetGpuPixels(), picture.Bytes(), picture.pixels.size() * 4), 0);
+  effect.GetAttribute(&amout);
+  EXPECT_EQ(amout.value, L"10");
+  effect.SetInput(0, &bitmap);
+  device.BeginDraw(nullptr, kClear);
+  device.DrawImage(&effect, nullptr, nullptr, D2D1_INTERPOLATION_MODE_LINEAR,
+                   D2D1_COMPOSITE_MODE_SOURCE_OVER);
+  device.EndDrawCallback();
+  EXPECT_EQ(device.rebuilt, 1);
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].pixels[0][3], 255);
+  EXPECT_EQ(frames[0].pixels[8][3], 0);
+}
+
+TEST(Devices, ALossAtAnyEngineCallNeverDeliversAnUnfinishedFrame) {
+  LoggingDevice device;
+  device.Intialize(nullptr);
+  const Picture picture = DrawScene(16, 16);
+  Bitmap bitmap;
+  bitmap.Create(&device);
+  VantraFx::Posterize effect;
+  ASSERT_TRUE(effect.Create(&device));
+  std::vector<Frame> frames;
+  device.SetRenderCallback(Keep(frames));
+  const auto draw = [&] {
+    frames.clear();
+    bitmap.SetPixels(picture.Bytes(), 16, 16, 64, 0);
+    effect.SetInput(0, &bitmap);
+    device.BeginDraw(nullptr, kClear);
+    device.DrawImage(&effect, nullptr, nullptr, D2D1_INTERPOLATION_MODE_LINEAR,
+                     D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device.EndDrawCallback();
+  };
+  draw();
+  ASSERT_EQ(frames.size(), 1u);
+  const std::vector<Pixel> expected = frames[0].pixels;
+
+  for (unsigned calls = 0;; ++calls) {
+    const int rebuilt = device.rebuilt;
+    Platform::InjectDeviceLoss(device.GetD3D11Device(), calls);
+    draw();
+    if (device.rebuilt == rebuilt && !frames.empty()) {
+      // The frame made fewer calls than that: the walk is done.
+      EXPECT_GT(calls, 3u);
+      break;
+    }
+    EXPECT_TRUE(frames.empty());
+    // A loss behind the session's end shows at the next one.
+    if (device.rebuilt == rebuilt) draw();
+    EXPECT_EQ(device.rebuilt, rebuilt + 1);
+    draw();
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(frames[0].pixels, expected);
+  }
+}
+
+TEST(Engines, TheChoiceIsListedKeptAndExplained) {
+  const Platform::EngineList list = Platform::ListEngines();
+  ASSERT_FALSE(list.engines.empty());
+  const auto count = static_cast<unsigned>(list.engines.size());
+  EXPECT_FALSE(Platform::SelectEngine(Platform::EngineKind::kVulkan, count));
+  ASSERT_TRUE(Platform::SelectEngine(Platform::EngineKind::kVulkan, count - 1));
+  Device device;
+  device.Intialize(nullptr);
+  EXPECT_TRUE(Platform::GetEngineChoice().running);
+  EXPECT_EQ(Platform::GetEngineChoice().engine.index, count - 1);
+  EXPECT_FALSE(Platform::GetEngineChoice().reason.empty());
+  EXPECT_TRUE(Platform::SelectEngine(Platform::EngineKind::kAutomatic));
+  EXPECT_FALSE(Platform::InjectDeviceLoss(nullptr));
+}
+
+}  // namespace
+}  // namespace Vantra

@@ -1,0 +1,97 @@
+#include "picture_target.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "platform/imaging/test_pictures.h"
+
+namespace Vantra::Fuzz {
+namespace {
+
+using Platform::Bytes;
+
+// Keeps one input's time within milliseconds; the limits proper have unit tests.
+constexpr UINT64 kMostPixels = 1 << 16;
+
+void Require(bool condition, const char* what) {
+  if (condition) return;
+  std::fprintf(stderr, "broken promise: %s\n", what);
+  std::abort();
+}
+
+bool IsStatedOpeningFailure(HRESULT result) {
+  return result == WINCODEC_ERR_UNKNOWNIMAGEFORMAT || result == WINCODEC_ERR_BADHEADER ||
+         result == WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+}
+
+// The buffer is as long as it must be and no longer, for the address sanitizer.
+HRESULT Copy(IWICBitmapSource* source, const WICRect& rect, Bytes* pixels) {
+  const auto stride = static_cast<UINT>(rect.Width) * 4;
+  pixels->assign(std::size_t{stride} * static_cast<UINT>(rect.Height), 0xA5);
+  return source->CopyPixels(&rect, stride, static_cast<UINT>(pixels->size()), pixels->data());
+}
+
+}  // namespace
+
+void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
+  const auto factory = Platform::MakeFactory();
+  CComPtr<IWICBitmapDecoder> decoder;
+  const HRESULT opened = factory->CreateDecoderFromStream(Platform::MakeStream(file), nullptr,
+                                                          WICDecodeMetadataCacheOnDemand, &decoder);
+  if (FAILED(opened)) {
+    Require(decoder == nullptr, "a failed call gives no decoder");
+    Require(IsStatedOpeningFailure(opened), "opening fails with a stated result");
+    return;
+  }
+  GUID found{};
+  decoder->GetContainerFormat(&found);
+  if (found != container) return;
+  CComPtr<IWICBitmapFrameDecode> frame;
+  Require(decoder->GetFrame(0, &frame) == S_OK, "there is a frame");
+  UINT width = 0;
+  UINT height = 0;
+  frame->GetSize(&width, &height);
+  Require(width > 0 && height > 0 && width <= WIC_MAXIMUM_SIDE && height <= WIC_MAXIMUM_SIDE &&
+              UINT64{width} * height <= WIC_MAXIMUM_PIXELS,
+          "the size is within the limits");
+  if (UINT64{width} * height > kMostPixels) return;
+
+  const WICRect whole{0, 0, static_cast<INT>(width), static_cast<INT>(height)};
+  Bytes pixels;
+  const HRESULT copied = Copy(frame, whole, &pixels);
+  Require(copied == S_OK || copied == WINCODEC_ERR_BADIMAGE, "copying fails with a stated result");
+
+  CComPtr<IWICFormatConverter> converter;
+  Require(factory->CreateFormatConverter(&converter) == S_OK, "there is a converter");
+  Require(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
+                                nullptr, 0, WICBitmapPaletteTypeCustom) == S_OK,
+          "a frame can be converted");
+  Bytes converted;
+  Require(Copy(converter, whole, &converted) == copied, "a second copy gives the same result");
+  for (std::size_t i = 0; i < pixels.size(); i += 4) {
+    for (int channel = 0; channel < 3; ++channel) {
+      Require(converted[i + channel] == (pixels[i + 2 - channel] * pixels[i + 3] + 127) / 255,
+              "a second copy gives the same pixels, premultiplied");
+    }
+  }
+
+  // Its lower right part by itself gives the same pixels, if the picture is sound.
+  const WICRect part{whole.Width / 2, whole.Height / 2, whole.Width - whole.Width / 2,
+                     whole.Height - whole.Height / 2};
+  Bytes part_pixels;
+  Require(Copy(frame, part, &part_pixels) == copied,
+          "a part down to the end gives the same result");
+  if (FAILED(copied)) return;
+  for (INT y = 0; y < part.Height; ++y) {
+    const std::size_t from = static_cast<std::size_t>(part.Y + y) * width + part.X;
+    const std::size_t row_bytes = static_cast<std::size_t>(part.Width) * 4;
+    Require(std::equal(part_pixels.begin() + static_cast<std::ptrdiff_t>(y * row_bytes),
+                       part_pixels.begin() + static_cast<std::ptrdiff_t>((y + 1) * row_bytes),
+                       pixels.begin() + static_cast<std::ptrdiff_t>(from * 4)),
+            "a part gives the same pixels");
+  }
+}
+
+}  // namespace Vantra::Fuzz

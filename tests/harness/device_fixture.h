@@ -1,0 +1,72 @@
+#pragma once
+
+// A started device for tests, with the means to look inside it.
+
+#include <vantrix/vantrix.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/d3d11/d3d11_objects.h"
+#include "tests/harness/picture.h"
+
+namespace Vantra::Testing {
+
+class DeviceFixture : public ::testing::Test {
+ protected:
+  // A machine without any engine fails the test: a software device serves.
+  void SetUp() override { ASSERT_NO_THROW(device_.Intialize(nullptr)); }
+
+  Render::Engine& Engine() {
+    return dynamic_cast<Platform::Device3D&>(*device_.GetD3D11Device())
+        .GetGraphicsDevice()
+        ->GetEngine();
+  }
+
+  void Upload(Bitmap& bitmap, const Picture& picture) {
+    if (!bitmap.GetContext()) bitmap.Create(&device_);
+    bitmap.SetPixels(picture.Bytes(), picture.width, picture.height, picture.width * 4, 0);
+  }
+
+  // An empty bitmap to draw into.
+  void Prepare(Bitmap& bitmap, int width, int height) {
+    bitmap.Create(&device_);
+    bitmap.SetPixelSize(width, height);
+  }
+
+  static Picture Read(Bitmap& bitmap, const std::string& name = "result") {
+    Picture picture(name, static_cast<int>(bitmap.GetWidth()),
+                    static_cast<int>(bitmap.GetHeight()));
+    std::memcpy(picture.pixels.data(), bitmap.GetGpuPixels(), picture.pixels.size() * 4);
+    return picture;
+  }
+
+  // Runs a created effect over a picture, in a session of its own.
+  Picture Run(Effect& effect, const Picture& picture) {
+    Bitmap input;
+    Bitmap output;
+    Upload(input, picture);
+    Prepare(output, picture.width, picture.height);
+    effect.SetInput(0, &input);
+    ID2D1DeviceContext* context = device_.GetD2DDeviceContext();
+    context->BeginDraw();
+    effect.Apply(&output);
+    EXPECT_EQ(context->EndDraw(nullptr, nullptr), S_OK);
+    effect.SetInput(0, static_cast<Bitmap*>(nullptr));
+    return Read(output, picture.name);
+  }
+
+  static void Set(Effect& effect, const wchar_t* name, const wchar_t* value) {
+    const Effect::Attribute attribute{name, value};
+    effect.SetAttribute(&attribute);
+  }
+
+  static std::wstring Get(Effect& effect, const wchar_t* name) {
+    Effect::Attribute attribute{name, L"untouched"};
+    effect.GetAttribute(&attribute);
+    return attribute.value;
+  }
+
+  Device device_;
+};
+
+}  // namespace Vantra::Testing

@@ -1,0 +1,148 @@
+#include "tests/harness/picture.h"
+
+#include <vantrix/platform/wincodec.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <random>
+#include <stdexcept>
+
+namespace Vantra::Testing {
+namespace {
+
+std::uint8_t ToByte(double value) {
+  return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
+}
+
+// The steps that a correctly rounded value may have.
+struct Steps {
+  int low;
+  int high;
+};
+
+Steps Round(double value) {
+  // The engines compute in floats; this is a few units of the last place at 255.
+  constexpr double kHalfway = 1e-4;
+  const double scaled = (std::isnan(value) ? 0.0 : std::clamp(value, 0.0, 1.0)) * 255;
+  return {static_cast<int>(std::floor(scaled + 0.5 - kHalfway)),
+          static_cast<int>(std::floor(scaled + 0.5 + kHalfway))};
+}
+
+void Require(HRESULT result, const std::filesystem::path& path) {
+  if (FAILED(result)) throw std::runtime_error("cannot decode " + path.string());
+}
+
+Picture LoadPhotograph(IWICImagingFactory2* factory, const std::filesystem::path& path) {
+  CComPtr<IWICBitmapDecoder> decoder;
+  CComPtr<IWICBitmapFrameDecode> frame;
+  CComPtr<IWICFormatConverter> converter;
+  UINT width = 0;
+  UINT height = 0;
+  Require(factory->CreateDecoderFromFilename(path.wstring().c_str(), nullptr, GENERIC_READ,
+                                             WICDecodeMetadataCacheOnDemand, &decoder),
+          path);
+  Require(decoder->GetFrame(0, &frame), path);
+  Require(factory->CreateFormatConverter(&converter), path);
+  Require(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
+                                nullptr, 0, WICBitmapPaletteTypeCustom),
+          path);
+  Require(converter->GetSize(&width, &height), path);
+  Picture picture(path.filename().string(), static_cast<int>(width), static_cast<int>(height));
+  Require(
+      converter->CopyPixels(nullptr, width * 4, width * height * 4, picture.pixels.data()->data()),
+      path);
+  return picture;
+}
+
+}  // namespace
+
+Picture DrawScene(int width, int height) {
+  Picture picture("scene", width, height);
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> grain(-0.02, 0.02);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const double u = (x + 0.5) / width;
+      const double v = (y + 0.5) / height;
+      const double sun = std::exp(-60 * ((u - 0.7) * (u - 0.7) + (v - 0.3) * (v - 0.3)));
+      const double hill = v > 0.6 + 0.1 * std::sin(9 * u) ? 0.35 : 0.0;
+      const double g = grain(random);
+      picture.At(x, y) = {ToByte(0.9 - 0.8 * v - hill + sun + g),
+                          ToByte(0.3 + 0.4 * u - hill / 2 + sun + g),
+                          ToByte(0.2 + 0.5 * v + sun + g), 255};
+    }
+  }
+  return picture;
+}
+
+Picture DrawSceneWithAlpha(int width, int height) {
+  Picture picture = DrawScene(width, height);
+  picture.name = "scene with alpha";
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      Pixel& pixel = picture.At(x, y);
+      const int alpha = (x * 3 + y * 5) % 256;
+      for (int c = 0; c < 3; ++c) {
+        pixel[static_cast<std::size_t>(c)] =
+            static_cast<std::uint8_t>((pixel[static_cast<std::size_t>(c)] * alpha + 127) / 255);
+      }
+      pixel[3] = static_cast<std::uint8_t>(alpha);
+    }
+  }
+  return picture;
+}
+
+Picture DrawNoise(int width, int height, unsigned seed) {
+  Picture picture("noise", width, height);
+  std::mt19937 random(seed);
+  for (Pixel& pixel : picture.pixels) {
+    for (std::uint8_t& channel : pixel) channel = static_cast<std::uint8_t>(random());
+  }
+  return picture;
+}
+
+std::vector<Picture> LoadPhotographs() {
+  std::vector<Picture> pictures;
+#ifdef VANTRIX_TEST_PHOTOGRAPHS
+  CComPtr<IWICImagingFactory2> factory;
+  Require(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                           IID_PPV_ARGS(&factory)),
+          "the imaging factory");
+  for (const auto& entry : std::filesystem::directory_iterator(VANTRIX_TEST_PHOTOGRAPHS)) {
+    const std::string extension = entry.path().extension().string();
+    if (extension == ".png" || extension == ".jpg") {
+      pictures.push_back(LoadPhotograph(factory, entry.path()));
+    }
+  }
+#endif
+  return pictures;
+}
+
+std::optional<std::string> Compare(const Picture& input, const Picture& result,
+                                   const Formula& formula, Tolerance tolerance) {
+  int largest = 0;
+  std::optional<std::string> first;
+  for (int y = 0; y < result.height; ++y) {
+    for (int x = 0; x < result.width; ++x) {
+      const Color expected = formula(input, x, y);
+      for (std::size_t c = 0; c < expected.size(); ++c) {
+        const Steps steps = Round(expected[c]);
+        const int actual = result.At(x, y)[c];
+        const int difference = std::max({steps.low - actual, actual - steps.high, 0});
+        largest = std::max(largest, difference);
+        if (difference > tolerance.steps && !first) {
+          first = fmt::format("{} {}x{}: pixel ({}, {}) channel {}: {} where the formula gives {}",
+                              input.name, input.width, input.height, x, y, c, actual,
+                              expected[c] * 255);
+        }
+      }
+    }
+  }
+  fmt::print("  {} {}x{}: largest difference {} of {} allowed{}{}\n", input.name, input.width,
+             input.height, largest, tolerance.steps, *tolerance.cause ? ": " : "", tolerance.cause);
+  return first;
+}
+
+}  // namespace Vantra::Testing
