@@ -2,19 +2,20 @@
 
 find_program(GLSLC glslc REQUIRED)
 
-# vantrix_compile_shader(OUT_VARIABLE SOURCE [INCLUDE dir])
+# vantrix_compile_shader(OUT_VARIABLE SOURCE [INCLUDE dir...])
 # Adds the rule that compiles SOURCE to optimised SPIR-V and stores the output's path.
 function(vantrix_compile_shader out source)
-  cmake_parse_arguments(ARG "" "INCLUDE" "" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "INCLUDE" ${ARGN})
   get_filename_component(source ${source} ABSOLUTE)
   file(RELATIVE_PATH relative ${PROJECT_SOURCE_DIR} ${source})
   set(output ${PROJECT_BINARY_DIR}/spirv/${relative}.spv)
   get_filename_component(folder ${output} DIRECTORY)
   file(MAKE_DIRECTORY ${folder})
-  set(flags --target-env=vulkan1.3 -O -Werror)
-  if(ARG_INCLUDE)
-    list(APPEND flags -I ${ARG_INCLUDE})
-  endif()
+  # Of a number and NaN, min, max and clamp give the number.
+  set(flags --target-env=vulkan1.3 -O -Werror -fnan-clamp)
+  foreach(folder ${ARG_INCLUDE})
+    list(APPEND flags -I ${folder})
+  endforeach()
   add_custom_command(
     OUTPUT ${output}
     COMMAND ${GLSLC} ${flags} -MD -MF ${output}.d ${source} -o ${output}

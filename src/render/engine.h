@@ -77,7 +77,7 @@ class Texture {
   TextureDesc desc_;
 };
 
-// A pixel program: a SPIR-V fragment shader of the interface in `shaders/include/pixel.glsl`.
+// A pixel program: a SPIR-V fragment shader of the interface in `render/shaders/pixel.glsl`.
 class Program {
  public:
   virtual ~Program() = default;

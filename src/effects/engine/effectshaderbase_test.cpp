@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <span>
 
 #include "platform/imaging/png_writer.h"
 #include "tests/harness/device_fixture.h"
@@ -7,6 +9,9 @@
 // Thirds of all three registers on white, from the engine's test programs.
 extern "C" const BYTE vantrix_test_registers[];
 extern "C" const BYTE vantrix_test_registers_end[];
+// The functions that the catalogue's programs share.
+extern "C" const BYTE vantrix_test_formula[];
+extern "C" const BYTE vantrix_test_formula_end[];
 
 namespace Vantra {
 namespace {
@@ -21,6 +26,7 @@ class TestShader final : public EffectShaderBase {
  public:
   static inline TestShader* s_last = nullptr;
   static inline bool s_set_up = true;
+  static inline std::span<const BYTE> s_program;
 
   TestShader() { s_last = this; }
 
@@ -34,9 +40,8 @@ class TestShader final : public EffectShaderBase {
     HRESULT result = InitializeShader(context, graph, textures, L"IDR_NO_SUCH_SHADER", kShaderId);
     EXPECT_EQ(result, S_OK);
     if (!s_set_up) return result;
-    result = context->LoadPixelShader(
-        kShaderId, vantrix_test_registers,
-        static_cast<UINT32>(vantrix_test_registers_end - vantrix_test_registers));
+    result = context->LoadPixelShader(kShaderId, s_program.data(),
+                                      static_cast<UINT32>(s_program.size()));
     return FAILED(result) ? result
                           : graph->SetSingleTransformNode(static_cast<ID2D1DrawTransform*>(this));
   }
@@ -56,6 +61,7 @@ class ShaderEffects : public DeviceFixture {
   void SetUp() override {
     DeviceFixture::SetUp();
     TestShader::s_set_up = true;
+    TestShader::s_program = {vantrix_test_registers, vantrix_test_registers_end};
     ASSERT_EQ(device_.GetD2DFactory()->RegisterEffectFromString(
                   kEffectId,
                   L"<Effect><Property name='DisplayName' value='T'/><Inputs><Input "
@@ -119,6 +125,21 @@ TEST_F(ShaderEffects, TexturesOfEveryFormReachTheirRegister) {
   const Pixel with_both = {242, 228, 202, 198};
   EXPECT_EQ(result(), with_both);
   EXPECT_TRUE(shader.GetTexture(2));
+}
+
+TEST_F(ShaderEffects, SharedFunctionsFollowTheirFormulas) {
+  TestShader::s_program = {vantrix_test_formula, vantrix_test_formula_end};
+  Effect effect(kEffectId);
+  ASSERT_TRUE(effect.Create(&device_));
+  const Picture noise = DrawNoise(64, 64, 4);
+  const auto difference =
+      Compare(noise, Run(effect, noise), [](const Picture& input, int x, int y) {
+        const Pixel& p = input.At(x, y);
+        const double b = p[0] / 255.0, g = p[1] / 255.0, r = p[2] / 255.0;
+        return Color{0.3 * r + 0.59 * g + 0.11 * b, g * g * (3 - 2 * g),
+                     std::clamp(r * 3 - 1, 0.0, 1.0), 0};
+      });
+  EXPECT_FALSE(difference) << *difference;
 }
 
 TEST_F(ShaderEffects, AFileThatCannotBeReadEmptiesItsSlot) {

@@ -65,5 +65,6 @@ vec4 sampleTexture2(vec2 p) {
 vec4 shade(vec2 uv);
 
 void main() {
-  pixelResult = shade(inputPosition() * inputPixel());
+  // Devices differ in what they store for NaN; clamping makes it 0.
+  pixelResult = clamp(shade(inputPosition() * inputPixel()), 0.0, 1.0);
 }
