@@ -1,12 +1,19 @@
 #include <vantrix/device/comparestring.h>
 
+#include <locale.h>
+
 #include <climits>
 #include <cwctype>
 
 namespace Vantra {
 namespace {
 
-wchar_t Fold(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c))); }
+// A locale of its own: the process's may map even ASCII letters differently.
+wchar_t Fold(wchar_t c) {
+  static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return static_cast<wchar_t>(locale ? towlower_l(static_cast<wint_t>(c), locale)
+                                     : std::towlower(static_cast<wint_t>(c)));
+}
 
 wchar_t Keep(wchar_t c) { return c; }
 

@@ -37,34 +37,39 @@ void Device::SetRenderCallback(RenderCallback callback) {
 }
 
 bool Device::BeginDraw(Bitmap* target, const D3DCOLORVALUE& color) {
-  if (!GetD2DDeviceContext()) return false;
-  BeginDraw(target);
+  if (!BeginDraw(target)) return false;
   Clear(color);
   return true;
 }
 
 bool Device::BeginDraw(Bitmap* target) {
+  if (!GetD2DDeviceContext()) return false;
   GetD2DDeviceContext()->BeginDraw();
   SetRenderTarget(target);
   return true;
 }
 
 void Device::SetRenderTarget(Bitmap* target) {
+  if (!GetD2DDeviceContext()) return;
   ID2D1Image* image = context_->GetDefaultTarget();
   if (target) image = target->GetBitmap();
   GetD2DDeviceContext()->SetTarget(image);
 }
 
-void Device::Clear(const D3DCOLORVALUE& color) { GetD2DDeviceContext()->Clear(&color); }
+void Device::Clear(const D3DCOLORVALUE& color) {
+  if (GetD2DDeviceContext()) GetD2DDeviceContext()->Clear(&color);
+}
 
 void Device::DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
                        D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite) {
+  if (!GetD2DDeviceContext() || !effect->GetEffect()) return;
   CComPtr<ID2D1Image> output;
   effect->GetEffect()->GetOutput(&output);
   GetD2DDeviceContext()->DrawImage(output, offset, rectangle, interpolation, composite);
 }
 
 bool Device::EndDraw() {
+  if (!GetD2DDeviceContext()) return false;
   return !context_->RecoverFromLoss(GetD2DDeviceContext()->EndDraw(nullptr, nullptr));
 }
 

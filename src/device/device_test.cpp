@@ -78,6 +78,10 @@ TEST(Devices, ResizingToTheSameSizeMakesNothingAnew) {
   EXPECT_EQ(device.GetContext()->GetRenderTexture(), texture);
   EXPECT_EQ(device.GetD2DDeviceContext(), context);
   EXPECT_THROW(device.Resize(1 << 20, 600), DException);
+  EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+  device.Resize(64, 64);
+  EXPECT_TRUE(device.BeginDraw(nullptr, kClear));
+  device.EndDrawNoCallback();
 }
 
 TEST(Devices, AWindowIsRefusedAndCleanupAllowsANewStart) {
@@ -87,6 +91,11 @@ TEST(Devices, AWindowIsRefusedAndCleanupAllowsANewStart) {
   device.Cleanup();
   EXPECT_EQ(device.GetD2DDeviceContext(), nullptr);
   EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+  VantraFx::Posterize effect;
+  device.Clear(kClear);
+  device.DrawImage(&effect, nullptr, nullptr, D2D1_INTERPOLATION_MODE_LINEAR,
+                   D2D1_COMPOSITE_MODE_SOURCE_OVER);
+  device.EndDrawCallback();
   device.Cleanup();
   device.Intialize(nullptr);
   EXPECT_TRUE(device.BeginDraw(nullptr, kClear));

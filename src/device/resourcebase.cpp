@@ -54,7 +54,9 @@ void ResourceFactory::DestroyAll() {
   contexts_.clear();
 }
 
-ResourceBase::~ResourceBase() { TearDown(std::move(context_)); }
+ResourceBase::~ResourceBase() { ReleaseContext(); }
+
+void ResourceBase::ReleaseContext() { TearDown(std::move(context_)); }
 
 void ResourceBase::TearDown(std::unique_ptr<Context> context) {
   auto* resource_context = dynamic_cast<ResourceContext*>(context.get());
@@ -78,7 +80,7 @@ bool ResourceBase::Create(Device* device) {
 }
 
 void ResourceBase::Destroy() {
-  TearDown(std::move(context_));
+  ReleaseContext();
   OnDestroy();
 }
 

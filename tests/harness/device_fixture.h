@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/d3d11/d3d11_objects.h"
+#include "render/vulkan/vulkan_engine.h"
 #include "tests/harness/picture.h"
 
 namespace Vantra::Testing {
@@ -15,6 +16,8 @@ class DeviceFixture : public ::testing::Test {
  protected:
   // A machine without any engine fails the test: a software device serves.
   void SetUp() override { ASSERT_NO_THROW(device_.Intialize(nullptr)); }
+  // Debug builds run under the validation layer.
+  void TearDown() override { EXPECT_EQ(Render::ValidationMessageCount(), messages_before_); }
 
   Render::Engine& Engine() {
     return dynamic_cast<Platform::Device3D&>(*device_.GetD3D11Device())
@@ -67,6 +70,9 @@ class DeviceFixture : public ::testing::Test {
   }
 
   Device device_;
+
+ private:
+  std::uint64_t messages_before_ = Render::ValidationMessageCount();
 };
 
 }  // namespace Vantra::Testing

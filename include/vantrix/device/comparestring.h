@@ -1,7 +1,7 @@
 #pragma once
 
-/// Comparison of wide texts. Case is that of the Unicode simple case mappings in the C locale's
-/// reach: ASCII letters, and what `towlower` maps.
+/// Comparison of wide texts. Letters of both cases are paired as Unicode does, one by one, whatever
+/// locale the process has set.
 
 #include <vantrix/export.h>
 

@@ -57,9 +57,10 @@ class VANTRIX_API Device {
   /// Opens a drawing session on `target` (null: the device's own target) and fills it with `color`,
   /// of straight alpha. Returns false when the device is not running.
   bool BeginDraw(Bitmap* target, const D3DCOLORVALUE& color);
-  /// The same without filling; needs a running device.
+  /// The same without filling.
   bool BeginDraw(Bitmap* target);
-  /// Changes the target within a session.
+  /// Changes the target within a session. This and the drawing below do nothing on a device that
+  /// is not running.
   void SetRenderTarget(Bitmap* target);
   /// Fills the present target.
   void Clear(const D3DCOLORVALUE& color);

@@ -122,6 +122,9 @@ class VANTRIX_API ResourceBase {
   virtual Context* OnCreate() = 0;
   /// Runs at the end of `Destroy`.
   virtual void OnDestroy();
+  /// Tears the context down, as the destructor does. A class whose context reaches back into it
+  /// calls this in its own destructor, while it is still whole.
+  void ReleaseContext();
 
  private:
   /// Takes `context` out of the registry, destroys its objects and frees it.

@@ -25,7 +25,7 @@ class CurrentEffectScope {
 
 Effect* Effect::s_current_effect = nullptr;
 
-Effect::~Effect() = default;
+Effect::~Effect() { ReleaseContext(); }
 
 void Effect::SetFace(sundrix::FaceLandmark, const sundrix::CFaceInfo*) {}
 

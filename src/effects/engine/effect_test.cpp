@@ -43,7 +43,10 @@ class Effects : public DeviceFixture {
                const char*,
                int) { log_.push_back(std::to_string(level) + " " + message + " " + function); });
   }
-  void TearDown() override { sundrix::Logger::GetInstance().SetSink({}); }
+  void TearDown() override {
+    sundrix::Logger::GetInstance().SetSink({});
+    DeviceFixture::TearDown();
+  }
 
   bool Registered(Effect& effect) {
     return device_.GetContext()->GetResourceFactory().Contains(

@@ -1,9 +1,10 @@
 #include <vantrix/device/comparestring.h>
 #include <vantrix/effects/engine/effectattributesparser.h>
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
-#include <strings.h>
+#include <string_view>
 #include <tinyxml2.h>
 
 #include "platform/com/utf8.h"
@@ -13,7 +14,12 @@ namespace {
 
 using Type = EffectAttributesParser::Type;
 
-bool Matches(const char* text, const char* word) { return text && strcasecmp(text, word) == 0; }
+// Case is that of ASCII alone, as the words are.
+bool Matches(std::string_view text, std::string_view word) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return std::equal(text.begin(), text.end(), word.begin(), word.end(),
+                    [lower](char a, char b) { return lower(a) == b; });
+}
 
 std::wstring Decode(const char* text) {
   std::optional<std::wstring> wide = Platform::FromUtf8(text ? text : "");

@@ -6,7 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cwctype>
+#include <cstring>
 #include <limits>
 
 #include "effects/engine/attributevalue.h"
@@ -156,7 +156,7 @@ std::wstring FormatList(const AttributeDescription& attribute, const void* const
 
 bool IsListSeparator(wchar_t c) { return c == L',' || c == L';' || c == L':'; }
 
-bool IsSpace(wchar_t c) { return std::iswspace(static_cast<wint_t>(c)) != 0; }
+bool IsSpace(wchar_t c) { return std::wstring_view(L" \t\n\v\f\r").find(c) != std::wstring_view::npos; }
 
 }  // namespace
 

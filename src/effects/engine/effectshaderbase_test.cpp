@@ -72,7 +72,10 @@ class ShaderEffects : public DeviceFixture {
               ("vantrix-shader-test-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_);
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
+  void TearDown() override {
+    std::filesystem::remove_all(folder_);
+    DeviceFixture::TearDown();
+  }
 
   // A picture file of 2 x 1 pixels, and its name.
   std::wstring WritePicture(const char* name, std::vector<BYTE> rgba) {

@@ -84,7 +84,8 @@ HRESULT Bitmap2D::Unmap() {
   return S_OK;
 }
 
-HRESULT Bitmap2D::GetBounds(Evaluation&, Render::Rect* bounds) {
+HRESULT Bitmap2D::GetBounds(Evaluation& evaluation, Render::Rect* bounds) {
+  if (evaluation.IsTarget(*surface_)) return D2DERR_BITMAP_BOUND_AS_TARGET;
   if (HasOption(D2D1_BITMAP_OPTIONS_CANNOT_DRAW)) return D2DERR_BITMAP_CANNOT_DRAW;
   *bounds = surface_->texture->Bounds();
   return S_OK;

@@ -169,7 +169,8 @@ HRESULT DeviceContext2D::DrawNode(ImageNode& node, const D2D1_POINT_2F& offset,
       composite != D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY) {
     return D2DERR_UNSUPPORTED_OPERATION;
   }
-  Evaluation evaluation(*device_, evaluation_storage_);
+  Surface& surface = target_->GetSurface();
+  Evaluation evaluation(*device_, surface, evaluation_storage_);
   Render::Rect bounds;
   HRESULT result = node.GetBounds(evaluation, &bounds);
   if (FAILED(result)) return result;
@@ -186,7 +187,6 @@ HRESULT DeviceContext2D::DrawNode(ImageNode& node, const D2D1_POINT_2F& offset,
   const float numbers[] = {origin.x, origin.y, part.left, part.top, part.right, part.bottom};
   if (!std::all_of(std::begin(numbers), std::end(numbers), IsCoordinate)) return E_INVALIDARG;
 
-  Surface& surface = target_->GetSurface();
   const Render::Rect rect =
       Intersect(surface.texture->Bounds(),
                 {FirstPixel(part.left + origin.x), FirstPixel(part.top + origin.y),
@@ -206,7 +206,6 @@ HRESULT DeviceContext2D::DrawNode(ImageNode& node, const D2D1_POINT_2F& offset,
   RenderedImage image;
   result = node.Render(evaluation, &image);
   if (FAILED(result)) return result;
-  if (image.texture == surface.texture.get()) return D2DERR_BITMAP_BOUND_AS_TARGET;
 
   Render::Pass pass;
   result = ToResult(device_->GetProgram(ImageProgram(), &pass.program));

@@ -71,7 +71,7 @@ HRESULT Factory2D::CreateDxgiSurfaceRenderTarget(IDXGISurface* surface,
                                                  ID2D1RenderTarget** target) {
   if (!target) return E_POINTER;
   *target = nullptr;
-  auto* texture = dynamic_cast<Texture3D*>(surface);
+  auto* texture = dynamic_cast<DeviceTexture*>(surface);
   if (!texture || !properties ||
       texture->GetSurface()->texture->Desc().usage != Render::Usage::kDevice) {
     return E_INVALIDARG;

@@ -152,6 +152,11 @@ TEST_F(Drawing, CallsOutOfOrderAreReportedAtTheNextEndAndLoseNothing) {
   EXPECT_EQ(fails([&] { draw_image(bitmap.GetBitmap(), {nan, 0}); }), E_INVALIDARG);
   EXPECT_EQ(fails([&] { draw_image(bitmap.GetBitmap(), {1e30f, 0}); }), E_INVALIDARG);
   EXPECT_EQ(fails([&] { draw_image(target.GetBitmap(), {0, 0}); }), D2DERR_BITMAP_BOUND_AS_TARGET);
+  VantraFx::Posterize effect;
+  ASSERT_TRUE(effect.Create(&device_));
+  effect.SetInput(0, &target);
+  effect.SetClearBackground(0);
+  EXPECT_EQ(fails([&] { effect.Apply(&target); }), D2DERR_BITMAP_BOUND_AS_TARGET);
   EXPECT_EQ(fails([&] {
               draw_image(bitmap.GetBitmap(), {0, 0}, D2D1_COMPOSITE_MODE_XOR);
             }),

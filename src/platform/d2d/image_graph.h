@@ -31,9 +31,10 @@ struct DirectTarget {
 // lives until the evaluation ends.
 class Evaluation {
  public:
-  explicit Evaluation(GraphicsDevice& device,
-                      std::vector<std::unique_ptr<Render::Texture>>& storage)
-      : device_(device), storage_(storage), id_(++s_last_id) {}
+  // `target` is what the drawing goes to.
+  Evaluation(GraphicsDevice& device, const Surface& target,
+             std::vector<std::unique_ptr<Render::Texture>>& storage)
+      : device_(device), target_(target), storage_(storage), id_(++s_last_id) {}
   Evaluation(const Evaluation&) = delete;
   Evaluation& operator=(const Evaluation&) = delete;
   ~Evaluation();
@@ -42,6 +43,8 @@ class Evaluation {
   // Number of this evaluation, never 0, by which nodes know results of their own.
   std::uint64_t Id() const { return id_; }
 
+  bool IsTarget(const Surface& surface) const { return &surface == &target_; }
+
   // A texture for a result, owned by the evaluation.
   HRESULT NewTexture(const Render::Rect& bounds, Render::Texture** texture);
 
@@ -49,6 +52,7 @@ class Evaluation {
   static std::uint64_t s_last_id;
 
   GraphicsDevice& device_;
+  const Surface& target_;
   std::vector<std::unique_ptr<Render::Texture>>& storage_;
   std::uint64_t id_;
 };
@@ -59,7 +63,8 @@ class ImageNode {
   virtual const std::shared_ptr<GraphicsDevice>& GetGraphicsDevice() const = 0;
 
   // The extent of the image in its own coordinates. `D2DERR_CYCLIC_GRAPH` when the image feeds
-  // itself, `D2DERR_INVALID_GRAPH_CONFIGURATION` when an input is missing.
+  // itself, `D2DERR_INVALID_GRAPH_CONFIGURATION` when an input is missing,
+  // `D2DERR_BITMAP_BOUND_AS_TARGET` when the target is part of the image.
   virtual HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) = 0;
 
   // Brings all pixels of the image into a texture.

@@ -21,13 +21,13 @@ bool Supported(const D3D11_TEXTURE2D_DESC& description) {
 }
 
 Surface* SurfaceOf(ID3D11Resource* resource) {
-  auto* texture = dynamic_cast<Texture3D*>(resource);
+  auto* texture = dynamic_cast<DeviceTexture*>(resource);
   return texture ? texture->GetSurface().get() : nullptr;
 }
 
 }  // namespace
 
-HRESULT Texture3D::GetDesc(DXGI_SURFACE_DESC* description) {
+HRESULT DeviceTexture::GetDesc(DXGI_SURFACE_DESC* description) {
   if (!description) return E_POINTER;
   *description = {description_.Width, description_.Height, description_.Format,
                   description_.SampleDesc};
@@ -49,7 +49,7 @@ HRESULT Device3D::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
   const Render::Status status = CreateSurface(device_, desc, initial ? initial->pSysMem : nullptr,
                                               initial ? initial->SysMemPitch : 0, &surface);
   if (status != Render::Status::kOk) return ToDeviceResult(status);
-  *texture = MakeCom<Texture3D>(std::move(surface), *description).Detach();
+  *texture = MakeCom<DeviceTexture>(std::move(surface), *description).Detach();
   return *texture ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -11,10 +11,10 @@
 
 namespace Vantra::Platform {
 
-class Texture3D final
+class DeviceTexture final
     : public ComObject<Implements<ID3D11Texture2D, ID3D11Resource>, IDXGISurface> {
  public:
-  Texture3D(std::shared_ptr<Surface> surface, const D3D11_TEXTURE2D_DESC& description)
+  DeviceTexture(std::shared_ptr<Surface> surface, const D3D11_TEXTURE2D_DESC& description)
       : surface_(std::move(surface)), description_(description) {}
 
   void GetDesc(D3D11_TEXTURE2D_DESC* description) override { *description = description_; }

@@ -1,0 +1,161 @@
+// What one frame through Posterize costs, beside a plain copy of the same bytes.
+//
+//   build/release/bench/vantrix_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=1
+//
+// Every row reports `copies`: its time as a multiple of a copy of the same frame, measured around
+// it in the same run.
+
+#include <benchmark/benchmark.h>
+#include <vantrix/vantrix.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Vantra::Bitmap;
+using Vantra::Device;
+
+constexpr D3DCOLORVALUE kTransparent = {0, 0, 0, 0};
+
+double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
+
+class FrameBench : public benchmark::Fixture {
+ public:
+  void SetUp(const benchmark::State& state) override {
+    width_ = state.range(0);
+    height_ = state.range(1);
+    frame_.resize(static_cast<std::size_t>(width_ * height_ * 4));
+    for (std::size_t i = 0; i < frame_.size(); ++i) frame_[i] = static_cast<unsigned char>(i * 7);
+    copy_.resize(frame_.size());
+    device_ = std::make_unique<Device>();
+    device_->Intialize(nullptr);
+    device_->Resize(width_, height_);
+    device_->SetRenderCallback([this](void* data, unsigned, unsigned, unsigned) {
+      benchmark::DoNotOptimize(*static_cast<unsigned char*>(data));
+      ++delivered_;
+    });
+    effect_ = std::make_unique<VantraFx::Posterize>();
+    effect_->Create(device_.get());
+    input_ = std::make_unique<Bitmap>();
+    input_->Create(device_.get());
+    output_ = std::make_unique<Bitmap>();
+    output_->Create(device_.get());
+    output_->SetPixelSize(width_, height_);
+    Upload();
+    effect_->SetInput(0, input_.get());
+    // The first frame makes pipelines and textures.
+    DrawFrame();
+  }
+
+  void TearDown(const benchmark::State&) override {
+    output_.reset();
+    input_.reset();
+    effect_.reset();
+    device_.reset();
+  }
+
+ protected:
+  void Upload() { input_->SetPixels(frame_.data(), width_, height_, width_ * 4, 0); }
+
+  void DrawFrame() {
+    device_->BeginDraw(nullptr, kTransparent);
+    device_->DrawImage(effect_.get(), nullptr, nullptr, D2D1_INTERPOLATION_MODE_LINEAR,
+                       D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_->EndDrawCallback();
+  }
+
+  // Times `work` and, between its rounds, a plain copy of a frame.
+  template <class Work>
+  void Measure(benchmark::State& state, Work work) {
+    Clock::duration work_time{};
+    Clock::duration copy_time{};
+    for (auto _ : state) {
+      const auto start = Clock::now();
+      work();
+      const auto end = Clock::now();
+      std::memcpy(copy_.data(), frame_.data(), frame_.size());
+      benchmark::ClobberMemory();
+      copy_time += Clock::now() - end;
+      work_time += end - start;
+      state.SetIterationTime(Seconds(end - start));
+    }
+    state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(frame_.size()));
+  }
+
+  long width_ = 0;
+  long height_ = 0;
+  std::vector<unsigned char> frame_;
+  std::vector<unsigned char> copy_;
+  std::unique_ptr<Device> device_;
+  std::unique_ptr<Vantra::Effect> effect_;
+  std::unique_ptr<Bitmap> input_;
+  std::unique_ptr<Bitmap> output_;
+  long delivered_ = 0;
+};
+
+void Sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Args({1280, 720})->Args({1920, 1080})->Args({3840, 2160});
+  benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
+// The plain copy itself, as a row of its own.
+BENCHMARK_DEFINE_F(FrameBench, Copy)(benchmark::State& state) {
+  Measure(state, [this] {
+    std::memcpy(copy_.data(), frame_.data(), frame_.size());
+    benchmark::ClobberMemory();
+  });
+}
+BENCHMARK_REGISTER_F(FrameBench, Copy)->Apply(Sizes);
+
+// Host pixels in, a frame in the callback out.
+BENCHMARK_DEFINE_F(FrameBench, HostToHost)(benchmark::State& state) {
+  const long before = delivered_;
+  Measure(state, [this] {
+    Upload();
+    DrawFrame();
+  });
+  if (delivered_ - before != state.iterations()) state.SkipWithError("frames were not delivered");
+}
+BENCHMARK_REGISTER_F(FrameBench, HostToHost)->Apply(Sizes);
+
+// The pass alone: from a bitmap that is on the device to another. The session's end does not wait
+// for the device, so a read-back of one pixel does.
+BENCHMARK_DEFINE_F(FrameBench, PassAlone)(benchmark::State& state) {
+  ID2D1DeviceContext* context = device_->GetD2DDeviceContext();
+  const D2D1_BITMAP_PROPERTIES1 properties = {
+      {DXGI_FORMAT_B8G8R8A8_UNORM, D2D1_ALPHA_MODE_PREMULTIPLIED},
+      96,
+      96,
+      D2D1_BITMAP_OPTIONS_CANNOT_DRAW | D2D1_BITMAP_OPTIONS_CPU_READ,
+      nullptr};
+  CComPtr<ID2D1Bitmap1> pixel;
+  context->CreateBitmap({1, 1}, nullptr, 0, &properties, &pixel);
+  const D2D1_RECT_U first = {0, 0, 1, 1};
+  Measure(state, [&] {
+    device_->BeginDraw(output_.get());
+    effect_->Apply(output_.get());
+    device_->EndDrawNoCallback();
+    D2D1_MAPPED_RECT mapped;
+    pixel->CopyFromBitmap(nullptr, output_->GetBitmap(), &first);
+    pixel->Map(D2D1_MAP_OPTIONS_READ, &mapped);
+    pixel->Unmap();
+  });
+}
+BENCHMARK_REGISTER_F(FrameBench, PassAlone)->Apply(Sizes);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  Device probe;
+  probe.Intialize(nullptr);
+  benchmark::AddCustomContext("engine", Vantra::Platform::GetEngineChoice().engine.name);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+}
