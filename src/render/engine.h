@@ -106,10 +106,24 @@ struct Binding {
   Sampler sampler;
 };
 
+// What becomes of a result s of alpha sa and the target's pixel d of alpha da.
 enum class Blend {
-  kReplace,     // result = source
-  kSourceOver,  // result = source + (1 - source alpha) * destination
+  kReplace,          // s
+  kSourceOver,       // s + (1 - sa) d
+  kDestinationOver,  // (1 - da) s + d
+  kSourceIn,         // da s
+  kDestinationIn,    // sa d
+  kSourceOut,        // (1 - da) s
+  kDestinationOut,   // (1 - sa) d
+  kSourceAtop,       // da s + (1 - sa) d
+  kDestinationAtop,  // (1 - da) s + sa d
+  kXor,              // (1 - da) s + (1 - sa) d
+  kPlus,             // s + d
+  kMaskInvert,       // (1 - d) s + (1 - s) d, channel by channel
+  kMinimum,          // the smaller of s and d
+  kMaximum,          // the larger of s and d
 };
+constexpr std::size_t kBlendCount = 14;
 
 constexpr std::size_t kMaximumConstantBytes = 4096;
 

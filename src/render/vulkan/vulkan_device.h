@@ -16,7 +16,7 @@
 namespace Vantra::Render::Vulkan {
 
 // Blending and format: all that distinguishes the pipelines of one program.
-constexpr std::size_t kPipelineVariants = 4;
+constexpr std::size_t kPipelineVariants = 2 * kBlendCount;
 
 // Objects to destroy together; null ones are passed over.
 struct Garbage {

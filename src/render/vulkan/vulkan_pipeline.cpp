@@ -5,6 +5,55 @@ extern "C" const unsigned char vantrix_vulkan_triangle[];
 extern "C" const unsigned char vantrix_vulkan_triangle_end[];
 
 namespace Vantra::Render::Vulkan {
+namespace {
+
+struct Equation {
+  VkBlendFactor source;
+  VkBlendFactor destination;
+  VkBlendOp operation = VK_BLEND_OP_ADD;
+};
+
+Equation EquationOf(Blend blend) {
+  constexpr VkBlendFactor kZero = VK_BLEND_FACTOR_ZERO;
+  constexpr VkBlendFactor kOne = VK_BLEND_FACTOR_ONE;
+  constexpr VkBlendFactor kSource = VK_BLEND_FACTOR_SRC_ALPHA;
+  constexpr VkBlendFactor kNotSource = VK_BLEND_FACTOR_ONE_MINUS_SRC_ALPHA;
+  constexpr VkBlendFactor kTarget = VK_BLEND_FACTOR_DST_ALPHA;
+  constexpr VkBlendFactor kNotTarget = VK_BLEND_FACTOR_ONE_MINUS_DST_ALPHA;
+  switch (blend) {
+    case Blend::kReplace:
+      return {kOne, kZero};
+    case Blend::kSourceOver:
+      return {kOne, kNotSource};
+    case Blend::kDestinationOver:
+      return {kNotTarget, kOne};
+    case Blend::kSourceIn:
+      return {kTarget, kZero};
+    case Blend::kDestinationIn:
+      return {kZero, kSource};
+    case Blend::kSourceOut:
+      return {kNotTarget, kZero};
+    case Blend::kDestinationOut:
+      return {kZero, kNotSource};
+    case Blend::kSourceAtop:
+      return {kTarget, kNotSource};
+    case Blend::kDestinationAtop:
+      return {kNotTarget, kSource};
+    case Blend::kXor:
+      return {kNotTarget, kNotSource};
+    case Blend::kPlus:
+      return {kOne, kOne};
+    case Blend::kMaskInvert:
+      return {VK_BLEND_FACTOR_ONE_MINUS_DST_COLOR, VK_BLEND_FACTOR_ONE_MINUS_SRC_COLOR};
+    case Blend::kMinimum:
+      return {kOne, kOne, VK_BLEND_OP_MIN};
+    case Blend::kMaximum:
+      return {kOne, kOne, VK_BLEND_OP_MAX};
+  }
+  return {kOne, kZero};
+}
+
+}  // namespace
 
 Pipelines::~Pipelines() {
   const VolkDeviceTable& vk = device_.Vk();
@@ -45,7 +94,7 @@ Status Pipelines::Init() {
 Status Pipelines::Find(const PixelProgram& program, Format format, Blend blend,
                        VkPipeline* pipeline) {
   const std::size_t variant =
-      static_cast<std::size_t>(format) * 2 + static_cast<std::size_t>(blend);
+      static_cast<std::size_t>(format) * kBlendCount + static_cast<std::size_t>(blend);
   VkPipeline& cached = program.GetState().pipelines[variant];
   if (!cached) {
     const Status status = Make(program.Module(), format, blend, &cached);
@@ -85,14 +134,12 @@ Status Pipelines::Make(VkShaderModule fragment, Format format, Blend blend, VkPi
   samples.rasterizationSamples = VK_SAMPLE_COUNT_1_BIT;
 
   // Colours are premultiplied, so that all four channels blend alike.
+  const Equation equation = EquationOf(blend);
   VkPipelineColorBlendAttachmentState mix = {};
-  mix.blendEnable = blend == Blend::kSourceOver;
-  mix.srcColorBlendFactor = VK_BLEND_FACTOR_ONE;
-  mix.dstColorBlendFactor = VK_BLEND_FACTOR_ONE_MINUS_SRC_ALPHA;
-  mix.colorBlendOp = VK_BLEND_OP_ADD;
-  mix.srcAlphaBlendFactor = VK_BLEND_FACTOR_ONE;
-  mix.dstAlphaBlendFactor = VK_BLEND_FACTOR_ONE_MINUS_SRC_ALPHA;
-  mix.alphaBlendOp = VK_BLEND_OP_ADD;
+  mix.blendEnable = blend != Blend::kReplace;
+  mix.srcColorBlendFactor = mix.srcAlphaBlendFactor = equation.source;
+  mix.dstColorBlendFactor = mix.dstAlphaBlendFactor = equation.destination;
+  mix.colorBlendOp = mix.alphaBlendOp = equation.operation;
   mix.colorWriteMask = VK_COLOR_COMPONENT_R_BIT | VK_COLOR_COMPONENT_G_BIT |
                        VK_COLOR_COMPONENT_B_BIT | VK_COLOR_COMPONENT_A_BIT;
   VkPipelineColorBlendStateCreateInfo blending = {};

@@ -253,6 +253,51 @@ TEST_F(VulkanProgramTest, SourceOverAddsWhatTheSourceLetsThrough) {
   ExpectNear(Read(*target), expected, 2);
 }
 
+TEST_F(VulkanProgramTest, EachBlendFollowsItsEquation) {
+  using Equation = std::function<double(double s, double sa, double d, double da)>;
+  const std::pair<Blend, Equation> cases[] = {
+      {Blend::kReplace, [](double s, double, double, double) { return s; }},
+      {Blend::kSourceOver, [](auto s, auto sa, auto d, auto) { return s + (1 - sa) * d; }},
+      {Blend::kDestinationOver, [](auto s, auto, auto d, auto da) { return (1 - da) * s + d; }},
+      {Blend::kSourceIn, [](auto s, auto, auto, auto da) { return da * s; }},
+      {Blend::kDestinationIn, [](auto, auto sa, auto d, auto) { return sa * d; }},
+      {Blend::kSourceOut, [](auto s, auto, auto, auto da) { return (1 - da) * s; }},
+      {Blend::kDestinationOut, [](auto, auto sa, auto d, auto) { return (1 - sa) * d; }},
+      {Blend::kSourceAtop, [](auto s, auto sa, auto d, auto da) { return da * s + (1 - sa) * d; }},
+      {Blend::kDestinationAtop,
+       [](auto s, auto sa, auto d, auto da) { return (1 - da) * s + sa * d; }},
+      {Blend::kXor, [](auto s, auto sa, auto d, auto da) { return (1 - da) * s + (1 - sa) * d; }},
+      {Blend::kPlus, [](auto s, auto, auto d, auto) { return s + d; }},
+      {Blend::kMaskInvert, [](auto s, auto, auto d, auto) { return (1 - d) * s + (1 - s) * d; }},
+      {Blend::kMinimum, [](auto s, auto, auto d, auto) { return std::min(s, d); }},
+      {Blend::kMaximum, [](auto s, auto, auto d, auto) { return std::max(s, d); }},
+  };
+  static_assert(std::size(cases) == kBlendCount);
+  const ProgramPtr program = Load(SPIRV(own));
+  const Picture below = RandomPicture(16, 16, 21);
+  const Picture above = RandomPicture(16, 16, 22);
+  const TexturePtr input = Make(above);
+  for (const auto& [blend, equation] : cases) {
+    const TexturePtr target = Make(below);
+    Pass pass = WholePass(*program, *target);
+    pass.bindings[0].texture = input.get();
+    pass.blend = blend;
+    ASSERT_EQ(engine_->Draw(pass), Status::kOk);
+    Picture expected(16, 16);
+    for (std::size_t i = 0; i < expected.pixels.size(); ++i) {
+      const Pixel& s = above.pixels[i];
+      const Pixel& d = below.pixels[i];
+      for (std::size_t c = 0; c < 4; ++c) {
+        expected.pixels[i][c] =
+            Quantize(equation(s[c] / 255.0, s[3] / 255.0, d[c] / 255.0, d[3] / 255.0));
+      }
+    }
+    SCOPED_TRACE(static_cast<int>(blend));
+    // Devices may blend stored bytes in fixed point.
+    ExpectNear(Read(*target), expected, 1);
+  }
+}
+
 TEST_F(VulkanProgramTest, ClearsTakeTheirPlaceInTheOrderOfAllOtherUses) {
   const ProgramPtr fill = Load(SPIRV(fill));
   const ProgramPtr own = Load(SPIRV(own));
