@@ -10,7 +10,10 @@ packages=(
   libgtest-dev libbenchmark-dev
   # To render without a GPU, and to check the use of Vulkan.
   mesa-vulkan-drivers vulkan-validationlayers
+  # Photographs of the Earth, put together from a satellite's, for the demo and the tests.
+  xplanet-images
 )
+photographs=/usr/share/xplanet/images
 
 fail() {
   echo "$(basename "$0"): $*" >&2

@@ -260,6 +260,7 @@ using HGLOBAL = const void*;
 
 /// Turns a number into the form in which resource names and types are passed.
 inline LPCWSTR MAKEINTRESOURCEW(WORD number) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): names and numbers share one parameter.
   return reinterpret_cast<LPCWSTR>(static_cast<std::uintptr_t>(number));
 }
 /// The resource type of all stored shaders and images.

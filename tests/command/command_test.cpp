@@ -1,0 +1,203 @@
+// The command as a user meets it: what it prints, where, and its exit codes.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "platform/imaging/png_writer.h"
+#include "tests/harness/picture.h"
+
+namespace Vantra {
+namespace {
+
+using namespace Testing;
+
+struct Outcome {
+  int code = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::size_t CountLines(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+class Command : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (std::filesystem::temp_directory_path() / "vantrix-command-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  // Runs the command in the test's folder.
+  Outcome Run(std::vector<std::string> arguments) {
+    const auto out = folder_ / "stdout";
+    const auto err = folder_ / "stderr";
+    const pid_t child = fork();
+    if (child == 0) {
+      std::vector<char*> argv = {const_cast<char*>(VANTRIX_COMMAND)};
+      for (std::string& argument : arguments) argv.push_back(argument.data());
+      argv.push_back(nullptr);
+      const int flags = O_WRONLY | O_CREAT | O_TRUNC;
+      dup2(open(out.c_str(), flags, 0600), STDOUT_FILENO);
+      dup2(open(err.c_str(), flags, 0600), STDERR_FILENO);
+      if (chdir(folder_.c_str()) == 0) execv(VANTRIX_COMMAND, argv.data());
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+    return outcome;
+  }
+
+  // Runs it where it must fail with that code, and with one line that names the cause.
+  void ExpectFailure(int code, const std::string& cause, std::vector<std::string> arguments) {
+    const Outcome outcome = Run(std::move(arguments));
+    EXPECT_EQ(outcome.code, code) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(CountLines(outcome.err), 1u) << outcome.err;
+    EXPECT_NE(outcome.err.find(cause), std::string::npos) << outcome.err;
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "out.png"));
+  }
+
+  // Stores a picture, given as premultiplied pixels of full alpha, as a PNG.
+  void Store(const std::string& name, const Picture& picture) {
+    ASSERT_EQ(
+        Platform::WritePng(folder_ / name, {.pixels = picture.Bytes(),
+                                            .stride = static_cast<std::size_t>(picture.width) * 4,
+                                            .width = static_cast<UINT>(picture.width),
+                                            .height = static_cast<UINT>(picture.height),
+                                            .format = GUID_WICPixelFormat32bppBGRA}),
+        S_OK);
+  }
+
+  std::filesystem::path folder_;
+};
+
+TEST_F(Command, AppliesAnEffectAndWritesRawRowsOrAPng) {
+  const Picture scene = DrawScene(61, 33);
+  Store("in.png", scene);
+  const Outcome raw = Run({"apply", "in.png", "out.bgra", "-e", "clsid_posterize", "-s", "amout=3"});
+  EXPECT_EQ(raw.code, 0) << raw.err;
+  EXPECT_EQ(raw.out + raw.err, "");
+  const std::string bytes = ReadFile(folder_ / "out.bgra");
+  ASSERT_EQ(bytes.size(), scene.pixels.size() * 4);
+  Picture result("result", scene.width, scene.height);
+  std::memcpy(result.pixels.data(), bytes.data(), bytes.size());
+  const auto difference = Compare(scene, result, [](const Picture& input, int x, int y) {
+    Color color;
+    for (std::size_t c = 0; c < 4; ++c) {
+      color[c] = std::floor(input.At(x, y)[c] / 255.0 * 3 + 0.5) / 3;
+    }
+    return color;
+  });
+  EXPECT_FALSE(difference) << *difference;
+
+  // A written PNG is read back: posterising a posterised picture changes nothing.
+  EXPECT_EQ(Run({"apply", "in.png", "once.png", "-e", "Posterize", "-s", "Amout=3"}).code, 0);
+  EXPECT_EQ(Run({"apply", "once.png", "twice.bgra", "-e", "Posterize", "-s", "Amout=3"}).code, 0);
+  EXPECT_EQ(ReadFile(folder_ / "twice.bgra"), bytes);
+}
+
+TEST_F(Command, ListsTheDevicesOnStandardOutput) {
+  const Outcome outcome = Run({"engines"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(outcome.out.substr(0, 9), "vulkan:0\t");
+  Store("in.png", DrawScene(2, 2));
+  EXPECT_EQ(Run({"apply", "in.png", "o.png", "-e", "Posterize", "--engine", "vulkan:0"}).code, 0);
+  EXPECT_EQ(Run({"--help"}).code, 0);
+}
+
+TEST_F(Command, WrongUsageIsToldApartFromFailure) {
+  Store("in.png", DrawScene(4, 4));
+  std::ofstream(folder_ / "text.png") << "no picture";
+  std::filesystem::create_directory(folder_ / "folder");
+  ExpectFailure(2, "subcommand", {});
+  ExpectFailure(2, "INPUT", {"apply"});
+  ExpectFailure(2, "--effect", {"apply", "in.png", "out.png"});
+  ExpectFailure(2, "no effect Nothing", {"apply", "in.png", "out.png", "-e", "Nothing"});
+  ExpectFailure(2, "not UTF-8", {"apply", "in.png", "out.png", "-e", "\xFF"});
+  ExpectFailure(2, "no such attribute; Amout",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Steps=3"});
+  ExpectFailure(2, "not a number",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Amout=few"});
+  ExpectFailure(2, "out of range",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Amout=1e99"});
+  ExpectFailure(2, "Name=Value", {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Amout"});
+  ExpectFailure(2, "expected auto",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:x"});
+  ExpectFailure(1, "no such device",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:99"});
+  ExpectFailure(1, "none.png: no such file",
+                {"apply", "none.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "neither a PNG nor a JPEG",
+                {"apply", "text.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "cannot read folder", {"apply", "folder", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "cannot write none/out.png",
+                {"apply", "in.png", "none/out.png", "-e", "Posterize"});
+}
+
+TEST_F(Command, DamagedAndHostilePicturesFailAndLoseNothing) {
+  Store("in.png", DrawScene(24, 16));
+  const std::string whole = ReadFile(folder_ / "in.png");
+  std::mt19937 random(9);
+  const auto apply = [this](const std::string& bytes) {
+    std::ofstream(folder_ / "bad.png", std::ios::binary) << bytes;
+    return Run({"apply", "bad.png", "out.png", "-e", "Posterize"});
+  };
+  for (std::size_t length = 0; length + 1 < whole.size(); length += whole.size() / 6) {
+    std::ofstream(folder_ / "bad.png", std::ios::binary) << whole.substr(0, length);
+    ExpectFailure(1, "bad.png", {"apply", "bad.png", "out.png", "-e", "Posterize"});
+  }
+  for (int round = 0; round < 6; ++round) {
+    std::string flipped = whole;
+    for (int i = 0; i < 8; ++i) flipped[random() % flipped.size()] ^= static_cast<char>(random());
+    const Outcome outcome = apply(flipped);
+    EXPECT_TRUE(outcome.code == 0 || outcome.code == 1) << outcome.code << outcome.err;
+    std::filesystem::remove(folder_ / "out.png");
+  }
+  // A header that claims 100000 x 100000 pixels.
+  std::string lying = whole;
+  for (const std::size_t at : {16u, 20u}) lying.replace(at, 4, std::string("\0\1\x86\xA0", 4));
+  EXPECT_EQ(apply(lying).code, 1);
+
+  // A failure leaves the former output as it was.
+  std::ofstream(folder_ / "kept.png") << "kept";
+  EXPECT_EQ(Run({"apply", "bad.png", "kept.png", "-e", "Posterize"}).code, 1);
+  EXPECT_EQ(ReadFile(folder_ / "kept.png"), "kept");
+}
+
+TEST_F(Command, WithoutAnyDeviceItSaysSo) {
+  Store("in.png", DrawScene(4, 4));
+  ASSERT_EQ(setenv("VK_DRIVER_FILES", "/nonexistent.json", 1), 0);
+  ASSERT_EQ(setenv("VK_ICD_FILENAMES", "/nonexistent.json", 1), 0);
+  const Outcome list = Run({"engines"});
+  const Outcome apply = Run({"apply", "in.png", "out.png", "-e", "Posterize"});
+  unsetenv("VK_DRIVER_FILES");
+  unsetenv("VK_ICD_FILENAMES");
+  EXPECT_EQ(list.code, 1);
+  EXPECT_EQ(list.out, "");
+  EXPECT_NE(list.err.find("no usable render engine"), std::string::npos) << list.err;
+  EXPECT_EQ(apply.code, 1);
+  EXPECT_NE(apply.err.find("no usable render engine"), std::string::npos) << apply.err;
+}
+
+}  // namespace
+}  // namespace Vantra
