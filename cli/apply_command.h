@@ -1,19 +1,29 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace Vantrix::Command {
 
-struct ApplyOptions {
-  std::string input;
-  std::string output;
+// One effect of the chain, with texts of the form Name=Value.
+struct ChainLink {
   std::string effect;
-  // Texts of the form Name=Value.
   std::vector<std::string> settings;
 };
 
-// `vantrix apply`: runs a picture through an effect. Throws `CommandError`.
+struct ApplyOptions {
+  std::string input;
+  std::string output;
+  // In the order in which the picture runs through them; not empty.
+  std::vector<ChainLink> chain;
+  // For every effect of the chain, where given: milliseconds, strength, and a place as X,Y.
+  std::optional<float> time;
+  std::optional<float> amount;
+  std::optional<std::string> mouse;
+};
+
+// `vantrix apply`: runs a picture through effects. Throws `CommandError`.
 void Apply(const ApplyOptions& options);
 
 }  // namespace Vantrix::Command

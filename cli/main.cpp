@@ -1,34 +1,84 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <fmt/format.h>
+#include <map>
 #include <new>
 
 #include "cli/apply_command.h"
 #include "cli/command_error.h"
+#include "cli/effect_commands.h"
 #include "cli/engines_command.h"
+#include "cli/resources_command.h"
 
 namespace {
 
 using namespace Vantrix::Command;
+
+// Attributes belong to the effect before them, so the order of both options counts.
+std::vector<ChainLink> ReadChain(const CLI::App& apply, const CLI::Option* effect,
+                                 const CLI::Option* setting) {
+  std::vector<ChainLink> chain;
+  std::map<const CLI::Option*, std::size_t> read;
+  for (const CLI::Option* option : apply.parse_order()) {
+    if (option != effect && option != setting) continue;
+    const std::string& value = option->results().at(read[option]++);
+    if (option == effect) {
+      chain.push_back({value, {}});
+    } else if (chain.empty()) {
+      throw CommandError(kWrongUsage,
+                         fmt::format("-s {}: it belongs behind the -e of its effect", value));
+    } else {
+      chain.back().settings.push_back(value);
+    }
+  }
+  return chain;
+}
 
 int Run(int argc, char** argv) {
   CLI::App app{"Renders image effects off screen.", "vantrix"};
   app.require_subcommand(1);
 
   std::string engine = "auto";
+  std::vector<std::string> effects;
+  std::vector<std::string> settings;
   ApplyOptions options;
-  CLI::App* apply = app.add_subcommand("apply", "Run a picture through an effect");
+  CLI::App* apply = app.add_subcommand("apply", "Run a picture through effects");
   apply->add_option("INPUT", options.input, "PNG or JPEG file")->required();
   apply
       ->add_option("OUTPUT", options.output,
                    "PNG file, or raw premultiplied BGRA rows when the name ends in .bgra")
       ->required();
-  apply->add_option("-e,--effect", options.effect, "Effect name; CLSID_ may be left out")
-      ->required();
-  apply->add_option("-s,--set", options.settings, "Attribute of the effect, as Name=Value")
-      ->expected(1)
-      ->take_all();
+  const CLI::Option* effect =
+      apply
+          ->add_option("-e,--effect", effects,
+                       "Effect name; CLSID_ may be left out. Several make a chain")
+          ->required()
+          ->expected(1)
+          ->take_all();
+  const CLI::Option* setting =
+      apply->add_option("-s,--set", settings, "Attribute of the effect before it, as Name=Value")
+          ->expected(1)
+          ->take_all();
+  apply->add_option("--time", options.time, "Time in milliseconds");
+  apply->add_option("--amount", options.amount, "Strength, for effects that have one");
+  apply->add_option("--mouse", options.mouse, "Place as X,Y, in 0 to 1");
   apply->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
+
+  bool json = false;
+  bool xml = false;
+  std::string name;
+  CLI::App* list = app.add_subcommand("effects", "List the effects");
+  list->add_flag("--json", json, "Print JSON");
+  CLI::App* describe = app.add_subcommand("describe", "Print the attributes of an effect");
+  describe->add_option("EFFECT", name, "Effect name; CLSID_ may be left out")->required();
+  describe->add_flag("--json", json, "Print JSON");
+  describe->add_flag("--xml", xml, "Print the effect's own XML")->excludes("--json");
+
+  std::vector<std::string> extract;
+  CLI::App* resources = app.add_subcommand("resources", "List what is stored in the library");
+  resources->add_option("--extract", extract, "Write one resource to a file")
+      ->type_name("NAME FILE")
+      ->expected(2);
 
   CLI::App* engines = app.add_subcommand("engines", "List the devices to render on");
 
@@ -39,9 +89,21 @@ int Run(int argc, char** argv) {
     fmt::print(stderr, "vantrix: {} (see --help)\n", error.what());
     return kWrongUsage;
   }
+  const Output output = json ? Output::kJson : xml ? Output::kXml : Output::kText;
   if (engines->parsed()) {
     ListEngines();
+  } else if (list->parsed()) {
+    ListEffects(output);
+  } else if (describe->parsed()) {
+    DescribeEffect(name, output);
+  } else if (resources->parsed()) {
+    if (extract.empty()) {
+      ListResources();
+    } else {
+      ExtractResource(extract[0], extract[1]);
+    }
   } else {
+    options.chain = ReadChain(*apply, effect, setting);
     SelectEngine(engine);
     Apply(options);
   }

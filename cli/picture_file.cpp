@@ -82,13 +82,7 @@ Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path) {
 
 void WritePicture(const std::string& path, const Picture& picture) {
   if (EndsWith(path, ".bgra")) {
-    const HRESULT result = Platform::ReplaceFile(path, [&picture](std::FILE* file) {
-      const std::size_t size = picture.pixels.size();
-      return std::fwrite(picture.pixels.data(), 1, size, file) == size
-                 ? S_OK
-                 : Platform::ResultFromErrno(errno);
-    });
-    return Check(result, "write", path);
+    return WriteBytes(path, picture.pixels.data(), picture.pixels.size());
   }
   std::vector<unsigned char> straight = picture.pixels;
   Platform::ConvertPixels(straight.data(), straight.size() / kBytesPerPixel,
@@ -100,6 +94,13 @@ void WritePicture(const std::string& path, const Picture& picture) {
                                   .height = picture.height,
                                   .format = GUID_WICPixelFormat32bppBGRA}),
         "write", path);
+}
+
+void WriteBytes(const std::string& path, const void* data, std::size_t size) {
+  const HRESULT result = Platform::ReplaceFile(path, [data, size](std::FILE* file) {
+    return std::fwrite(data, 1, size, file) == size ? S_OK : Platform::ResultFromErrno(errno);
+  });
+  Check(result, "write", path);
 }
 
 }  // namespace Vantrix::Command

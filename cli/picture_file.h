@@ -4,6 +4,7 @@
 
 #include <vantrix/vantrix.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,5 +23,8 @@ Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path);
 // Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file
 // that is there stays as it was until the new one is complete.
 void WritePicture(const std::string& path, const Picture& picture);
+
+// Writes bytes as they are, with the same care.
+void WriteBytes(const std::string& path, const void* data, std::size_t size);
 
 }  // namespace Vantrix::Command

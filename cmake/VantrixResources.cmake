@@ -83,7 +83,7 @@ function(vantrix_embed_resources out targets_out)
 extern \"C\" {
 ${declarations}}
 
-std::span<const ResourceEntry> Vantra::Platform::ListResources() {
+std::span<const ResourceEntry> Vantra::Platform::GetResourceTable() {
   static constexpr std::array<ResourceEntry, ${count}> kResources = {{
 ${entries}  }};
   return kResources;

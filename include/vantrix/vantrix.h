@@ -12,5 +12,6 @@
 #include <vantrix/effects/engine/effectshaderbase.h>
 #include <vantrix/images/bitmap.h>
 #include <vantrix/platform/engine.h>
+#include <vantrix/platform/resources.h>
 #include <vantrix/sundrix/faceinfo.h>
 #include <vantrix/sundrix/logger.h>

@@ -1,18 +1,17 @@
 // The command as a user meets it: what it prints, where, and its exit codes.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <random>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/imaging/png_writer.h"
 #include "tests/harness/picture.h"
@@ -94,7 +93,8 @@ class Command : public ::testing::Test {
 TEST_F(Command, AppliesAnEffectAndWritesRawRowsOrAPng) {
   const Picture scene = DrawScene(61, 33);
   Store("in.png", scene);
-  const Outcome raw = Run({"apply", "in.png", "out.bgra", "-e", "clsid_posterize", "-s", "amout=3"});
+  const Outcome raw =
+      Run({"apply", "in.png", "out.bgra", "-e", "clsid_posterize", "-s", "amout=3"});
   EXPECT_EQ(raw.code, 0) << raw.err;
   EXPECT_EQ(raw.out + raw.err, "");
   const std::string bytes = ReadFile(folder_ / "out.bgra");
@@ -114,6 +114,37 @@ TEST_F(Command, AppliesAnEffectAndWritesRawRowsOrAPng) {
   EXPECT_EQ(Run({"apply", "in.png", "once.png", "-e", "Posterize", "-s", "Amout=3"}).code, 0);
   EXPECT_EQ(Run({"apply", "once.png", "twice.bgra", "-e", "Posterize", "-s", "Amout=3"}).code, 0);
   EXPECT_EQ(ReadFile(folder_ / "twice.bgra"), bytes);
+}
+
+TEST_F(Command, AChainRunsInOrderAndEachAttributeBelongsToTheEffectBeforeIt) {
+  Store("in.png", DrawScene(40, 30));
+  const auto apply = [this](const std::string& in, const std::string& out,
+                            std::vector<std::string> rest) {
+    std::vector<std::string> arguments = {"apply", in, out};
+    arguments.insert(arguments.end(), rest.begin(), rest.end());
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+  };
+  apply("in.png", "first.png", {"-e", "Posterize", "-s", "Amout=7"});
+  apply("first.png", "second.bgra", {"-e", "Posterize", "-s", "Amout=3"});
+  apply("in.png", "chain.bgra",
+        {"-e", "Posterize", "-s", "Amout=7", "--time", "40", "-e", "Posterize", "-s", "Amout=3"});
+  EXPECT_EQ(ReadFile(folder_ / "chain.bgra"), ReadFile(folder_ / "second.bgra"));
+}
+
+TEST_F(Command, TellsWhatThereIs) {
+  const Outcome effects = Run({"effects"});
+  EXPECT_NE(effects.out.find("CLSID_Posterize\tPosterize\tColor\n"), std::string::npos);
+  EXPECT_NE(Run({"effects", "--json"}).out.find("\"name\": \"CLSID_Posterize\""),
+            std::string::npos);
+  EXPECT_EQ(Run({"describe", "POSTERIZE"}).out, "Amout\tint\tmin 1\tmax 256\tdefault 10\n");
+  EXPECT_EQ(Run({"describe", "Posterize", "--json"}).out,
+            "[\n  {\"name\": \"Amout\", \"type\": \"int\", \"min\": \"1\", \"max\": \"256\", "
+            "\"default\": \"10\"}\n]\n");
+  EXPECT_EQ(Run({"describe", "Posterize", "--xml"}).out.substr(0, 5), "<?xml");
+  EXPECT_NE(Run({"resources"}).out.find("IDR_PS_POSTERIZE\t"), std::string::npos);
+  EXPECT_EQ(Run({"resources", "--extract", "idr_ps_posterize", "program.spv"}).code, 0);
+  EXPECT_EQ(ReadFile(folder_ / "program.spv").substr(0, 4), "\x03\x02\x23\x07");
 }
 
 TEST_F(Command, ListsTheDevicesOnStandardOutput) {
@@ -141,14 +172,17 @@ TEST_F(Command, WrongUsageIsToldApartFromFailure) {
   ExpectFailure(2, "out of range",
                 {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Amout=1e99"});
   ExpectFailure(2, "Name=Value", {"apply", "in.png", "out.png", "-e", "Posterize", "-s", "Amout"});
+  ExpectFailure(2, "behind the -e", {"apply", "in.png", "out.png", "-s", "a=1", "-e", "Posterize"});
+  ExpectFailure(2, "expected X,Y",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "--mouse", "0.5"});
+  ExpectFailure(2, "no effect Nothing", {"describe", "Nothing"});
+  ExpectFailure(2, "no resource IDR_X", {"resources", "--extract", "IDR_X", "out.png"});
   ExpectFailure(2, "expected auto",
                 {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:x"});
   ExpectFailure(1, "no such device",
                 {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:99"});
-  ExpectFailure(1, "none.png: no such file",
-                {"apply", "none.png", "out.png", "-e", "Posterize"});
-  ExpectFailure(1, "neither a PNG nor a JPEG",
-                {"apply", "text.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "none.png: no such file", {"apply", "none.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "neither a PNG nor a JPEG", {"apply", "text.png", "out.png", "-e", "Posterize"});
   ExpectFailure(1, "cannot read folder", {"apply", "folder", "out.png", "-e", "Posterize"});
   ExpectFailure(1, "cannot write none/out.png",
                 {"apply", "in.png", "none/out.png", "-e", "Posterize"});

@@ -7,6 +7,16 @@
 #include "effects/catalogue/catalogue.h"
 
 namespace Vantra {
+namespace {
+
+// The names and texts of descriptions are ASCII.
+std::wstring Widen(std::string_view text) { return std::wstring(text.begin(), text.end()); }
+
+std::wstring NameOf(const CatalogueEntry& entry) {
+  return L"CLSID_" + Widen(entry.description().GetIdentity().name);
+}
+
+}  // namespace
 
 EffectFactory::~EffectFactory() = default;
 
@@ -22,8 +32,7 @@ void EffectFactory::Create(Device* device) {
 
 std::unique_ptr<Effect> EffectFactory::CreateEffectByID(const std::wstring& name) {
   for (const CatalogueEntry& entry : GetCatalogue()) {
-    const std::string_view class_name = entry.description().GetIdentity().name;
-    const std::wstring row = L"CLSID_" + std::wstring(class_name.begin(), class_name.end());
+    const std::wstring row = NameOf(entry);
     if (row.size() == name.size() && CompareStringNoCase(row.c_str(), name.c_str())) {
       return entry.create();
     }
@@ -36,6 +45,16 @@ std::unique_ptr<Effect> EffectFactory::CreateEffectByID(const GUID& id) {
     if (entry.description().GetIdentity().id == id) return entry.create();
   }
   return nullptr;
+}
+
+std::vector<EffectFactory::Listing> EffectFactory::ListEffects() {
+  std::vector<Listing> list;
+  for (const CatalogueEntry& entry : GetCatalogue()) {
+    const auto& identity = entry.description().GetIdentity();
+    list.push_back({NameOf(entry), Widen(identity.display_name), Widen(identity.category),
+                    Widen(identity.description)});
+  }
+  return list;
 }
 
 }  // namespace Vantra

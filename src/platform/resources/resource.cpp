@@ -1,5 +1,7 @@
 #include "platform/resources/resource.h"
 
+#include <vantrix/platform/resources.h>
+
 #include <algorithm>
 
 namespace {
@@ -21,10 +23,19 @@ int Compare(std::string_view entry, const wchar_t* name) {
 
 }  // namespace
 
+std::vector<Vantra::Platform::StoredResource> Vantra::Platform::ListResources() {
+  std::vector<StoredResource> list;
+  for (const ResourceEntry& entry : GetResourceTable()) {
+    list.push_back(
+        {std::string(entry.name), entry.begin, static_cast<std::size_t>(entry.end - entry.begin)});
+  }
+  return list;
+}
+
 HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type) {
   if (module != nullptr || type != RT_RCDATA) return nullptr;
   if (reinterpret_cast<std::uintptr_t>(name) < kFirstAddress) return nullptr;
-  const std::span<const ResourceEntry> all = Vantra::Platform::ListResources();
+  const std::span<const ResourceEntry> all = Vantra::Platform::GetResourceTable();
   const auto found = std::lower_bound(
       all.begin(), all.end(), name,
       [](const ResourceEntry& entry, LPCWSTR key) { return Compare(entry.name, key) < 0; });

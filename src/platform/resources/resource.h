@@ -18,6 +18,6 @@ struct ResourceEntry {
 namespace Vantra::Platform {
 
 /// All resources, sorted by name.
-std::span<const ResourceEntry> ListResources();
+std::span<const ResourceEntry> GetResourceTable();
 
 }  // namespace Vantra::Platform

@@ -10,7 +10,7 @@ namespace Vantra::Platform {
 namespace {
 
 TEST(Resources, EachIsFoundByItsNameInAnyCaseAndHoldsAProgramIfItIsAShader) {
-  const std::span<const ResourceEntry> all = ListResources();
+  const std::span<const ResourceEntry> all = GetResourceTable();
   ASSERT_FALSE(all.empty());
   EXPECT_TRUE(std::is_sorted(all.begin(), all.end(),
                              [](const auto& a, const auto& b) { return a.name < b.name; }));
@@ -36,7 +36,7 @@ TEST(Resources, EachIsFoundByItsNameInAnyCaseAndHoldsAProgramIfItIsAShader) {
 }
 
 TEST(Resources, WhatIsNotThereIsNull) {
-  const ResourceEntry& first = ListResources().front();
+  const ResourceEntry& first = GetResourceTable().front();
   const std::wstring name(first.name.begin(), first.name.end());
   int object = 0;
   const auto module = reinterpret_cast<HMODULE>(&object);

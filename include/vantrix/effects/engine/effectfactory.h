@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Vantra {
 
@@ -15,6 +16,14 @@ class Device;
 
 class VANTRIX_API EffectFactory {
  public:
+  /// What a host may show of an effect before making it.
+  struct Listing {
+    std::wstring name;  ///< As `CreateEffectByID` takes it.
+    std::wstring display_name;
+    std::wstring category;
+    std::wstring description;
+  };
+
   EffectFactory() = default;
   EffectFactory(const EffectFactory&) = delete;
   EffectFactory& operator=(const EffectFactory&) = delete;
@@ -29,6 +38,9 @@ class VANTRIX_API EffectFactory {
   /// effect of that name. The effect has no platform objects until its own `Create`.
   std::unique_ptr<Effect> CreateEffectByID(const std::wstring& name);
   std::unique_ptr<Effect> CreateEffectByID(const GUID& id);
+
+  /// All effects that can be made by name, in the order of the search.
+  static std::vector<Listing> ListEffects();
 
  private:
   Device* device_ = nullptr;

@@ -1,0 +1,117 @@
+#include "cli/effect_commands.h"
+
+#include <fmt/format.h>
+#include <vector>
+
+#include "cli/command_error.h"
+#include "cli/text.h"
+
+namespace Vantrix::Command {
+namespace {
+
+using Parser = Vantra::EffectAttributesParser;
+
+const char* TypeWord(Parser::Type type) {
+  switch (type) {
+    case Parser::Type::Float:
+      return "float";
+    case Parser::Type::Int:
+      return "int";
+    case Parser::Type::Bool:
+      return "bool";
+    case Parser::Type::Position:
+      return "position";
+    case Parser::Type::Texture:
+      return "texture";
+    case Parser::Type::Color:
+      return "color";
+  }
+  return "float";
+}
+
+template <class Print>
+void ForEachBound(const Parser::Attribute& attribute, Print print) {
+  const auto each = [&print](const char* key, const auto& bound) {
+    if (bound) print(key, Narrow(bound->value));
+  };
+  each("min", attribute.min);
+  each("max", attribute.max);
+  each("step", attribute.step);
+  each("default", attribute.def);
+}
+
+std::string ToJson(const Parser::Attribute& attribute) {
+  std::string json = fmt::format("{{\"name\": {}, \"type\": \"{}\"",
+                                 Quote(Narrow(attribute.attribute.name)), TypeWord(attribute.type));
+  ForEachBound(attribute, [&json](const char* key, const std::string& value) {
+    json += fmt::format(", \"{}\": {}", key, Quote(value));
+  });
+  return json + "}";
+}
+
+std::string ToText(const Parser::Attribute& attribute) {
+  std::string text =
+      fmt::format("{}\t{}", Narrow(attribute.attribute.name), TypeWord(attribute.type));
+  ForEachBound(attribute, [&text](const char* key, const std::string& value) {
+    text += fmt::format("\t{} {}", key, value);
+  });
+  return text;
+}
+
+// The lines as they are, or as the elements of a JSON array.
+void Print(const std::vector<std::string>& lines, Output output) {
+  if (output == Output::kJson) {
+    fmt::print("[{}{}\n]\n", lines.empty() ? "" : "\n  ", fmt::join(lines, ",\n  "));
+  } else {
+    for (const std::string& line : lines) fmt::print("{}\n", line);
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<Vantra::Effect> MakeEffect(Vantra::EffectFactory& factory,
+                                           const std::string& name) {
+  const std::wstring wide = Widen(name);
+  std::unique_ptr<Vantra::Effect> effect = factory.CreateEffectByID(wide);
+  if (!effect) effect = factory.CreateEffectByID(L"CLSID_" + wide);
+  if (!effect) {
+    throw CommandError(
+        kWrongUsage, fmt::format("there is no effect {}; `vantrix effects` lists them all", name));
+  }
+  return effect;
+}
+
+void ListEffects(Output output) {
+  std::vector<std::string> lines;
+  for (const auto& effect : Vantra::EffectFactory::ListEffects()) {
+    const std::string name = Narrow(effect.name);
+    const std::string display_name = Narrow(effect.display_name);
+    const std::string category = Narrow(effect.category);
+    lines.push_back(output == Output::kJson
+                        ? fmt::format("{{\"name\": {}, \"displayName\": {}, \"category\": {}, "
+                                      "\"description\": {}}}",
+                                      Quote(name), Quote(display_name), Quote(category),
+                                      Quote(Narrow(effect.description)))
+                        : fmt::format("{}\t{}\t{}", name, display_name, category));
+  }
+  Print(lines, output);
+}
+
+void DescribeEffect(const std::string& name, Output output) {
+  Vantra::EffectFactory factory;
+  const std::unique_ptr<Vantra::Effect> effect = MakeEffect(factory, name);
+  const std::string& xml = effect->GetXmlAttributes();
+  if (output == Output::kXml) {
+    fmt::print("{}\n", xml);
+    return;
+  }
+  Parser parser;
+  parser.Parse(xml);
+  std::vector<std::string> lines;
+  for (const auto& attribute : parser.GetAttributes()) {
+    lines.push_back(output == Output::kJson ? ToJson(*attribute) : ToText(*attribute));
+  }
+  Print(lines, output);
+}
+
+}  // namespace Vantrix::Command
