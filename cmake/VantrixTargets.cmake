@@ -7,7 +7,7 @@ target_include_directories(
 # Results must not depend on whether a compiler fuses a multiplication and an addition.
 target_compile_options(
   vantrix_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
-                             -ffp-contract=off)
+                             -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(VANTRIX_WERROR)
   target_compile_options(vantrix_settings INTERFACE -Werror)
 endif()

@@ -6,6 +6,33 @@
 #include <utility>
 
 namespace Vantra {
+namespace {
+
+// A copy of a texture in memory that can be read, for as long as the object lives.
+class MappedTexture {
+ public:
+  MappedTexture(ID3D11DeviceContext* context, ID3D11Texture2D* readable, ID3D11Texture2D* source)
+      : context_(context), readable_(readable) {
+    context_->CopyResource(readable_, source);
+    if (FAILED(context_->Map(readable_, 0, D3D11_MAP_READ, 0, &mapped_))) mapped_ = {};
+  }
+  MappedTexture(const MappedTexture&) = delete;
+  MappedTexture& operator=(const MappedTexture&) = delete;
+  ~MappedTexture() {
+    if (mapped_.pData) context_->Unmap(readable_, 0);
+  }
+
+  // Null when the texture could not be read.
+  void* Data() const { return mapped_.pData; }
+  UINT Pitch() const { return mapped_.RowPitch; }
+
+ private:
+  CComPtr<ID3D11DeviceContext> context_;
+  CComPtr<ID3D11Texture2D> readable_;
+  D3D11_MAPPED_SUBRESOURCE mapped_ = {};
+};
+
+}  // namespace
 
 Device::Device() : context_(std::make_unique<DeviceContext>(this)) {}
 
@@ -33,7 +60,8 @@ void Device::Resize(long width, long height) {
 }
 
 void Device::SetRenderCallback(RenderCallback callback) {
-  context_->render_callback_ = std::move(callback);
+  context_->render_callback_ =
+      callback ? std::make_shared<const RenderCallback>(std::move(callback)) : nullptr;
 }
 
 bool Device::BeginDraw(Bitmap* target, const D3DCOLORVALUE& color) {
@@ -69,19 +97,23 @@ void Device::DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_REC
 }
 
 bool Device::EndDraw() {
-  if (!GetD2DDeviceContext()) return false;
+  if (!GetD2DDeviceContext()) {
+    // A rebuilding that failed is tried again.
+    if (context_->IsLost()) context_->Recover();
+    return false;
+  }
   return !context_->RecoverFromLoss(GetD2DDeviceContext()->EndDraw(nullptr, nullptr));
 }
 
 void Device::EndDrawCallback() {
   if (!EndDraw() || !context_->render_callback_) return;
-  ID3D11DeviceContext* immediate = context_->GetImmediateContext();
-  immediate->CopyResource(context_->GetReadBackTexture(), context_->GetRenderTexture());
-  D3D11_MAPPED_SUBRESOURCE mapped;
-  if (FAILED(immediate->Map(context_->GetReadBackTexture(), 0, D3D11_MAP_READ, 0, &mapped))) return;
-  context_->render_callback_(mapped.pData, static_cast<unsigned int>(width_),
-                             static_cast<unsigned int>(height_), mapped.RowPitch);
-  immediate->Unmap(context_->GetReadBackTexture(), 0);
+  // The callback may change or end the device: what it runs on is kept until it returns.
+  const std::shared_ptr<const RenderCallback> callback = context_->render_callback_;
+  const MappedTexture frame(context_->GetImmediateContext(), context_->GetReadBackTexture(),
+                            context_->GetRenderTexture());
+  if (!frame.Data()) return;
+  (*callback)(frame.Data(), static_cast<unsigned int>(width_), static_cast<unsigned int>(height_),
+              frame.Pitch());
 }
 
 void Device::EndDrawNoCallback() { EndDraw(); }

@@ -1,5 +1,7 @@
 #include <vantrix/device/dexception.h>
 
+#include <algorithm>
+
 #include "tests/harness/device_fixture.h"
 
 namespace Vantra {
@@ -123,6 +125,7 @@ TEST(Devices, ALossDropsTheFrameRebuildsEverythingAndTellsTheHostOnce) {
   EXPECT_TRUE(frames.empty());
 
   // The bitmap came back from its CPU pixels, the effect from its start values and without input.
+  std::fill_n(bitmap.GetBits(), picture.pixels.size() * 4, '\x5A');
   EXPECT_EQ(std::memcmp(bitmap.GetGpuPixels(), picture.Bytes(), picture.pixels.size() * 4), 0);
   effect.GetAttribute(&amout);
   EXPECT_EQ(amout.value, L"10");
@@ -177,6 +180,97 @@ TEST(Devices, ALossAtAnyEngineCallNeverDeliversAnUnfinishedFrame) {
     ASSERT_EQ(frames.size(), 1u);
     EXPECT_EQ(frames[0].pixels, expected);
   }
+}
+
+TEST(Devices, ALossWhileTheDeviceIsResizedOrRebuiltIsRecoveredFrom) {
+  LoggingDevice device;
+  device.Intialize(nullptr);
+  VantraFx::Posterize effect;
+  ASSERT_TRUE(effect.Create(&device));
+  const auto draws = [&device] {
+    const bool begun = device.BeginDraw(nullptr, kClear);
+    device.EndDrawNoCallback();
+    return begun;
+  };
+  for (unsigned calls = 0; calls < 12; ++calls) {
+    Platform::InjectDeviceLoss(device.GetD3D11Device(), calls);
+    try {
+      device.Resize(100 + calls, 50);
+    } catch (const DException&) {
+      EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+    }
+    // Some sessions later the loss has been met, and everything is back.
+    for (int session = 0; session < 8; ++session) draws();
+    EXPECT_TRUE(draws());
+    EXPECT_EQ(device.GetWidth(), 100 + calls);
+    EXPECT_NE(effect.GetEffect(), nullptr);
+  }
+  EXPECT_EQ(device.rebuilt, 12);
+}
+
+TEST(Devices, ALossWhileAnEffectIsMadeLeavesItEmptyAndUsableLater) {
+  Device device;
+  device.Intialize(nullptr);
+  VantraFx::Posterize effect;
+  Platform::InjectDeviceLoss(device.GetD3D11Device());
+  EXPECT_FALSE(effect.Create(&device));
+  Effect::Attribute amout{L"Amout", L"3"};
+  effect.SetAttribute(&amout);
+  effect.GetAttribute(&amout);
+  EXPECT_EQ(amout.value, L"3");
+  device.BeginDraw(nullptr, kClear);
+  device.EndDrawNoCallback();
+  EXPECT_TRUE(effect.Create(&device));
+}
+
+TEST(Devices, TheCallbackMayReplaceItselfResizeAndEndTheDevice) {
+  Device device;
+  device.Intialize(nullptr);
+  int calls = 0;
+  const auto frame = [&device] {
+    device.BeginDraw(nullptr, kClear);
+    device.EndDrawCallback();
+  };
+  const std::string kept(100, 'x');
+  device.SetRenderCallback([&, kept](void*, unsigned, unsigned, unsigned) {
+    device.SetRenderCallback({});
+    calls += static_cast<int>(kept.size());
+  });
+  frame();
+  frame();
+  EXPECT_EQ(calls, 100);
+  device.SetRenderCallback([&](void* data, unsigned width, unsigned height, unsigned pitch) {
+    device.Resize(10, 10);
+    // The frame stays what it was.
+    EXPECT_EQ(static_cast<unsigned char*>(data)[(height - 1) * pitch + width * 4 - 1], 0);
+  });
+  frame();
+  device.SetRenderCallback([&](void*, unsigned, unsigned, unsigned) { device.Cleanup(); });
+  frame();
+  EXPECT_FALSE(device.BeginDraw(nullptr, kClear));
+  device.Intialize(nullptr);
+  device.SetRenderCallback([](void*, unsigned, unsigned, unsigned) { throw 42; });
+  EXPECT_THROW(frame(), int);
+  device.SetRenderCallback({});
+  frame();
+}
+
+TEST(Devices, AnEffectThatWasNeverRegisteredMayOutliveItsDevice) {
+  VantraFx::Posterize effect;
+  {
+    Device device;
+    device.Intialize(nullptr);
+    effect.SetEffectID({1, 2, 3, {4}});
+    EXPECT_FALSE(effect.Create(&device));
+    effect.SetEffectID(VantraFx::Posterize::GetEffectGUID());
+    EXPECT_NE(effect.GetEffect(), nullptr);
+    // Now it is registered, so that the end of the device takes its platform effect along.
+    device.Cleanup();
+    EXPECT_EQ(effect.GetEffect(), nullptr);
+    effect.SetEffectID({5, 6, 7, {8}});
+    EXPECT_FALSE(effect.Create(&device));
+  }
+  effect.Destroy();
 }
 
 TEST(Engines, TheChoiceIsListedKeptAndExplained) {

@@ -7,7 +7,7 @@
 namespace Vantra {
 namespace {
 
-// Throws unless `result` is a success. `format` takes the result.
+// Throws unless `result` is a success: a report of `what`, with the result.
 void Check(HRESULT result, const char* function, int line, int error, const char* what) {
   if (FAILED(result)) {
     ThrowDException(__FILE__, function, line, error, "%s: 0x%x", what,
@@ -125,8 +125,22 @@ void DeviceContext::ReleaseAll() {
 }
 
 void DeviceContext::Resize() {
-  ReleaseRenderTarget();
-  SetupRenderTarget();
+  if (!d2d_factory_) return;
+  if (IsLost()) {
+    Recover();
+  } else {
+    SetupRenderTarget();
+  }
+}
+
+bool DeviceContext::IsLost() const {
+  return d2d_factory_ && (!d3d_device_ || FAILED(d3d_device_->GetDeviceRemovedReason()));
+}
+
+void DeviceContext::Recover() {
+  ReleaseDeviceResources();
+  SetupDeviceDependentResources();
+  device_->OnDeviceReCreate();
 }
 
 bool DeviceContext::RecoverFromLoss(HRESULT result) {
@@ -134,9 +148,7 @@ bool DeviceContext::RecoverFromLoss(HRESULT result) {
       result != D2DERR_RECREATE_TARGET) {
     return false;
   }
-  ReleaseDeviceResources();
-  SetupDeviceDependentResources();
-  device_->OnDeviceReCreate();
+  Recover();
   return true;
 }
 

@@ -23,7 +23,9 @@ Logger& Logger::GetInstance() {
 
 void Logger::operator()(log_severity_level level, const std::string& message, const char* function,
                         const char* file, int line) {
-  sink_(level, message, function, file, line);
+  // The sink may replace itself.
+  const Sink sink = sink_;
+  sink(level, message, function, file, line);
 }
 
 Logger::Sink Logger::SetSink(Sink sink) {

@@ -31,7 +31,13 @@ TEST(Reports, AReportNamesItsPlaceAndCodeAndOwnsItsText) {
 TEST(Reports, ALongReportIsCutAndStillThrown) {
   const std::string name(600, 'x');
   const std::string message(600, 'y');
+  ::testing::internal::CaptureStderr();
+  EXPECT_THROW(ThrowDException(name.c_str(), "F", 1, 1), DException);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  ::testing::internal::CaptureStderr();
   EXPECT_THROW(ThrowDException(name.c_str(), "F", 1, 1, "%s", message.c_str()), DException);
+  const std::string written = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(written.substr(0, 513), "[file] " + name.substr(0, 504) + ": ");
   try {
     ThrowDException("f", "F", 1, 1, "%s", message.c_str());
   } catch (const DException& error) {

@@ -2,32 +2,40 @@
 #include <vantrix/device/resourcebase.h>
 
 #include <algorithm>
+#include <vector>
 
 namespace Vantra {
 
 Context::~Context() = default;
 
-ResourceContext::~ResourceContext() = default;
+ResourceContext::~ResourceContext() { Unlink(); }
 
 void ResourceContext::Discard() { Destroy(); }
 
 void ResourceContext::Link(ResourceBase* resource) {
+  Unlink();
   resource_ = resource;
   device_context_ = resource->GetDeviceContext();
+  if (device_context_) device_context_->GetResourceFactory().linked_.push_back(this);
 }
 
-ResourceFactory::~ResourceFactory() = default;
+void ResourceContext::Unlink() {
+  if (!device_context_) return;
+  ResourceFactory& factory = device_context_->GetResourceFactory();
+  factory.Remove(this);
+  factory.linked_.remove(this);
+  device_context_ = nullptr;
+}
+
+ResourceFactory::~ResourceFactory() {
+  while (!linked_.empty()) linked_.front()->Unlink();
+}
 
 void ResourceFactory::Add(ResourceContext* context) {
   if (!Contains(context)) contexts_.push_back(context);
 }
 
-void ResourceFactory::Remove(ResourceContext* context) {
-  const auto found = std::find(contexts_.begin(), contexts_.end(), context);
-  if (found == contexts_.end()) return;
-  if (found == next_) ++next_;
-  contexts_.erase(found);
-}
+void ResourceFactory::Remove(ResourceContext* context) { contexts_.remove(context); }
 
 bool ResourceFactory::Contains(const ResourceContext* context) const {
   return std::find(contexts_.begin(), contexts_.end(), context) != contexts_.end();
@@ -35,7 +43,9 @@ bool ResourceFactory::Contains(const ResourceContext* context) const {
 
 template <class Operation>
 void ResourceFactory::Walk(Operation operation) {
-  for (next_ = contexts_.begin(); next_ != contexts_.end();) operation(*next_++);
+  for (ResourceContext* context : std::vector(contexts_.begin(), contexts_.end())) {
+    if (Contains(context)) operation(context);
+  }
 }
 
 void ResourceFactory::DiscardAll() {
@@ -49,9 +59,8 @@ void ResourceFactory::RestoreAll() {
 void ResourceFactory::DestroyAll() {
   Walk([](ResourceContext* context) {
     context->Destroy();
-    context->device_context_ = nullptr;
+    context->Unlink();
   });
-  contexts_.clear();
 }
 
 ResourceBase::~ResourceBase() { ReleaseContext(); }
@@ -63,7 +72,7 @@ void ResourceBase::TearDown(std::unique_ptr<Context> context) {
   if (!resource_context || !resource_context->device_context_) return;
   resource_context->device_context_->GetResourceFactory().Remove(resource_context);
   resource_context->Destroy();
-  resource_context->device_context_ = nullptr;
+  resource_context->Unlink();
 }
 
 bool ResourceBase::Create(Device* device) {

@@ -17,7 +17,10 @@ class DeviceFixture : public ::testing::Test {
   // A machine without any engine fails the test: a software device serves.
   void SetUp() override { ASSERT_NO_THROW(device_.Intialize(nullptr)); }
   // Debug builds run under the validation layer.
-  void TearDown() override { EXPECT_EQ(Render::ValidationMessageCount(), messages_before_); }
+  void TearDown() override {
+    device_.Cleanup();
+    EXPECT_EQ(Render::ValidationMessageCount(), messages_before_);
+  }
 
   Render::Engine& Engine() {
     return dynamic_cast<Platform::Device3D&>(*device_.GetD3D11Device())

@@ -38,7 +38,9 @@ class VANTRIX_API Device {
   /// touch nothing any more. Does nothing the second time.
   void Cleanup();
   /// Changes the target's size in pixels. An unchanged size and a side below 2 are ignored. Throws
-  /// `DException::kTexture` for a size beyond the engine's limit. Needs a running device.
+  /// `DException::kTexture` for a size beyond the engine's limit; nothing can be drawn then until a
+  /// `Resize` succeeds. A device that turns out to be lost is rebuilt. On a device that is not
+  /// running the size counts from the next `Intialize`.
   void Resize(long width, long height);
 
   long GetWidth() const { return width_; }
@@ -68,7 +70,8 @@ class VANTRIX_API Device {
   void DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
                  D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
 
-  /// Ends the session and hands the device's own target to the render callback. When the device
+  /// Ends the session and hands the device's own target to the render callback, which may call the
+  /// device. When the device
   /// turns out to be lost, it is rebuilt, `OnDeviceReCreate` runs, and no frame is delivered.
   /// Throws `DException` when the rebuilding fails.
   void EndDrawCallback();

@@ -9,6 +9,7 @@
 #include <vantrix/platform/wincodec.h>
 
 #include <functional>
+#include <memory>
 
 namespace Vantra {
 
@@ -37,7 +38,8 @@ class VANTRIX_API DeviceContext {
  private:
   friend class Device;
 
-  /// Both throw `DException`; what was made before the failure stays until `Cleanup`.
+  /// These, `Resize` and the recovery throw `DException`; what was made before the failure stays
+  /// until `Cleanup`.
   void SetupDeviceIndependentResources();
   void SetupDeviceDependentResources();
   void SetupRenderTarget();
@@ -45,6 +47,10 @@ class VANTRIX_API DeviceContext {
   void ReleaseDeviceResources();
   void ReleaseAll();
   void Resize();
+  /// True when a started device has no working 3D device.
+  bool IsLost() const;
+  /// Makes all device objects anew and tells the host.
+  void Recover();
   /// True when `result` of an `EndDraw` told of a lost device and everything was rebuilt.
   bool RecoverFromLoss(HRESULT result);
 
@@ -61,7 +67,8 @@ class VANTRIX_API DeviceContext {
   CComPtr<ID2D1DeviceContext> d2d_context_;
   CComPtr<ID2D1Image> default_target_;
   CComPtr<IWICImagingFactory2> imaging_factory_;
-  std::function<void(void*, unsigned int, unsigned int, unsigned int)> render_callback_;
+  std::shared_ptr<const std::function<void(void*, unsigned int, unsigned int, unsigned int)>>
+      render_callback_;
   EffectFactory effect_factory_;
   ResourceFactory resource_factory_;
 };

@@ -57,17 +57,23 @@ class VANTRIX_API ResourceContext : public Context {
   friend class ResourceBase;
   friend class ResourceFactory;
 
+  /// Clears the link to the device, which forgets the context.
+  void Unlink();
+
   DeviceContext* device_context_ = nullptr;
   ResourceBase* resource_ = nullptr;
 };
 
 /// The device's registry of contexts, in order of registration. It owns none of them. Each
-/// device-dependent context of a created resource stands in it exactly once.
+/// device-dependent context of a created resource stands in it exactly once. Beside the registry it
+/// knows every context that is linked to the device, so that none is left with a link to a device
+/// that is gone.
 class VANTRIX_API ResourceFactory {
  public:
   ResourceFactory() = default;
   ResourceFactory(const ResourceFactory&) = delete;
   ResourceFactory& operator=(const ResourceFactory&) = delete;
+  /// Clears the link of every context that still has one.
   virtual ~ResourceFactory();
 
   /// Appends `context` unless it is there already.
@@ -75,8 +81,8 @@ class VANTRIX_API ResourceFactory {
   void Remove(ResourceContext* context);
   bool Contains(const ResourceContext* context) const;
 
-  /// The walks call one operation on each context in list order. A context that is called may add
-  /// and remove contexts.
+  /// The walks call one operation on each context in list order. Contexts may be added and removed
+  /// meanwhile: those that were there at the start are called, unless they have gone.
   void DiscardAll();
   /// A context that cannot be restored stays in the registry.
   void RestoreAll();
@@ -84,12 +90,13 @@ class VANTRIX_API ResourceFactory {
   void DestroyAll();
 
  private:
+  friend class ResourceContext;
+
   template <class Operation>
   void Walk(Operation operation);
 
   std::list<ResourceContext*> contexts_;
-  /// Next context of the walk in progress, kept valid by `Remove`.
-  std::list<ResourceContext*>::iterator next_ = contexts_.end();
+  std::list<ResourceContext*> linked_;
 };
 
 /// Base of every object of the library that owns something the device made.

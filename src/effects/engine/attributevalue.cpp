@@ -56,9 +56,8 @@ std::uint32_t ParseUnsigned(const std::wstring& text) {
   constexpr const char* kRange = "stoul argument out of range";
   const long long value = Parse(text, "invalid stoul argument", kRange, ParseLong);
   // A negative number wraps round, as the C conversion has it.
-  if (std::llabs(value) > std::numeric_limits<std::uint32_t>::max()) {
-    throw std::out_of_range(kRange);
-  }
+  constexpr long long kMaximum = std::numeric_limits<std::uint32_t>::max();
+  if (value > kMaximum || value < -kMaximum) throw std::out_of_range(kRange);
   return static_cast<std::uint32_t>(value);
 }
 

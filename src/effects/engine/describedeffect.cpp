@@ -24,34 +24,43 @@ UINT32 DescribedShader::GetInputCount() const {
 
 const std::string& DescribedEffect::GetXmlAttributes() const { return description_.GetXml(); }
 
+DescribedShader* DescribedEffect::GetDescribedShader() const {
+  auto* shader = dynamic_cast<DescribedShader*>(GetShader());
+  return shader && &shader->GetDescription() == &description_ ? shader : nullptr;
+}
+
 void DescribedEffect::OnSetAttribute(const wchar_t* name, IStream* stream) {
   const AttributeDescription* attribute = description_.Find(name);
-  if (!attribute || attribute->type != AttributeType::kTexture || !GetShader()) return;
-  GetShader()->SetTexture(attribute->texture_slot, stream, nullptr);
+  DescribedShader* shader = GetDescribedShader();
+  if (!attribute || attribute->type != AttributeType::kTexture || !shader) return;
+  shader->SetTexture(attribute->texture_slot, stream, nullptr);
 }
 
 void DescribedEffect::OnSetAttribute(const wchar_t* name, float value) {
   const AttributeDescription* attribute = description_.Find(name);
-  if (!attribute || !GetShader()) return;
-  SetAttributeNumber(*attribute, value, GetDescribedShader()->GetConstants());
-  GetShader()->UpdateConstants();
+  DescribedShader* shader = GetDescribedShader();
+  if (!attribute || !shader) return;
+  SetAttributeNumber(*attribute, value, shader->GetConstants());
+  shader->UpdateConstants();
 }
 
 void DescribedEffect::OnSetAttribute(const Attribute* attribute) {
   const AttributeDescription* description = description_.Find(attribute->name.c_str());
-  if (!description || !GetShader()) return;
+  DescribedShader* shader = GetDescribedShader();
+  if (!description || !shader) return;
   if (description->type == AttributeType::kTexture) {
-    GetShader()->SetTexture(description->texture_slot, attribute->value.c_str(), nullptr);
+    shader->SetTexture(description->texture_slot, attribute->value.c_str(), nullptr);
     return;
   }
-  SetAttributeText(*description, attribute->value, GetDescribedShader()->GetConstants());
-  GetShader()->UpdateConstants();
+  SetAttributeText(*description, attribute->value, shader->GetConstants());
+  shader->UpdateConstants();
 }
 
 void DescribedEffect::OnGetAttribute(Attribute* attribute) {
   const AttributeDescription* description = description_.Find(attribute->name.c_str());
-  if (!description || !GetShader()) return;
-  GetAttributeText(*description, GetDescribedShader()->GetConstants(), &attribute->value);
+  const DescribedShader* shader = GetDescribedShader();
+  if (!description || !shader) return;
+  GetAttributeText(*description, shader->GetConstants(), &attribute->value);
 }
 
 }  // namespace Vantra

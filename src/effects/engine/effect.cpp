@@ -84,7 +84,9 @@ ID2D1Effect* Effect::GetEffect() const {
 void Effect::SetEffectID(const GUID& id) {
   if (id == effect_id_) return;
   effect_id_ = id;
-  if (auto* context = dynamic_cast<EffectContext*>(GetContext())) context->Restore();
+  auto* context = dynamic_cast<EffectContext*>(GetContext());
+  // An effect that could not be created before is not registered yet.
+  if (context && context->Restore()) GetDeviceContext()->GetResourceFactory().Add(context);
 }
 
 void Effect::SetInput(unsigned int index, Bitmap* bitmap, int invalidate) {
@@ -224,11 +226,13 @@ bool EffectContext::Restore() {
   Destroy();
   auto* effect = static_cast<Effect*>(GetResource());
   const GUID id = effect->GetEffectID();
-  if (id == GUID_NULL) return false;
+  if (id == GUID_NULL || !GetDeviceContext()) return false;
 
   const CurrentEffectScope scope(effect);
   ID2D1DeviceContext* context = GetDeviceContext()->GetD2DDeviceContext();
   if (!context || FAILED(context->CreateEffect(id, &effect_))) {
+    // A shader that was made and refused is gone again.
+    effect->SetShader(nullptr);
     sundrix::Logger::GetInstance()(sundrix::error, "Create effect Failed!",
                                    "Vantra::EffectContext::Restore", __FILE__, __LINE__);
     return false;
@@ -245,7 +249,7 @@ void EffectSingleAmout::OnSetAttribute(const wchar_t* name, float value) {
 }
 
 void EffectSingleAmout::OnSetAmout(float amount) {
-  if (auto* shader = static_cast<EffectShaderSingleAmout*>(GetShader())) {
+  if (auto* shader = dynamic_cast<EffectShaderSingleAmout*>(GetShader())) {
     shader->SetFilterAmout(amount);
   }
 }

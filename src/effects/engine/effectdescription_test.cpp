@@ -151,6 +151,8 @@ TEST_F(AttributeValues, IntegersTakeTheWholePartOfAText) {
   EXPECT_EQ(Get(L"Count"), L"-4");
   EXPECT_EQ(RoundTrip(L"Drops", L"4294967295"), L"4294967295");
   EXPECT_EQ(Failure<std::out_of_range>(L"Drops", L"4294967296"), "stoul argument out of range");
+  EXPECT_EQ(Failure<std::out_of_range>(L"Drops", L"-9223372036854775808"),
+            "stoul argument out of range");
   EXPECT_EQ(Failure<std::invalid_argument>(L"Drops", L"no"), "invalid stoul argument");
   EXPECT_EQ(RoundTrip(L"Drops", L"-1"), L"4294967295");
 }

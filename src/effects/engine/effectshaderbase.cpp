@@ -131,7 +131,11 @@ HRESULT EffectShaderBase::ReplaceTexture(unsigned int index, Create create) {
   CComPtr<ID2D1ResourceTexture>& slot = GetTexture(index);
   slot.Release();
   const HRESULT result = create(&slot);
-  if (FAILED(result)) return result;
+  if (FAILED(result)) {
+    // An empty slot must not go on showing the picture it held.
+    draw_info_->SetResourceTexture(index, nullptr);
+    return result;
+  }
   return draw_info_->SetResourceTexture(index, slot);
 }
 
@@ -199,10 +203,11 @@ HRESULT EffectShaderBase::DecodeTexture(IWICBitmapDecoder* decoder, ID2D1EffectC
   }
   if (size) *size = {static_cast<LONG>(width), static_cast<LONG>(height)};
 
-  const UINT stride = width * 4;
-  const std::size_t byte_count = static_cast<std::size_t>(stride) * height;
+  const std::uint64_t byte_count = std::uint64_t{width} * 4 * height;
+  if (byte_count > UINT32_MAX) return E_FAIL;
   std::unique_ptr<BYTE[]> pixels(new (std::nothrow) BYTE[byte_count]());
-  if (!pixels || byte_count > UINT32_MAX) return E_FAIL;
+  if (!pixels) return E_FAIL;
+  const UINT stride = width * 4;
   // A picture that is damaged further down still serves as far as it goes.
   converter->CopyPixels(nullptr, stride, static_cast<UINT>(byte_count), pixels.get());
   return CreateD2DTexture(context, pixels.get(), static_cast<int>(width), static_cast<int>(height),

@@ -50,6 +50,13 @@ class TestShader final : public EffectShaderBase {
   }
 };
 
+// Is refused by its own set-up, after it has announced itself.
+class RefusedShader final : public EffectShaderBase {
+ public:
+  HRESULT Initialize(ID2D1EffectContext*, ID2D1TransformGraph*) override { return E_OUTOFMEMORY; }
+  HRESULT SetDrawInfo(ID2D1DrawInfo*) override { return S_OK; }
+};
+
 class SingleAmoutShader final : public EffectShaderSingleAmout {
  public:
   HRESULT Initialize(ID2D1EffectContext*, ID2D1TransformGraph*) override { return S_OK; }
@@ -128,6 +135,9 @@ TEST_F(ShaderEffects, TexturesOfEveryFormReachTheirRegister) {
   const Pixel with_both = {242, 228, 202, 198};
   EXPECT_EQ(result(), with_both);
   EXPECT_TRUE(shader.GetTexture(2));
+  // A failed load takes the former picture away.
+  EXPECT_EQ(shader.SetTexture(2, L"missing.png", nullptr), E_FAIL);
+  EXPECT_EQ(result(), with_file);
 }
 
 TEST_F(ShaderEffects, SharedFunctionsFollowTheirFormulas) {
@@ -314,6 +324,16 @@ TEST_F(ShaderEffects, AShaderAnnouncesItselfToTheEffectThatIsBeingMade) {
   EXPECT_EQ(effect.GetShader(), TestShader::s_last);
   effect.Destroy();
   EXPECT_EQ(effect.GetShader(), nullptr);
+
+  constexpr GUID kRefusedId = {0x7E57E57E, 8, 8, {8}};
+  device_.GetD2DFactory()->RegisterEffectFromString(
+      kRefusedId, L"<Effect><Inputs><Input/></Inputs></Effect>", nullptr, 0, [](IUnknown** made) {
+        *made = static_cast<ID2D1EffectImpl*>(new RefusedShader);
+        return S_OK;
+      });
+  Watched refused(kRefusedId);
+  EXPECT_FALSE(refused.Create(&device_));
+  EXPECT_EQ(refused.GetShader(), nullptr);
   CComPtr<TestShader> stray;
   stray.Attach(new TestShader);
   EXPECT_EQ(effect.GetShader(), nullptr);

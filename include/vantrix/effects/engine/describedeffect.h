@@ -20,6 +20,7 @@ class VANTRIX_API DescribedShader : public EffectShaderBase {
   HRESULT UpdateConstants() override;
   UINT32 GetInputCount() const override;
 
+  const EffectDescription& GetDescription() const { return description_; }
   /// Address of the constants.
   void* GetConstants() const { return constants_; }
 
@@ -47,7 +48,9 @@ class VANTRIX_API DescribedEffect : public Effect {
   explicit DescribedEffect(const EffectDescription& description)
       : Effect(description.GetIdentity().id), description_(description) {}
 
-  DescribedShader* GetDescribedShader() const { return static_cast<DescribedShader*>(GetShader()); }
+  /// The created effect's shader. Null without one, and when `SetEffectID` made the platform effect
+  /// another class's.
+  DescribedShader* GetDescribedShader() const;
 
  private:
   const EffectDescription& description_;
@@ -84,7 +87,7 @@ class CatalogueEffect : public DescribedEffect {
 
  protected:
   /// The created effect's shader, or null.
-  EShader* GetEShader() const { return static_cast<EShader*>(GetShader()); }
+  EShader* GetEShader() const { return static_cast<EShader*>(GetDescribedShader()); }
 };
 
 }  // namespace Vantra

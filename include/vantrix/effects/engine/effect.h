@@ -117,12 +117,13 @@ class VANTRIX_API Effect : public ResourceBase {
 
   /// Sets an input. A null bitmap, or one that is not created, clears it. The bitmap's platform
   /// image is kept alive by the effect, the bitmap itself is not owned. `invalidate` is passed to
-  /// the platform. Nothing happens on an effect that is not created.
+  /// the platform. Nothing happens on an effect that is not created, and an effect that is not
+  /// created changes nothing as an input.
   void SetInput(unsigned int index, Bitmap* bitmap, int invalidate = 1);
   /// Makes another effect's output the input; null clears it.
   void SetInput(unsigned int index, Effect* effect, int invalidate = 1);
 
-  /// Draws the effect into `target` inside a drawing session, and leaves the session's target as it
+  /// Draws the effect into `target`, not null, inside a drawing session, and leaves the session's target as it
   /// was. `offset` (null: 0,0) is the place in the target, `rectangle` (null: the whole) the part
   /// of the output.
   void Apply(Bitmap* target, const D2D_POINT_2F* offset = nullptr,
