@@ -2,6 +2,7 @@
 
 #include <vantrix/vantrix.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
 #include <memory>
@@ -78,16 +79,24 @@ std::unique_ptr<Vantra::Effect> MakeLink(Vantra::Device& device, const ChainLink
 // Stops at a failure that the library reports only by leaving a bitmap empty.
 void RequireBitmap(const Vantra::Bitmap& bitmap, const ApplyOptions& options,
                    const Picture& picture) {
-  if (bitmap.IsEmpty()) {
-    throw CommandError(kFailed, fmt::format("cannot process {}: {} x {} pixels are too many for {}",
-                                            options.input, picture.width, picture.height,
-                                            Platform::GetEngineChoice().engine.name));
-  }
+  if (!bitmap.IsEmpty()) return;
+  const Platform::EngineInfo engine = Platform::GetEngineChoice().engine;
+  const bool large = std::max(picture.width, picture.height) > engine.maximumTextureSize;
+  throw CommandError(kFailed, fmt::format("cannot process {}: {} has {} for {} x {} pixels",
+                                          options.input, engine.name,
+                                          large ? "no textures" : "no memory", picture.width,
+                                          picture.height));
 }
 
 }  // namespace
 
 void Apply(const ApplyOptions& options) {
+  // Asked first, since the library reports a failed start at length.
+  const Platform::EngineList engines = Platform::ListEngines();
+  if (engines.engines.empty()) {
+    throw CommandError(kFailed, fmt::format("there is no usable render engine: {}",
+                                            fmt::join(engines.rejected, "; ")));
+  }
   Vantra::Device device;
   try {
     device.Intialize(nullptr);
@@ -129,6 +138,11 @@ void Apply(const ApplyOptions& options) {
                                             static_cast<unsigned>(result)));
   }
   const unsigned char* pixels = output.GetGpuPixels();
+  // The read-back waits for the device, so that a loss may show no earlier than here.
+  if (FAILED(device.GetD3D11Device()->GetDeviceRemovedReason())) {
+    throw CommandError(kFailed,
+                       fmt::format("drawing {} failed: the device was lost", options.input));
+  }
   picture.pixels.assign(pixels, pixels + picture.pixels.size());
   WritePicture(options.output, picture);
 }

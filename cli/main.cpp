@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <exception>
 #include <fmt/format.h>
 #include <map>
@@ -114,7 +115,11 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return Run(argc, argv);
+    const int code = Run(argc, argv);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+      throw CommandError(kFailed, "the standard output cannot be written");
+    }
+    return code;
   } catch (const CommandError& error) {
     fmt::print(stderr, "vantrix: {}\n", error.what());
     return error.Code();

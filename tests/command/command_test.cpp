@@ -223,14 +223,12 @@ TEST_F(Command, WithoutAnyDeviceItSaysSo) {
   ASSERT_EQ(setenv("VK_DRIVER_FILES", "/nonexistent.json", 1), 0);
   ASSERT_EQ(setenv("VK_ICD_FILENAMES", "/nonexistent.json", 1), 0);
   const Outcome list = Run({"engines"});
-  const Outcome apply = Run({"apply", "in.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "no usable render engine", {"apply", "in.png", "out.png", "-e", "Posterize"});
   unsetenv("VK_DRIVER_FILES");
   unsetenv("VK_ICD_FILENAMES");
   EXPECT_EQ(list.code, 1);
   EXPECT_EQ(list.out, "");
   EXPECT_NE(list.err.find("no usable render engine"), std::string::npos) << list.err;
-  EXPECT_EQ(apply.code, 1);
-  EXPECT_NE(apply.err.find("no usable render engine"), std::string::npos) << apply.err;
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ Steps Round(double value) {
           static_cast<int>(std::floor(scaled + 0.5 + kHalfway))};
 }
 
+#ifdef VANTRIX_TEST_PHOTOGRAPHS
 void Require(HRESULT result, const std::filesystem::path& path) {
   if (FAILED(result)) throw std::runtime_error("cannot decode " + path.string());
 }
@@ -55,6 +56,7 @@ Picture LoadPhotograph(IWICImagingFactory2* factory, const std::filesystem::path
       path);
   return picture;
 }
+#endif
 
 }  // namespace
 

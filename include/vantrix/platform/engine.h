@@ -49,6 +49,7 @@ VANTRIX_API EngineList ListEngines();
 VANTRIX_API bool SelectEngine(EngineKind kind, unsigned index = 0);
 
 struct EngineChoice {
+  /// Whether the last start of a device succeeded.
   bool running;
   /// The engine of the device started last; meaningful when `running`.
   EngineInfo engine;

@@ -55,7 +55,7 @@ std::string Join(const std::vector<std::string>& sentences) {
 }
 
 std::string WhyChosen(const State& state, const EngineList& list, const EngineInfo& engine) {
-  if (state.kind != EngineKind::kAutomatic) return "it was asked for by number";
+  if (state.kind != EngineKind::kAutomatic) return "it was asked for";
   if (list.engines.size() == 1) {
     return std::string("it is the only usable device, ") + Describe(engine.type);
   }
@@ -97,7 +97,9 @@ std::shared_ptr<GraphicsDevice> StartGraphicsDevice() {
   if (state.index >= list.engines.size()) {
     state.choice = {.running = false,
                     .engine = {},
-                    .reason = "no usable render engine was found" + Join(list.rejected)};
+                    .reason = list.engines.empty()
+                                  ? "no usable render engine was found" + Join(list.rejected)
+                                  : "the engine that was chosen is no longer there"};
     return nullptr;
   }
   const EngineInfo& info = list.engines[state.index];
