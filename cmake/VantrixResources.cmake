@@ -25,6 +25,12 @@ function(vantrix_add_pixel_shader name file)
   set_property(GLOBAL PROPERTY VANTRIX_RESOURCE_SHADER_${name} ${file})
 endfunction()
 
+# vantrix_add_compute_shader(NAME file)
+# The same for a compute program.
+function(vantrix_add_compute_shader name file)
+  vantrix_add_pixel_shader(${name} ${file})
+endfunction()
+
 function(vantrix_claim_resource_name name)
   # The table is searched by upper-case name.
   if(NOT name MATCHES "^[A-Z][A-Z0-9_]*$")

@@ -11,6 +11,7 @@
 #include <vantrix/effects/engine/effectfactory.h>
 #include <vantrix/effects/engine/effectshaderbase.h>
 #include <vantrix/images/bitmap.h>
+#include <vantrix/images/colorspaceconverter.h>
 #include <vantrix/platform/engine.h>
 #include <vantrix/platform/resources.h>
 #include <vantrix/sundrix/faceinfo.h>

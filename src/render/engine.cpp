@@ -10,7 +10,42 @@ bool Inside(const Rect& rect, const Rect& bounds) {
          rect.right <= bounds.right && rect.bottom <= bounds.bottom;
 }
 
-bool IsDevice(const Texture& texture) { return texture.Desc().usage == Usage::kDevice; }
+template <class Resource>
+bool IsDevice(const Resource& resource) {
+  return resource.Desc().usage == Usage::kDevice;
+}
+
+constexpr std::size_t kHeaderWords = 5;
+
+bool IsModule(std::span<const std::byte> spirv) {
+  constexpr std::uint32_t kMagic = 0x07230203;
+  std::uint32_t magic = 0;
+  if (spirv.size() < kHeaderWords * 4 || spirv.size() % 4 != 0) return false;
+  std::memcpy(&magic, spirv.data(), sizeof(magic));
+  return magic == kMagic;
+}
+
+// Whether one of a module's entry points is a compute shader. A device that is given another kind
+// need not notice.
+bool HasComputeShader(std::span<const std::byte> spirv) {
+  constexpr std::uint32_t kEntryPoint = 15;
+  constexpr std::uint32_t kCompute = 5;
+  const std::size_t count = spirv.size() / 4;
+  const auto word = [spirv](std::size_t index) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, spirv.data() + index * 4, sizeof(value));
+    return value;
+  };
+  // An instruction starts with its length in words and its code, 16 bits each.
+  for (std::size_t at = kHeaderWords; at < count;) {
+    const std::uint32_t head = word(at);
+    const std::size_t length = head >> 16;
+    if (length == 0 || length > count - at) return false;
+    if ((head & 0xFFFF) == kEntryPoint && length > 1 && word(at + 1) == kCompute) return true;
+    at += length;
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -41,19 +76,29 @@ Status Engine::CreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* 
 Status Engine::CreateProgram(std::span<const std::byte> spirv, std::unique_ptr<Program>* program) {
   program->reset();
   if (!Enter()) return Status::kDeviceLost;
-  constexpr std::uint32_t kMagic = 0x07230203;
-  constexpr std::size_t kHeaderBytes = 20;
-  std::uint32_t magic = 0;
-  if (spirv.size() < kHeaderBytes || spirv.size() % 4 != 0) return Status::kInvalidArgument;
-  std::memcpy(&magic, spirv.data(), sizeof(magic));
-  if (magic != kMagic) return Status::kInvalidArgument;
+  if (!IsModule(spirv)) return Status::kInvalidArgument;
   return Leave(DoCreateProgram(spirv, program));
+}
+
+Status Engine::CreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer) {
+  buffer->reset();
+  if (!Enter()) return Status::kDeviceLost;
+  if (desc.bytes == 0 || desc.bytes % 4 != 0) return Status::kInvalidArgument;
+  return Leave(DoCreateBuffer(desc, buffer));
+}
+
+Status Engine::CreateComputeProgram(std::span<const std::byte> spirv,
+                                    std::unique_ptr<ComputeProgram>* program) {
+  program->reset();
+  if (!Enter()) return Status::kDeviceLost;
+  if (!IsModule(spirv) || !HasComputeShader(spirv)) return Status::kInvalidArgument;
+  return Leave(DoCreateComputeProgram(spirv, program));
 }
 
 Status Engine::Upload(Texture& texture, const Rect& rect, const void* data, std::size_t pitch) {
   if (!Enter()) return Status::kDeviceLost;
   if (!IsDevice(texture) || !data || !Inside(rect, texture.Bounds()) ||
-      pitch < static_cast<std::size_t>(rect.Width()) * kBytesPerPixel) {
+      pitch < static_cast<std::size_t>(rect.Width()) * BytesPerPixel(texture.Desc().format)) {
     return Status::kInvalidArgument;
   }
   return Leave(DoUpload(texture, rect, static_cast<const std::byte*>(data), pitch));
@@ -80,6 +125,20 @@ Status Engine::Draw(const Pass& pass) {
   return Leave(DoDraw(pass));
 }
 
+Status Engine::Dispatch(const Computation& computation) {
+  if (!Enter()) return Status::kDeviceLost;
+  if (!computation.program || !computation.output || !IsDevice(*computation.output) ||
+      computation.groups_x == 0 || computation.groups_x > kMaximumGroups ||
+      computation.groups_y == 0 || computation.groups_y > kMaximumGroups ||
+      computation.constants.size() > kMaximumConstantBytes) {
+    return Status::kInvalidArgument;
+  }
+  for (const Texture* texture : computation.textures) {
+    if (texture && !IsDevice(*texture)) return Status::kInvalidArgument;
+  }
+  return Leave(DoDispatch(computation));
+}
+
 Status Engine::Copy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                     const Rect& rect) {
   if (!Enter()) return Status::kDeviceLost;
@@ -90,6 +149,15 @@ Status Engine::Copy(Texture& destination, std::int32_t x, std::int32_t y, const 
     return Status::kInvalidArgument;
   }
   return Leave(DoCopy(destination, x, y, source, rect));
+}
+
+Status Engine::CopyBuffer(Buffer& destination, const Buffer& source) {
+  if (!Enter()) return Status::kDeviceLost;
+  if (&destination == &source || !IsDevice(source) ||
+      source.Desc().bytes != destination.Desc().bytes) {
+    return Status::kInvalidArgument;
+  }
+  return Leave(DoCopyBuffer(destination, source));
 }
 
 Status Engine::Flush() {
@@ -106,6 +174,17 @@ Status Engine::Map(Texture& texture, Mapping* mapping) {
 
 void Engine::Unmap(Texture& texture) {
   if (!IsDevice(texture)) DoUnmap(texture);
+}
+
+Status Engine::Map(Buffer& buffer, Mapping* mapping) {
+  *mapping = {};
+  if (!Enter()) return Status::kDeviceLost;
+  if (IsDevice(buffer)) return Status::kInvalidArgument;
+  return Leave(DoMap(buffer, mapping));
+}
+
+void Engine::Unmap(Buffer& buffer) {
+  if (!IsDevice(buffer)) DoUnmap(buffer);
 }
 
 }  // namespace Vantra::Render

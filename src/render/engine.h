@@ -1,13 +1,13 @@
 #pragma once
 
-// The interface of the render engines: textures, pixel programs, passes, copies and mapping. It
-// knows nothing of effects, and nothing of the contract above it.
+// The interface of the render engines: textures, pixel programs, passes, buffers, compute programs,
+// copies and mapping. It knows nothing of effects, and nothing of the contract above it.
 //
 // Work is recorded in call order and runs in that order; `Flush`, a `Map` and a full upload ring
 // submit it. An engine belongs to one thread at a time. Every operation that can fail returns a
 // `Status`; after the first `kDeviceLost` all operations return it, and the engine can only be
-// destroyed. Textures and programs hold their engine's device alive and may be destroyed in any
-// order, before or after the engine.
+// destroyed. Textures, buffers and programs hold their engine's device alive and may be destroyed
+// in any order, before or after the engine.
 
 #include <array>
 #include <cstddef>
@@ -30,12 +30,28 @@ enum class Status {
   kUnsupported,
 };
 
-// Four 8-bit unsigned normalised channels in memory order.
-enum class Format { kBgra8, kRgba8 };
+// 8-bit unsigned normalised channels in memory order.
+enum class Format { kBgra8, kRgba8, kR8, kRg8 };
+constexpr std::size_t kFormatCount = 4;
+
+// Of the formats with four channels, those of pictures.
 constexpr std::uint32_t kBytesPerPixel = 4;
 
+constexpr std::uint32_t BytesPerPixel(Format format) {
+  switch (format) {
+    case Format::kR8:
+      return 1;
+    case Format::kRg8:
+      return 2;
+    case Format::kBgra8:
+    case Format::kRgba8:
+      break;
+  }
+  return kBytesPerPixel;
+}
+
 enum class Usage {
-  kDevice,    // read by passes, drawn to, copied from and to
+  kDevice,    // read and written by programs, copied from and to
   kReadback,  // a destination of copies that can be mapped
 };
 
@@ -86,6 +102,38 @@ class Program {
 
  protected:
   Program() = default;
+};
+
+struct BufferDesc {
+  std::uint32_t bytes = 0;  // a multiple of 4
+  Usage usage = Usage::kDevice;
+};
+
+// Words of 32 bits, written by compute programs.
+class Buffer {
+ public:
+  virtual ~Buffer() = default;
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+
+  const BufferDesc& Desc() const { return desc_; }
+
+ protected:
+  explicit Buffer(const BufferDesc& desc) : desc_(desc) {}
+
+ private:
+  BufferDesc desc_;
+};
+
+// A compute program: a SPIR-V compute shader of the interface in `render/shaders/compute.glsl`.
+class ComputeProgram {
+ public:
+  virtual ~ComputeProgram() = default;
+  ComputeProgram(const ComputeProgram&) = delete;
+  ComputeProgram& operator=(const ComputeProgram&) = delete;
+
+ protected:
+  ComputeProgram() = default;
 };
 
 enum class Filter { kNearest, kLinear };
@@ -145,9 +193,26 @@ struct Pass {
   Blend blend = Blend::kReplace;
 };
 
+// One run of a compute program over a grid of groups.
+struct Computation {
+  const ComputeProgram* program = nullptr;
+  // A group is `kGroupWidth` by `kGroupHeight` invocations.
+  std::uint32_t groups_x = 0;
+  std::uint32_t groups_y = 0;
+  // Read texel by texel, without a sampler. A null one reads as transparent black.
+  std::array<const Texture*, kRegisterCount> textures = {};
+  // As in `Pass`.
+  std::span<const std::byte> constants;
+  Buffer* output = nullptr;
+};
+
+constexpr std::uint32_t kGroupWidth = 32;
+constexpr std::uint32_t kGroupHeight = 16;
+constexpr std::uint32_t kMaximumGroups = 65535;
+
 struct Mapping {
   const std::byte* data = nullptr;
-  std::size_t pitch = 0;  // bytes from row to row
+  std::size_t pitch = 0;  // bytes from row to row; of a buffer, all of its bytes
 };
 
 class Engine {
@@ -167,6 +232,15 @@ class Engine {
   // are read during the call.
   Status CreateProgram(std::span<const std::byte> spirv, std::unique_ptr<Program>* program);
 
+  // Makes a buffer. Its contents are undefined until written. A size of 0, one that is no multiple
+  // of 4, and one beyond what programs of the device can reach are `kInvalidArgument`.
+  Status CreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer);
+
+  // Makes a compute program from SPIR-V, as `CreateProgram` does. Bytes without a compute shader
+  // are `kInvalidArgument`; a device that has no groups of that size is `kUnsupported`.
+  Status CreateComputeProgram(std::span<const std::byte> spirv,
+                              std::unique_ptr<ComputeProgram>* program);
+
   // Replaces `rect` of a device texture by rows `pitch` bytes apart, read during the call.
   Status Upload(Texture& texture, const Rect& rect, const void* data, std::size_t pitch);
 
@@ -177,9 +251,16 @@ class Engine {
   // rounded to the nearest of 256 steps.
   Status Draw(const Pass& pass);
 
+  // Runs a compute program. Up to `kMaximumGroups` groups each way; what the program writes beyond
+  // the output's end is lost.
+  Status Dispatch(const Computation& computation);
+
   // Copies `rect` of `source`, a device texture, to (x, y) of `destination`, of the same format.
   Status Copy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
               const Rect& rect);
+
+  // Copies the whole of `source`, a device buffer, to one of the same size.
+  Status CopyBuffer(Buffer& destination, const Buffer& source);
 
   // Submits what was recorded and does not wait.
   Status Flush();
@@ -188,6 +269,9 @@ class Engine {
   // pixels without a copy. They stay valid until `Unmap`, the next copy to the texture, or its end.
   Status Map(Texture& texture, Mapping* mapping);
   void Unmap(Texture& texture);
+  // The same for a read-back buffer.
+  Status Map(Buffer& buffer, Mapping* mapping);
+  void Unmap(Buffer& buffer);
 
   bool Lost() const { return lost_; }
 
@@ -205,15 +289,22 @@ class Engine {
   virtual Status DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) = 0;
   virtual Status DoCreateProgram(std::span<const std::byte> spirv,
                                  std::unique_ptr<Program>* program) = 0;
+  virtual Status DoCreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer) = 0;
+  virtual Status DoCreateComputeProgram(std::span<const std::byte> spirv,
+                                        std::unique_ptr<ComputeProgram>* program) = 0;
   virtual Status DoUpload(Texture& texture, const Rect& rect, const std::byte* data,
                           std::size_t pitch) = 0;
   virtual Status DoClear(Texture& texture, const std::array<float, 4>& color) = 0;
   virtual Status DoDraw(const Pass& pass) = 0;
+  virtual Status DoDispatch(const Computation& computation) = 0;
   virtual Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                         const Rect& rect) = 0;
+  virtual Status DoCopyBuffer(Buffer& destination, const Buffer& source) = 0;
   virtual Status DoFlush() = 0;
   virtual Status DoMap(Texture& texture, Mapping* mapping) = 0;
   virtual void DoUnmap(Texture& texture) = 0;
+  virtual Status DoMap(Buffer& buffer, Mapping* mapping) = 0;
+  virtual void DoUnmap(Buffer& buffer) = 0;
 
  private:
   // Counts an operation; false when the device is lost at it or was before.

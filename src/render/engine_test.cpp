@@ -13,7 +13,13 @@ class FakeTexture final : public Texture {
   explicit FakeTexture(const TextureDesc& desc) : Texture(desc) {}
 };
 
+class FakeBuffer final : public Buffer {
+ public:
+  explicit FakeBuffer(const BufferDesc& desc) : Buffer(desc) {}
+};
+
 class FakeProgram final : public Program {};
+class FakeComputeProgram final : public ComputeProgram {};
 
 // Counts the operations that pass the checks of the base class and answers them with `answer`.
 class FakeEngine final : public Engine {
@@ -37,15 +43,28 @@ class FakeEngine final : public Engine {
     *program = std::make_unique<FakeProgram>();
     return Reach();
   }
+  Status DoCreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer) override {
+    *buffer = std::make_unique<FakeBuffer>(desc);
+    return Reach();
+  }
+  Status DoCreateComputeProgram(std::span<const std::byte>,
+                                std::unique_ptr<ComputeProgram>* program) override {
+    *program = std::make_unique<FakeComputeProgram>();
+    return Reach();
+  }
   Status DoUpload(Texture&, const Rect&, const std::byte*, std::size_t) override { return Reach(); }
   Status DoClear(Texture&, const std::array<float, 4>&) override { return Reach(); }
   Status DoDraw(const Pass&) override { return Reach(); }
   Status DoCopy(Texture&, std::int32_t, std::int32_t, const Texture&, const Rect&) override {
     return Reach();
   }
+  Status DoDispatch(const Computation&) override { return Reach(); }
+  Status DoCopyBuffer(Buffer&, const Buffer&) override { return Reach(); }
   Status DoFlush() override { return Reach(); }
   Status DoMap(Texture&, Mapping*) override { return Reach(); }
   void DoUnmap(Texture&) override {}
+  Status DoMap(Buffer&, Mapping*) override { return Reach(); }
+  void DoUnmap(Buffer&) override {}
 };
 
 class EngineTest : public ::testing::Test {
@@ -58,6 +77,15 @@ class EngineTest : public ::testing::Test {
     pass.bindings[0].texture = &other_;
     return pass;
   }
+  Computation GoodComputation() {
+    Computation computation;
+    computation.program = &compute_;
+    computation.groups_x = 1;
+    computation.groups_y = kMaximumGroups;
+    computation.textures[2] = &device_;
+    computation.output = &buffer_;
+    return computation;
+  }
   void Refuses(const std::function<Status()>& call, const char* what) {
     EXPECT_EQ(call(), Status::kInvalidArgument) << what;
     EXPECT_EQ(engine_.reached, 0) << what;
@@ -69,6 +97,11 @@ class EngineTest : public ::testing::Test {
   FakeTexture other_{{8, 4}};
   FakeTexture readback_{{8, 4, Format::kBgra8, Usage::kReadback}};
   FakeTexture rgba_{{8, 4, Format::kRgba8}};
+  FakeTexture pairs_{{8, 4, Format::kRg8}};
+  FakeComputeProgram compute_;
+  FakeBuffer buffer_{{64}};
+  FakeBuffer other_buffer_{{64}};
+  FakeBuffer readback_buffer_{{64, Usage::kReadback}};
   std::array<std::uint32_t, 32> pixels_ = {};
 };
 
@@ -112,6 +145,7 @@ TEST_F(EngineTest, RectanglesOutsideAndTexturesOfTheWrongUseAreRefused) {
         "pass rectangle");
   }
   Refuses(upload(device_, {0, 0, 8, 1}, pixels_.data(), 31), "pitch");
+  Refuses(upload(pairs_, {0, 0, 8, 1}, pixels_.data(), 15), "pitch of small pixels");
   Refuses(upload(device_, {0, 0, 8, 1}, nullptr, 32), "no data");
   Refuses(upload(readback_, {0, 0, 8, 1}, pixels_.data(), 32), "upload to a read-back texture");
   Refuses([&] { return engine_.Clear(readback_, {}); }, "clear of a read-back texture");
@@ -152,6 +186,59 @@ TEST_F(EngineTest, PassesThatBreakARuleAreRefused) {
   EXPECT_EQ(engine_.reached, 1);
 }
 
+TEST_F(EngineTest, BuffersAndComputationsThatBreakARuleAreRefused) {
+  std::unique_ptr<Buffer> buffer;
+  for (const std::uint32_t bytes : {0u, 2u, 7u}) {
+    Refuses([&] { return engine_.CreateBuffer({bytes}, &buffer); }, "size");
+  }
+  // An entry point of a pixel program, then of a compute program, each after another instruction.
+  const std::array<std::uint32_t, 9> pixel = {0x07230203,    0x10600,        0, 8, 0,
+                                              (1 << 16) | 1, (3 << 16) | 15, 4, 0};
+  std::array<std::uint32_t, 9> compute = pixel;
+  compute[7] = 5;
+  std::array<std::uint32_t, 9> endless = compute;
+  endless[5] = 1;
+  std::array<std::uint32_t, 9> beyond = compute;
+  beyond[6] = (4 << 16) | 15;
+  std::unique_ptr<ComputeProgram> program;
+  for (const auto& words : {pixel, endless, beyond}) {
+    const auto bytes = std::as_bytes(std::span(words));
+    Refuses([&] { return engine_.CreateComputeProgram(bytes, &program); }, "no compute shader");
+    Refuses([&] { return engine_.CreateComputeProgram(bytes.subspan(1), &program); }, "part");
+  }
+
+  std::array<std::byte, kMaximumConstantBytes + 1> constants = {};
+  const std::pair<const char*, std::function<void(Computation&)>> faults[] = {
+      {"no program", [](Computation& computation) { computation.program = nullptr; }},
+      {"no output", [](Computation& computation) { computation.output = nullptr; }},
+      {"read-back output", [&](Computation& c) { c.output = &readback_buffer_; }},
+      {"read-back texture", [&](Computation& c) { c.textures[0] = &readback_; }},
+      {"no groups across", [](Computation& computation) { computation.groups_x = 0; }},
+      {"no groups down", [](Computation& computation) { computation.groups_y = 0; }},
+      {"too many groups", [](Computation& c) { c.groups_x = kMaximumGroups + 1; }},
+      {"too many constants", [&](Computation& c) { c.constants = constants; }},
+  };
+  for (const auto& [what, fault] : faults) {
+    Computation computation = GoodComputation();
+    fault(computation);
+    Refuses([&] { return engine_.Dispatch(computation); }, what);
+  }
+  FakeBuffer small({32});
+  Mapping mapping;
+  Refuses([&] { return engine_.CopyBuffer(small, buffer_); }, "another size");
+  Refuses([&] { return engine_.CopyBuffer(buffer_, buffer_); }, "onto itself");
+  Refuses([&] { return engine_.CopyBuffer(buffer_, readback_buffer_); }, "from a read-back");
+  Refuses([&] { return engine_.Map(buffer_, &mapping); }, "map of a device buffer");
+
+  EXPECT_EQ(engine_.CreateBuffer({4}, &buffer), Status::kOk);
+  EXPECT_EQ(engine_.CreateComputeProgram(std::as_bytes(std::span(compute)), &program), Status::kOk);
+  EXPECT_EQ(engine_.Dispatch(GoodComputation()), Status::kOk);
+  EXPECT_EQ(engine_.CopyBuffer(other_buffer_, buffer_), Status::kOk);
+  EXPECT_EQ(engine_.CopyBuffer(readback_buffer_, buffer_), Status::kOk);
+  EXPECT_EQ(engine_.Map(readback_buffer_, &mapping), Status::kOk);
+  EXPECT_EQ(engine_.reached, 6);
+}
+
 TEST_F(EngineTest, AfterALossEveryCallReportsItWithoutReachingTheDevice) {
   // Of its own accord: other failures do not last, a loss does.
   engine_.answer = Status::kOutOfMemory;
@@ -174,6 +261,14 @@ TEST_F(EngineTest, AfterALossEveryCallReportsItWithoutReachingTheDevice) {
   EXPECT_EQ(engine_.Flush(), Status::kDeviceLost);
   EXPECT_EQ(engine_.Map(readback_, &mapping), Status::kDeviceLost);
   EXPECT_EQ(mapping.data, nullptr);
+  std::unique_ptr<Buffer> buffer = std::make_unique<FakeBuffer>(BufferDesc{4});
+  std::unique_ptr<ComputeProgram> compute;
+  EXPECT_EQ(engine_.CreateBuffer({4}, &buffer), Status::kDeviceLost);
+  EXPECT_EQ(buffer, nullptr);
+  EXPECT_EQ(engine_.CreateComputeProgram({}, &compute), Status::kDeviceLost);
+  EXPECT_EQ(engine_.Dispatch(GoodComputation()), Status::kDeviceLost);
+  EXPECT_EQ(engine_.CopyBuffer(other_buffer_, buffer_), Status::kDeviceLost);
+  EXPECT_EQ(engine_.Map(readback_buffer_, &mapping), Status::kDeviceLost);
   EXPECT_EQ(engine_.reached, 0);
 }
 

@@ -290,7 +290,7 @@ VANTRIX_INTERFACE(ID2D1RenderTarget, 0x2CD90694, 0x12E2, 0x11DC,
 
 class ID2D1DeviceContext : public ID2D1RenderTarget {
  public:
-  /// Makes a bitmap of either format of `DXGI_FORMAT`, premultiplied. `data` may be null: the
+  /// Makes a bitmap of four channels, RGBA or BGRA, premultiplied. `data` may be null: the
   /// bitmap then starts as transparent black. `E_INVALIDARG` for a size of 0, an unknown format or
   /// too small a pitch; `D2DERR_MAX_TEXTURE_SIZE_EXCEEDED`; `E_OUTOFMEMORY`;
   /// `D2DERR_RECREATE_TARGET` when the device is lost.

@@ -78,6 +78,8 @@ HRESULT Factory2D::CreateDxgiSurfaceRenderTarget(IDXGISurface* surface,
   }
   DXGI_SURFACE_DESC description;
   texture->GetDesc(&description);
+  Render::Format picture_format;
+  if (!ToEngineFormat(description.Format, &picture_format)) return E_INVALIDARG;
   const bool format_fits = properties->pixelFormat.format == DXGI_FORMAT_UNKNOWN ||
                            properties->pixelFormat.format == description.Format;
   if (!format_fits || properties->pixelFormat.alphaMode != D2D1_ALPHA_MODE_PREMULTIPLIED) {

@@ -11,20 +11,34 @@ namespace {
 // An effect that is drawn in every other frame should keep its textures.
 constexpr std::uint64_t kSessionsToKeep = 16;
 
+// The program of these bytes among `programs`, else a new one that `make` puts there.
+template <class Programs, class Program, class Make>
+Render::Status FindOrMake(Programs& programs, std::span<const std::byte> spirv,
+                          const Program** program, Make make) {
+  const std::string_view key(reinterpret_cast<const char*>(spirv.data()), spirv.size());
+  auto found = programs.find(key);
+  if (found == programs.end()) {
+    std::unique_ptr<Program> made;
+    const Render::Status status = make(&made);
+    if (status != Render::Status::kOk) return status;
+    found = programs.emplace(key, std::move(made)).first;
+  }
+  *program = found->second.get();
+  return Render::Status::kOk;
+}
+
 }  // namespace
 
 Render::Status GraphicsDevice::GetProgram(std::span<const std::byte> spirv,
                                           const Render::Program** program) {
-  const std::string_view key(reinterpret_cast<const char*>(spirv.data()), spirv.size());
-  auto found = programs_.find(key);
-  if (found == programs_.end()) {
-    std::unique_ptr<Render::Program> made;
-    const Render::Status status = engine_->CreateProgram(spirv, &made);
-    if (status != Render::Status::kOk) return status;
-    found = programs_.emplace(key, std::move(made)).first;
-  }
-  *program = found->second.get();
-  return Render::Status::kOk;
+  return FindOrMake(programs_, spirv, program,
+                    [&](auto* made) { return engine_->CreateProgram(spirv, made); });
+}
+
+Render::Status GraphicsDevice::GetComputeProgram(std::span<const std::byte> spirv,
+                                                 const Render::ComputeProgram** program) {
+  return FindOrMake(compute_programs_, spirv, program,
+                    [&](auto* made) { return engine_->CreateComputeProgram(spirv, made); });
 }
 
 Render::Status GraphicsDevice::TakeIntermediate(std::uint32_t width, std::uint32_t height,
@@ -79,10 +93,9 @@ bool ToEngineFormat(DXGI_FORMAT format, Render::Format* out) {
     case DXGI_FORMAT_R8G8B8A8_UNORM:
       *out = Render::Format::kRgba8;
       return true;
-    case DXGI_FORMAT_UNKNOWN:
-      break;
+    default:
+      return false;
   }
-  return false;
 }
 
 HRESULT ToResult(Render::Status status) {

@@ -24,6 +24,8 @@ class GraphicsDevice {
 
   // The program of these bytes, made at their first use and kept; owned by the device.
   Render::Status GetProgram(std::span<const std::byte> spirv, const Render::Program** program);
+  Render::Status GetComputeProgram(std::span<const std::byte> spirv,
+                                   const Render::ComputeProgram** program);
 
   // Textures for results between passes, kept from frame to frame. One is free for the next taker
   // as soon as it is given back, since the engine runs its work in order.
@@ -42,6 +44,7 @@ class GraphicsDevice {
   // Programs and textures must go before their engine.
   std::unique_ptr<Render::Engine> engine_;
   std::map<std::string, std::unique_ptr<Render::Program>, std::less<>> programs_;
+  std::map<std::string, std::unique_ptr<Render::ComputeProgram>, std::less<>> compute_programs_;
   std::vector<Spare> spares_;
   std::uint64_t session_ = 0;
 };
@@ -62,7 +65,7 @@ Render::Status CreateSurface(const std::shared_ptr<GraphicsDevice>& device,
 // Starts the engine that was chosen with `SelectEngine`. Null when there is none.
 std::shared_ptr<GraphicsDevice> StartGraphicsDevice();
 
-// The engine's form of a pixel format; false for one that engines do not have.
+// The engine's form of a format of pictures; false for any other.
 bool ToEngineFormat(DXGI_FORMAT format, Render::Format* out);
 
 // The result codes of the 2D objects for an engine's status.

@@ -36,7 +36,17 @@ Status Created(Api& api, VkResult result, Handle* handle) {
 }
 
 constexpr VkFormat ToVkFormat(Format format) {
-  return format == Format::kBgra8 ? VK_FORMAT_B8G8R8A8_UNORM : VK_FORMAT_R8G8B8A8_UNORM;
+  switch (format) {
+    case Format::kBgra8:
+      break;
+    case Format::kRgba8:
+      return VK_FORMAT_R8G8B8A8_UNORM;
+    case Format::kR8:
+      return VK_FORMAT_R8_UNORM;
+    case Format::kRg8:
+      return VK_FORMAT_R8G8_UNORM;
+  }
+  return VK_FORMAT_B8G8R8A8_UNORM;
 }
 
 }  // namespace Vantra::Render::Vulkan

@@ -7,11 +7,19 @@ namespace Vantra::Render::Vulkan {
 namespace {
 
 constexpr std::uint32_t kSetsPerPool = 64;
-// Combinations of textures that no frame uses any more are given up beyond this number.
+// Combinations that no frame uses any more are given up beyond this number.
 constexpr std::size_t kLargestCache = 512;
 constexpr std::uint32_t kFirstSampler = kRegisterCount;
 constexpr std::uint32_t kConstants = 2 * kRegisterCount;
-constexpr std::uint32_t kBindingCount = kConstants + 1;
+constexpr std::uint32_t kOutput = kConstants + 1;
+constexpr std::uint32_t kBindingCount = kOutput + 1;
+
+VkDescriptorType TypeOf(std::uint32_t binding) {
+  if (binding < kFirstSampler) return VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE;
+  if (binding < kConstants) return VK_DESCRIPTOR_TYPE_SAMPLER;
+  return binding == kConstants ? VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC
+                               : VK_DESCRIPTOR_TYPE_STORAGE_BUFFER;
+}
 
 VkSamplerAddressMode ToAddressMode(Extend extend) {
   switch (extend) {
@@ -36,6 +44,7 @@ std::size_t Descriptors::Hash::operator()(const Registers& registers) const {
   };
   for (const VkImageView view : registers.views) mix(view);
   for (const VkSampler sampler : registers.samplers) mix(sampler);
+  mix(registers.output);
   return hash;
 }
 
@@ -55,11 +64,10 @@ Status Descriptors::Init(VkBuffer constants) {
   for (std::uint32_t binding = 0; binding < kBindingCount; ++binding) {
     bindings[binding].binding = binding;
     bindings[binding].descriptorCount = 1;
-    bindings[binding].stageFlags = VK_SHADER_STAGE_FRAGMENT_BIT;
-    bindings[binding].descriptorType = binding < kFirstSampler ? VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE
-                                       : binding < kConstants
-                                           ? VK_DESCRIPTOR_TYPE_SAMPLER
-                                           : VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC;
+    bindings[binding].stageFlags = binding == kOutput
+                                       ? VK_SHADER_STAGE_COMPUTE_BIT
+                                       : VK_SHADER_STAGE_FRAGMENT_BIT | VK_SHADER_STAGE_COMPUTE_BIT;
+    bindings[binding].descriptorType = TypeOf(binding);
   }
   VkDescriptorSetLayoutCreateInfo info = {};
   info.sType = VK_STRUCTURE_TYPE_DESCRIPTOR_SET_LAYOUT_CREATE_INFO;
@@ -101,34 +109,37 @@ Status Descriptors::FindSet(const Registers& registers, std::uint64_t use, std::
     *set = found->second.handle;
     return Status::kOk;
   }
-  if (sets_.size() >= kLargestCache) GiveUpIdleSets(completed);
+  if (sets_.size() >= kLargestCache) {
+    GiveUp([completed](const auto& entry) { return entry.second.last_use <= completed; });
+  }
   VkDescriptorSet handle = VK_NULL_HANDLE;
   if (const Status status = TakeSet(completed, &handle); status != Status::kOk) return status;
 
   std::array<VkDescriptorImageInfo, kConstants> images = {};
-  VkDescriptorBufferInfo constants = {constants_, 0, kMaximumConstantBytes};
+  const VkDescriptorBufferInfo constants = {constants_, 0, kMaximumConstantBytes};
+  const VkDescriptorBufferInfo output = {registers.output, 0, VK_WHOLE_SIZE};
   std::array<VkWriteDescriptorSet, kBindingCount> writes = {};
-  for (std::uint32_t binding = 0; binding < kBindingCount; ++binding) {
+  // Pixel programs have no output buffer, so theirs is left unwritten.
+  const std::uint32_t count = registers.output ? kBindingCount : kOutput;
+  for (std::uint32_t binding = 0; binding < count; ++binding) {
     VkWriteDescriptorSet& write = writes[binding];
     write.sType = VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET;
     write.dstSet = handle;
     write.dstBinding = binding;
     write.descriptorCount = 1;
+    write.descriptorType = TypeOf(binding);
     if (binding < kFirstSampler) {
-      write.descriptorType = VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE;
       images[binding].imageView = registers.views[binding];
       images[binding].imageLayout = VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL;
       write.pImageInfo = &images[binding];
     } else if (binding < kConstants) {
-      write.descriptorType = VK_DESCRIPTOR_TYPE_SAMPLER;
       images[binding].sampler = registers.samplers[binding - kFirstSampler];
       write.pImageInfo = &images[binding];
     } else {
-      write.descriptorType = VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC;
-      write.pBufferInfo = &constants;
+      write.pBufferInfo = binding == kConstants ? &constants : &output;
     }
   }
-  api_.vk.vkUpdateDescriptorSets(api_.device, kBindingCount, writes.data(), 0, nullptr);
+  api_.vk.vkUpdateDescriptorSets(api_.device, count, writes.data(), 0, nullptr);
   sets_.emplace(registers, Set{handle, use});
   *set = handle;
   return Status::kOk;
@@ -162,7 +173,8 @@ Status Descriptors::AddPool() {
   const VkDescriptorPoolSize sizes[] = {
       {VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE, kSetsPerPool * kRegisterCount},
       {VK_DESCRIPTOR_TYPE_SAMPLER, kSetsPerPool * kRegisterCount},
-      {VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, kSetsPerPool}};
+      {VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, kSetsPerPool},
+      {VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, kSetsPerPool}};
   VkDescriptorPoolCreateInfo info = {};
   info.sType = VK_STRUCTURE_TYPE_DESCRIPTOR_POOL_CREATE_INFO;
   info.maxSets = kSetsPerPool;
@@ -178,24 +190,24 @@ Status Descriptors::AddPool() {
 }
 
 void Descriptors::Forget(VkImageView view) {
-  for (auto entry = sets_.begin(); entry != sets_.end();) {
-    const auto& views = entry->first.views;
-    if (std::find(views.begin(), views.end(), view) == views.end()) {
-      ++entry;
-    } else {
-      free_.push_back(entry->second);
-      entry = sets_.erase(entry);
-    }
-  }
+  GiveUp([view](const auto& entry) {
+    const auto& views = entry.first.views;
+    return std::find(views.begin(), views.end(), view) != views.end();
+  });
 }
 
-void Descriptors::GiveUpIdleSets(std::uint64_t completed) {
+void Descriptors::Forget(VkBuffer output) {
+  GiveUp([output](const auto& entry) { return entry.first.output == output; });
+}
+
+template <class Condition>
+void Descriptors::GiveUp(Condition condition) {
   for (auto entry = sets_.begin(); entry != sets_.end();) {
-    if (entry->second.last_use > completed) {
-      ++entry;
-    } else {
+    if (condition(*entry)) {
       free_.push_back(entry->second);
       entry = sets_.erase(entry);
+    } else {
+      ++entry;
     }
   }
 }

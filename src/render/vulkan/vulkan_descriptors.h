@@ -1,6 +1,7 @@
 #pragma once
 
-// Samplers, and the descriptor sets that bind textures and samplers to a program's registers.
+// Samplers, and the descriptor sets that bind textures, samplers and a buffer to a program's
+// registers.
 
 #include <array>
 #include <cstdint>
@@ -11,15 +12,17 @@
 
 namespace Vantra::Render::Vulkan {
 
-// What the registers of one pass hold.
+// What the registers of one pass or computation hold.
 struct Registers {
   std::array<VkImageView, kRegisterCount> views = {};
   std::array<VkSampler, kRegisterCount> samplers = {};
+  VkBuffer output = VK_NULL_HANDLE;  // of a computation only
   friend bool operator==(const Registers&, const Registers&) = default;
 };
 
-// Every set is of one layout: images at bindings 0 to 2, samplers at 3 to 5, constants at 6. Sets
-// are kept for the registers that they were written for, so that a frame like the last writes none.
+// Every set is of one layout: images at bindings 0 to 2, samplers at 3 to 5, constants at 6, the
+// output of a computation at 7. Sets are kept for the registers that they were written for, so that
+// a frame like the last writes none.
 class Descriptors {
  public:
   explicit Descriptors(Api& api) : api_(api) {}
@@ -37,8 +40,9 @@ class Descriptors {
   // is done: its sets can be written anew.
   Status FindSet(const Registers& registers, std::uint64_t use, std::uint64_t completed,
                  VkDescriptorSet* set);
-  // Gives up the sets that hold `view`, which is about to be destroyed.
+  // Gives up the sets that hold what is about to be destroyed.
   void Forget(VkImageView view);
+  void Forget(VkBuffer output);
 
  private:
   struct Hash {
@@ -49,10 +53,10 @@ class Descriptors {
     std::uint64_t last_use;
   };
 
+  template <class Condition>
+  void GiveUp(Condition condition);
   Status TakeSet(std::uint64_t completed, VkDescriptorSet* set);
   Status AddPool();
-  void GiveUpIdleSets(std::uint64_t completed);
-
   static constexpr std::size_t kSamplerCount = 2 * 3 * 3;
 
   Api& api_;

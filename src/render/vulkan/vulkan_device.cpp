@@ -143,8 +143,9 @@ Status Device::WaitFor(std::uint64_t submission) {
 }
 
 void Device::Retire(const Garbage& garbage, std::uint64_t submission) {
-  // Now, not at the end of the work: another view may be given the same handle in between.
+  // Now, not at the end of the work: another object may be given the same handle in between.
   if (garbage.view) descriptors_.Forget(garbage.view);
+  if (garbage.buffer.buffer) descriptors_.Forget(garbage.buffer.buffer);
   if (submission <= completed_) {
     Destroy(garbage);
   } else {
@@ -163,7 +164,7 @@ void Device::Destroy(const Garbage& garbage) {
   api_.vk.vkDestroyImageView(api_.device, garbage.view, nullptr);
   api_.vk.vkDestroyImage(api_.device, garbage.image, nullptr);
   images_.Free(garbage.image_memory);
-  DestroyHostBuffer(api_, garbage.buffer);
+  DestroyDedicatedBuffer(api_, garbage.buffer);
   for (const VkPipeline pipeline : garbage.pipelines) {
     api_.vk.vkDestroyPipeline(api_.device, pipeline, nullptr);
   }

@@ -16,14 +16,14 @@
 namespace Vantra::Render::Vulkan {
 
 // Blending and format: all that distinguishes the pipelines of one program.
-constexpr std::size_t kPipelineVariants = 2 * kBlendCount;
+constexpr std::size_t kPipelineVariants = kFormatCount * kBlendCount;
 
 // Objects to destroy together; null ones are passed over.
 struct Garbage {
   VkImageView view = VK_NULL_HANDLE;
   VkImage image = VK_NULL_HANDLE;
   ImageMemory image_memory;
-  HostBuffer buffer;
+  DedicatedBuffer buffer;
   VkShaderModule module = VK_NULL_HANDLE;
   std::array<VkPipeline, kPipelineVariants> pipelines = {};
 };

@@ -68,21 +68,35 @@ class VulkanEngine final : public Engine {
   Status DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) override;
   Status DoCreateProgram(std::span<const std::byte> spirv,
                          std::unique_ptr<Program>* program) override;
+  Status DoCreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer) override;
+  Status DoCreateComputeProgram(std::span<const std::byte> spirv,
+                                std::unique_ptr<ComputeProgram>* program) override;
   Status DoUpload(Texture& texture, const Rect& rect, const std::byte* data,
                   std::size_t pitch) override;
   Status DoClear(Texture& texture, const std::array<float, 4>& color) override;
   Status DoDraw(const Pass& pass) override;
+  Status DoDispatch(const Computation& computation) override;
   Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                 const Rect& rect) override;
+  Status DoCopyBuffer(Buffer& destination, const Buffer& source) override;
   Status DoFlush() override { return recorder_.Submit(); }
   Status DoMap(Texture& texture, Mapping* mapping) override;
   void DoUnmap(Texture&) override {}
+  Status DoMap(Buffer& buffer, Mapping* mapping) override;
+  void DoUnmap(Buffer&) override {}
 
-  Status TryCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture);
-  const DeviceTexture& BoundTexture(const Binding& binding) const {
-    return binding.texture ? static_cast<const DeviceTexture&>(*binding.texture) : *blank_;
+  // Makes a texture or buffer of the kind that its usage asks for.
+  template <class OnDevice, class Readback, class Desc, class Made>
+  Status CreateResource(const Desc& desc, std::unique_ptr<Made>* made);
+  const DeviceTexture& Bound(const Texture* texture) const {
+    return texture ? static_cast<const DeviceTexture&>(*texture) : *blank_;
   }
   Status FindSet(const Pass& pass, VkDescriptorSet* set);
+  Status FindSet(const Computation& computation, VkDescriptorSet* set);
+  // Copies constants to the ring and gives their offset there.
+  Status UploadConstants(std::span<const std::byte> constants, std::uint32_t* offset);
+  // Submits, and waits until the copies to `memory` are done.
+  Status Finish(ReadbackMemory& memory);
 
   // In this order: the recorder, the pipelines and the blank texture belong to the device.
   std::shared_ptr<Device> device_;
@@ -91,23 +105,32 @@ class VulkanEngine final : public Engine {
   std::unique_ptr<DeviceTexture> blank_;
 };
 
-Status VulkanEngine::DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) {
-  Status status = TryCreateTexture(desc, texture);
-  if (status != Status::kOutOfMemory) return status;
-  // Textures that are destroyed already still hold their memory until the device is done with them.
-  status = recorder_.Submit();
-  if (status == Status::kOk) status = device_->WaitFor(device_->Submitted());
-  return status == Status::kOk ? TryCreateTexture(desc, texture) : status;
-}
-
-Status VulkanEngine::TryCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) {
-  const auto create = [&]<typename Made>(std::unique_ptr<Made> made) {
-    const Status status = Made::Create(device_, desc, &made);
-    *texture = std::move(made);
+template <class OnDevice, class Readback, class Desc, class Made>
+Status VulkanEngine::CreateResource(const Desc& desc, std::unique_ptr<Made>* made) {
+  const auto create = [&]<typename Kind>(std::unique_ptr<Kind> kind) {
+    const Status status = Kind::Create(device_, desc, &kind);
+    *made = std::move(kind);
     return status;
   };
-  return desc.usage == Usage::kDevice ? create(std::unique_ptr<DeviceTexture>())
-                                      : create(std::unique_ptr<ReadbackTexture>());
+  const auto attempt = [&] {
+    return desc.usage == Usage::kDevice ? create(std::unique_ptr<OnDevice>())
+                                        : create(std::unique_ptr<Readback>());
+  };
+  Status status = attempt();
+  if (status != Status::kOutOfMemory) return status;
+  // What is destroyed already still holds its memory until the device is done with it.
+  status = recorder_.Submit();
+  if (status == Status::kOk) status = device_->WaitFor(device_->Submitted());
+  return status == Status::kOk ? attempt() : status;
+}
+
+Status VulkanEngine::DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) {
+  return CreateResource<DeviceTexture, ReadbackTexture>(desc, texture);
+}
+
+Status VulkanEngine::DoCreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>* buffer) {
+  if (desc.bytes > device_->GetApi().limits.maxStorageBufferRange) return Status::kInvalidArgument;
+  return CreateResource<DeviceBuffer, ReadbackBuffer>(desc, buffer);
 }
 
 Status VulkanEngine::DoCreateProgram(std::span<const std::byte> spirv,
@@ -118,10 +141,25 @@ Status VulkanEngine::DoCreateProgram(std::span<const std::byte> spirv,
   return status;
 }
 
+Status VulkanEngine::DoCreateComputeProgram(std::span<const std::byte> spirv,
+                                            std::unique_ptr<ComputeProgram>* program) {
+  const VkPhysicalDeviceLimits& limits = device_->GetApi().limits;
+  if (limits.maxComputeWorkGroupInvocations < kGroupWidth * kGroupHeight ||
+      limits.maxComputeWorkGroupSize[0] < kGroupWidth ||
+      limits.maxComputeWorkGroupSize[1] < kGroupHeight) {
+    return Status::kUnsupported;
+  }
+  std::unique_ptr<GridProgram> made;
+  const Status status = GridProgram::Create(device_, spirv, &made);
+  *program = std::move(made);
+  return status;
+}
+
 Status VulkanEngine::DoUpload(Texture& texture, const Rect& rect, const std::byte* data,
                               std::size_t pitch) {
   auto& image = static_cast<DeviceTexture&>(texture);
-  const auto row_bytes = static_cast<std::size_t>(rect.Width()) * kBytesPerPixel;
+  const auto row_bytes =
+      static_cast<std::size_t>(rect.Width()) * BytesPerPixel(image.Desc().format);
   const auto rows_at_once = static_cast<std::int32_t>(
       std::min<std::uint64_t>(recorder_.LargestSlice() / row_bytes, rect.Height()));
   bool prepared = false;
@@ -176,28 +214,44 @@ Status VulkanEngine::FindSet(const Pass& pass, VkDescriptorSet* set) {
   Registers registers;
   for (std::size_t index = 0; index < kRegisterCount; ++index) {
     const Binding& binding = pass.bindings[index];
-    registers.views[index] = BoundTexture(binding).View();
+    registers.views[index] = Bound(binding.texture).View();
     const Status status = device_->Sets().FindSampler(binding.sampler, &registers.samplers[index]);
     if (status != Status::kOk) return status;
   }
   return device_->Sets().FindSet(registers, device_->Recording(), device_->Completed(), set);
 }
 
+Status VulkanEngine::FindSet(const Computation& computation, VkDescriptorSet* set) {
+  Registers registers;
+  for (std::size_t index = 0; index < kRegisterCount; ++index) {
+    registers.views[index] = Bound(computation.textures[index]).View();
+    const Status status = device_->Sets().FindSampler({}, &registers.samplers[index]);
+    if (status != Status::kOk) return status;
+  }
+  registers.output = static_cast<const DeviceBuffer&>(*computation.output).Handle();
+  return device_->Sets().FindSet(registers, device_->Recording(), device_->Completed(), set);
+}
+
+Status VulkanEngine::UploadConstants(std::span<const std::byte> constants, std::uint32_t* offset) {
+  *offset = Recorder::kZeroConstants;
+  if (constants.empty()) return Status::kOk;
+  RingSlice slice;
+  const Status status = recorder_.Reserve(kMaximumConstantBytes, &slice);
+  if (status != Status::kOk) return status;
+  std::memcpy(slice.data, constants.data(), constants.size());
+  std::memset(slice.data + constants.size(), 0, kMaximumConstantBytes - constants.size());
+  *offset = slice.offset;
+  return Status::kOk;
+}
+
 Status VulkanEngine::DoDraw(const Pass& pass) {
   const auto& target = static_cast<const DeviceTexture&>(*pass.target);
   const auto& program = static_cast<const PixelProgram&>(*pass.program);
-  std::uint32_t constants = Recorder::kZeroConstants;
-  if (!pass.constants.empty()) {
-    RingSlice slice;
-    const Status status = recorder_.Reserve(kMaximumConstantBytes, &slice);
-    if (status != Status::kOk) return status;
-    const std::size_t bytes = pass.constants.size();
-    std::memcpy(slice.data, pass.constants.data(), bytes);
-    std::memset(slice.data + bytes, 0, kMaximumConstantBytes - bytes);
-    constants = slice.offset;
-  }
+  std::uint32_t constants = 0;
+  Status status = UploadConstants(pass.constants, &constants);
+  if (status != Status::kOk) return status;
   VkPipeline pipeline = VK_NULL_HANDLE;
-  Status status = pipelines_.Find(program, target.Desc().format, pass.blend, &pipeline);
+  status = pipelines_.Find(program, target.Desc().format, pass.blend, &pipeline);
   if (status != Status::kOk) return status;
   VkDescriptorSet set = VK_NULL_HANDLE;
   status = FindSet(pass, &set);
@@ -207,7 +261,7 @@ Status VulkanEngine::DoDraw(const Pass& pass) {
   if (status != Status::kOk) return status;
 
   for (const Binding& binding : pass.bindings) {
-    recorder_.Prepare(BoundTexture(binding), Use::kSampled, false);
+    recorder_.Prepare(Bound(binding.texture), Use::kSampled, false);
   }
   recorder_.BeginRendering(target, pass.blend == Blend::kReplace && pass.rect == target.Bounds());
   program.GetState().last_submission = device_->Recording();
@@ -225,6 +279,67 @@ Status VulkanEngine::DoDraw(const Pass& pass) {
   return Status::kOk;
 }
 
+Status VulkanEngine::DoDispatch(const Computation& computation) {
+  const auto& program = static_cast<const GridProgram&>(*computation.program);
+  std::uint32_t constants = 0;
+  Status status = UploadConstants(computation.constants, &constants);
+  if (status != Status::kOk) return status;
+  VkPipeline pipeline = VK_NULL_HANDLE;
+  status = pipelines_.Find(program, &pipeline);
+  if (status != Status::kOk) return status;
+  VkDescriptorSet set = VK_NULL_HANDLE;
+  status = FindSet(computation, &set);
+  if (status != Status::kOk) return status;
+  VkCommandBuffer commands = VK_NULL_HANDLE;
+  status = recorder_.Open(&commands);
+  if (status != Status::kOk) return status;
+
+  recorder_.EndRendering();
+  for (const Texture* texture : computation.textures) {
+    recorder_.Prepare(Bound(texture), Use::kSampled, false);
+  }
+  recorder_.FlushBarriers();
+  recorder_.PrepareBuffer(static_cast<const DeviceBuffer&>(*computation.output),
+                          BufferUse::kProgram);
+  program.GetState().last_submission = device_->Recording();
+  const VolkDeviceTable& vk = device_->Vk();
+  vk.vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline);
+  vk.vkCmdBindDescriptorSets(commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipelines_.Layout(), 0, 1,
+                             &set, 1, &constants);
+  vk.vkCmdDispatch(commands, computation.groups_x, computation.groups_y, 1);
+  return Status::kOk;
+}
+
+Status VulkanEngine::DoCopyBuffer(Buffer& destination, const Buffer& source) {
+  VkCommandBuffer commands = VK_NULL_HANDLE;
+  const Status status = recorder_.Open(&commands);
+  if (status != Status::kOk) return status;
+  const auto& from = static_cast<const DeviceBuffer&>(source);
+  recorder_.EndRendering();
+  recorder_.PrepareBuffer(from, BufferUse::kCopySource);
+  VkBuffer to = VK_NULL_HANDLE;
+  if (destination.Desc().usage == Usage::kReadback) {
+    ReadbackMemory& memory = static_cast<ReadbackBuffer&>(destination).memory;
+    recorder_.PrepareReadback(memory);
+    to = memory.Handle();
+  } else {
+    const auto& buffer = static_cast<const DeviceBuffer&>(destination);
+    recorder_.PrepareBuffer(buffer, BufferUse::kCopyDestination);
+    to = buffer.Handle();
+  }
+  VkBufferCopy2 region = {};
+  region.sType = VK_STRUCTURE_TYPE_BUFFER_COPY_2;
+  region.size = source.Desc().bytes;
+  VkCopyBufferInfo2 info = {};
+  info.sType = VK_STRUCTURE_TYPE_COPY_BUFFER_INFO_2;
+  info.srcBuffer = from.Handle();
+  info.dstBuffer = to;
+  info.regionCount = 1;
+  info.pRegions = &region;
+  device_->Vk().vkCmdCopyBuffer2(commands, &info);
+  return Status::kOk;
+}
+
 Status VulkanEngine::DoCopy(Texture& destination, std::int32_t x, std::int32_t y,
                             const Texture& source, const Rect& rect) {
   VkCommandBuffer commands = VK_NULL_HANDLE;
@@ -237,12 +352,13 @@ Status VulkanEngine::DoCopy(Texture& destination, std::int32_t x, std::int32_t y
   if (destination.Desc().usage == Usage::kReadback) {
     auto& to = static_cast<ReadbackTexture&>(destination);
     recorder_.FlushBarriers();
-    recorder_.PrepareReadback(to);
+    recorder_.PrepareReadback(to.memory);
     VkBufferImageCopy2 region = {};
     region.sType = VK_STRUCTURE_TYPE_BUFFER_IMAGE_COPY_2;
+    const std::uint32_t pixel_bytes = BytesPerPixel(to.Desc().format);
     region.bufferOffset =
-        static_cast<VkDeviceSize>(y) * to.Pitch() + static_cast<VkDeviceSize>(x) * kBytesPerPixel;
-    region.bufferRowLength = to.Pitch() / kBytesPerPixel;
+        static_cast<VkDeviceSize>(y) * to.Pitch() + static_cast<VkDeviceSize>(x) * pixel_bytes;
+    region.bufferRowLength = to.Pitch() / pixel_bytes;
     region.imageSubresource = kLayer;
     region.imageOffset = Corner(rect.left, rect.top);
     region.imageExtent = Size(rect);
@@ -250,7 +366,7 @@ Status VulkanEngine::DoCopy(Texture& destination, std::int32_t x, std::int32_t y
     info.sType = VK_STRUCTURE_TYPE_COPY_IMAGE_TO_BUFFER_INFO_2;
     info.srcImage = from.Image();
     info.srcImageLayout = VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL;
-    info.dstBuffer = to.Buffer();
+    info.dstBuffer = to.memory.Handle();
     info.regionCount = 1;
     info.pRegions = &region;
     device_->Vk().vkCmdCopyImageToBuffer2(commands, &info);
@@ -282,13 +398,24 @@ Status VulkanEngine::DoCopy(Texture& destination, std::int32_t x, std::int32_t y
 
 Status VulkanEngine::DoMap(Texture& texture, Mapping* mapping) {
   auto& readback = static_cast<ReadbackTexture&>(texture);
+  const Status status = Finish(readback.memory);
+  if (status == Status::kOk) *mapping = {readback.memory.Data(), readback.Pitch()};
+  return status;
+}
+
+Status VulkanEngine::DoMap(Buffer& buffer, Mapping* mapping) {
+  auto& readback = static_cast<ReadbackBuffer&>(buffer);
+  const Status status = Finish(readback.memory);
+  if (status == Status::kOk) *mapping = {readback.memory.Data(), readback.Desc().bytes};
+  return status;
+}
+
+Status VulkanEngine::Finish(ReadbackMemory& memory) {
   Status status = recorder_.Submit();
-  if (status == Status::kOk) status = device_->WaitFor(readback.last_submission);
-  if (status == Status::kOk) status = readback.Invalidate();
-  if (status != Status::kOk) return status;
-  readback.written = false;
-  *mapping = {readback.Data(), readback.Pitch()};
-  return Status::kOk;
+  if (status == Status::kOk) status = device_->WaitFor(memory.last_submission);
+  if (status == Status::kOk) status = memory.Invalidate();
+  if (status == Status::kOk) memory.written = false;
+  return status;
 }
 
 }  // namespace

@@ -135,7 +135,9 @@ DeviceTraits ReadTraits(VkPhysicalDevice physical) {
   std::vector<VkQueueFamilyProperties> families(count);
   vkGetPhysicalDeviceQueueFamilyProperties(physical, &count, families.data());
   for (std::uint32_t family = 0; family < count && !traits.graphics_queue; ++family) {
-    traits.graphics_queue = families[family].queueFlags & VK_QUEUE_GRAPHICS_BIT;
+    // A device that draws has a family that computes as well.
+    constexpr VkQueueFlags kNeeded = VK_QUEUE_GRAPHICS_BIT | VK_QUEUE_COMPUTE_BIT;
+    traits.graphics_queue = (families[family].queueFlags & kNeeded) == kNeeded;
     traits.queue_family = family;
   }
 
@@ -144,8 +146,11 @@ DeviceTraits ReadTraits(VkPhysicalDevice physical) {
   traits.maximum_texture_size =
       std::min({kLargestUseful, limits.maxImageDimension2D, limits.maxFramebufferWidth,
                 limits.maxFramebufferHeight, limits.maxViewportDimensions[0],
-                limits.maxViewportDimensions[1], LargestImage(physical, ToVkFormat(Format::kBgra8)),
-                LargestImage(physical, ToVkFormat(Format::kRgba8))});
+                limits.maxViewportDimensions[1]});
+  for (const Format format : {Format::kBgra8, Format::kRgba8, Format::kR8, Format::kRg8}) {
+    traits.maximum_texture_size =
+        std::min(traits.maximum_texture_size, LargestImage(physical, ToVkFormat(format)));
+  }
   traits.formats = traits.maximum_texture_size > 0;
   return traits;
 }

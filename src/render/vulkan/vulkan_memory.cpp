@@ -129,9 +129,9 @@ void ImageAllocator::Free(const ImageMemory& memory) {
   }
 }
 
-Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, HostAccess access,
-                        HostBuffer* buffer) {
-  HostBuffer made;
+Status CreateDedicatedBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage,
+                             HostAccess access, DedicatedBuffer* buffer) {
+  DedicatedBuffer made;
   VkBufferCreateInfo info = {};
   info.sType = VK_STRUCTURE_TYPE_BUFFER_CREATE_INFO;
   info.size = size;
@@ -149,7 +149,10 @@ Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, H
   // Uncached memory suits a ring that is written in order. Reading needs caches above all; memory
   // of a discrete device is slow to read from the host even so.
   std::optional<std::uint32_t> type;
-  if (access == HostAccess::kWrite) {
+  if (access == HostAccess::kNone) {
+    type = FindMemoryType(api.memory, needs.memoryTypeBits, 0, kLocal,
+                          VK_MEMORY_PROPERTY_PROTECTED_BIT);
+  } else if (access == HostAccess::kWrite) {
     type =
         FindMemoryType(api.memory, needs.memoryTypeBits, kVisible | kCoherent, 0, kCached | kLocal);
   } else {
@@ -159,7 +162,7 @@ Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, H
     }
   }
   if (!type) {
-    DestroyHostBuffer(api, made);
+    DestroyDedicatedBuffer(api, made);
     return Status::kOutOfMemory;
   }
   made.coherent = api.memory.memoryTypes[*type].propertyFlags & kCoherent;
@@ -178,11 +181,11 @@ Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, H
     status = ToStatus(api.vk.vkBindBufferMemory(api.device, made.buffer, made.memory, 0));
   }
   void* data = nullptr;
-  if (status == Status::kOk) {
+  if (status == Status::kOk && access != HostAccess::kNone) {
     status = ToStatus(api.vk.vkMapMemory(api.device, made.memory, 0, VK_WHOLE_SIZE, 0, &data));
   }
   if (status != Status::kOk) {
-    DestroyHostBuffer(api, made);
+    DestroyDedicatedBuffer(api, made);
     return status;
   }
   made.data = static_cast<std::byte*>(data);
@@ -190,7 +193,7 @@ Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, H
   return Status::kOk;
 }
 
-void DestroyHostBuffer(Api& api, const HostBuffer& buffer) {
+void DestroyDedicatedBuffer(Api& api, const DedicatedBuffer& buffer) {
   api.vk.vkDestroyBuffer(api.device, buffer.buffer, nullptr);
   api.vk.vkFreeMemory(api.device, buffer.memory, nullptr);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Device memory: images share large blocks, host-visible buffers have memory of their own.
+// Device memory: images share large blocks, buffers have memory of their own.
 
 #include <cstddef>
 #include <cstdint>
@@ -55,8 +55,8 @@ class ImageAllocator {
   std::vector<Block> blocks_;
 };
 
-// A buffer in host-visible memory that stays mapped for its whole life.
-struct HostBuffer {
+// A buffer with memory of its own. Where the host has access, it stays mapped for its whole life.
+struct DedicatedBuffer {
   VkBuffer buffer = VK_NULL_HANDLE;
   VkDeviceMemory memory = VK_NULL_HANDLE;
   std::byte* data = nullptr;
@@ -64,12 +64,13 @@ struct HostBuffer {
 };
 
 enum class HostAccess {
+  kNone,   // in memory of the device
   kWrite,  // written in order by the host, read by the device; coherent
   kRead,   // written by the device, read by the host, possibly through caches to be invalidated
 };
 
-Status CreateHostBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage, HostAccess access,
-                        HostBuffer* buffer);
-void DestroyHostBuffer(Api& api, const HostBuffer& buffer);
+Status CreateDedicatedBuffer(Api& api, VkDeviceSize size, VkBufferUsageFlags usage,
+                             HostAccess access, DedicatedBuffer* buffer);
+void DestroyDedicatedBuffer(Api& api, const DedicatedBuffer& buffer);
 
 }  // namespace Vantra::Render::Vulkan

@@ -104,6 +104,26 @@ Status Pipelines::Find(const PixelProgram& program, Format format, Blend blend,
   return Status::kOk;
 }
 
+Status Pipelines::Find(const GridProgram& program, VkPipeline* pipeline) {
+  VkPipeline& cached = program.GetState().pipelines[0];
+  if (!cached) {
+    VkComputePipelineCreateInfo info = {};
+    info.sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO;
+    info.stage.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_CREATE_INFO;
+    info.stage.stage = VK_SHADER_STAGE_COMPUTE_BIT;
+    info.stage.module = program.Module();
+    info.stage.pName = "main";
+    info.layout = layout_;
+    Api& api = device_.GetApi();
+    const Status status = Created(
+        api, api.vk.vkCreateComputePipelines(api.device, cache_, 1, &info, nullptr, &cached),
+        &cached);
+    if (status != Status::kOk) return status;
+  }
+  *pipeline = cached;
+  return Status::kOk;
+}
+
 Status Pipelines::Make(VkShaderModule fragment, Format format, Blend blend, VkPipeline* pipeline) {
   VkPipelineShaderStageCreateInfo stages[2] = {};
   for (VkPipelineShaderStageCreateInfo& stage : stages) {

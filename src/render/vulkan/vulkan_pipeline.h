@@ -1,6 +1,7 @@
 #pragma once
 
-// Pipelines: one for each program, format of the target and blending, made when first needed.
+// Pipelines, made when first needed: one for each pixel program, format of the target and blending,
+// and one for each compute program.
 
 #include "render/vulkan/vulkan_device.h"
 #include "render/vulkan/vulkan_resources.h"
@@ -25,6 +26,7 @@ class Pipelines {
 
   VkPipelineLayout Layout() const { return layout_; }
   Status Find(const PixelProgram& program, Format format, Blend blend, VkPipeline* pipeline);
+  Status Find(const GridProgram& program, VkPipeline* pipeline);
 
  private:
   Status Make(VkShaderModule fragment, Format format, Blend blend, VkPipeline* pipeline);

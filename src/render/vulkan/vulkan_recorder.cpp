@@ -22,8 +22,9 @@ struct Access {
 Access AccessOf(Use use) {
   switch (use) {
     case Use::kSampled:
-      return {VK_PIPELINE_STAGE_2_FRAGMENT_SHADER_BIT, VK_ACCESS_2_SHADER_SAMPLED_READ_BIT, 0,
-              VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL};
+      // Passes and computations share what one of them has prepared.
+      return {VK_PIPELINE_STAGE_2_FRAGMENT_SHADER_BIT | VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT,
+              VK_ACCESS_2_SHADER_SAMPLED_READ_BIT, 0, VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL};
     case Use::kTarget:
       return {VK_PIPELINE_STAGE_2_COLOR_ATTACHMENT_OUTPUT_BIT,
               VK_ACCESS_2_COLOR_ATTACHMENT_READ_BIT, VK_ACCESS_2_COLOR_ATTACHMENT_WRITE_BIT,
@@ -38,6 +39,27 @@ Access AccessOf(Use use) {
       break;
   }
   return {VK_PIPELINE_STAGE_2_NONE, 0, 0, VK_IMAGE_LAYOUT_UNDEFINED};
+}
+
+struct BufferAccess {
+  VkPipelineStageFlags2 stage;
+  VkAccessFlags2 reads;
+  VkAccessFlags2 writes;
+};
+
+BufferAccess AccessOf(BufferUse use) {
+  switch (use) {
+    case BufferUse::kProgram:
+      return {VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT, VK_ACCESS_2_SHADER_STORAGE_READ_BIT,
+              VK_ACCESS_2_SHADER_STORAGE_WRITE_BIT};
+    case BufferUse::kCopySource:
+      return {VK_PIPELINE_STAGE_2_COPY_BIT, VK_ACCESS_2_TRANSFER_READ_BIT, 0};
+    case BufferUse::kCopyDestination:
+      return {VK_PIPELINE_STAGE_2_COPY_BIT, 0, VK_ACCESS_2_TRANSFER_WRITE_BIT};
+    case BufferUse::kNone:
+      break;
+  }
+  return {VK_PIPELINE_STAGE_2_NONE, 0, 0};
 }
 
 VkMemoryBarrier2 CopyBarrier(VkPipelineStageFlags2 stage, VkAccessFlags2 access) {
@@ -64,7 +86,7 @@ Recorder::~Recorder() {
   for (const Slot& slot : slots_) {
     device_.Vk().vkDestroyCommandPool(device_.Handle(), slot.pool, nullptr);
   }
-  DestroyHostBuffer(device_.GetApi(), ring_);
+  DestroyDedicatedBuffer(device_.GetApi(), ring_);
 }
 
 Status Recorder::Init(std::size_t ring_bytes) {
@@ -72,9 +94,9 @@ Status Recorder::Init(std::size_t ring_bytes) {
   const std::uint64_t capacity = AlignUp(
       std::clamp(std::uint64_t{ring_bytes}, kSmallestRing, kLargestRing), kMaximumConstantBytes);
   Status status =
-      CreateHostBuffer(api, kReservedBytes + capacity,
-                       VK_BUFFER_USAGE_TRANSFER_SRC_BIT | VK_BUFFER_USAGE_UNIFORM_BUFFER_BIT,
-                       HostAccess::kWrite, &ring_);
+      CreateDedicatedBuffer(api, kReservedBytes + capacity,
+                            VK_BUFFER_USAGE_TRANSFER_SRC_BIT | VK_BUFFER_USAGE_UNIFORM_BUFFER_BIT,
+                            HostAccess::kWrite, &ring_);
   if (status != Status::kOk) return status;
   std::memset(ring_.data, 0, kReservedBytes);
   space_ = RingSpace(capacity);
@@ -238,16 +260,31 @@ void Recorder::FlushBarriers() {
   barrier_count_ = 0;
 }
 
-void Recorder::PrepareReadback(ReadbackTexture& texture) {
-  if (texture.written) {
+void Recorder::PrepareReadback(ReadbackMemory& memory) {
+  if (memory.written) {
     const VkMemoryBarrier2 barrier =
         CopyBarrier(VK_PIPELINE_STAGE_2_COPY_BIT, VK_ACCESS_2_TRANSFER_WRITE_BIT);
     const VkDependencyInfo info = Dependency(barrier);
     device_.Vk().vkCmdPipelineBarrier2(slots_[current_].commands, &info);
   }
-  texture.written = true;
-  texture.last_submission = device_.Recording();
+  memory.written = true;
+  memory.last_submission = device_.Recording();
   host_reads_ = true;
+}
+
+void Recorder::PrepareBuffer(const DeviceBuffer& buffer, BufferUse use) {
+  auto& state = buffer.GetState();
+  state.last_submission = device_.Recording();
+  const BufferAccess before = AccessOf(state.use);
+  const BufferAccess after = AccessOf(use);
+  const bool in_order = state.use == BufferUse::kNone || (before.writes | after.writes) == 0;
+  state.use = use;
+  if (in_order) return;
+  VkMemoryBarrier2 barrier = CopyBarrier(after.stage, after.reads | after.writes);
+  barrier.srcStageMask = before.stage;
+  barrier.srcAccessMask = before.writes;
+  const VkDependencyInfo info = Dependency(barrier);
+  device_.Vk().vkCmdPipelineBarrier2(slots_[current_].commands, &info);
 }
 
 void Recorder::BeginRendering(const DeviceTexture& target, bool replace) {

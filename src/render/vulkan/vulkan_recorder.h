@@ -1,7 +1,7 @@
 #pragma once
 
 // Records commands and submits them: a small ring of command buffers, the upload ring, the barriers
-// between uses of an image, and the rendering that is under way.
+// between uses of an image or a buffer, and the rendering that is under way.
 
 #include <array>
 #include <cstdint>
@@ -50,12 +50,14 @@ class Recorder {
   void Prepare(const DeviceTexture& texture, Use use, bool replace);
   void FlushBarriers();
   // Orders a copy to `texture` after earlier ones, and before the host's reading.
-  void PrepareReadback(ReadbackTexture& texture);
+  void PrepareReadback(ReadbackMemory& memory);
+  // Orders a use of `buffer` after the last one, outside of any rendering.
+  void PrepareBuffer(const DeviceBuffer& buffer, BufferUse use);
   // Begins to draw to `target`, or goes on with it.
   void BeginRendering(const DeviceTexture& target, bool replace);
   void EndRendering();
 
-  // Binds a pipeline, unless it is bound.
+  // Binds a pipeline of pixel programs, unless it is bound.
   void BindPipeline(VkPipeline pipeline);
 
  private:
@@ -81,7 +83,7 @@ class Recorder {
   std::size_t current_ = 0;
   bool open_ = false;
 
-  HostBuffer ring_;
+  DedicatedBuffer ring_;
   RingSpace space_{1};
   std::uint64_t alignment_ = 1;
 

@@ -51,24 +51,53 @@ Status ReadbackTexture::Create(const std::shared_ptr<Device>& device, const Text
   // Rows start at cache lines at least.
   constexpr std::uint64_t kRowAlignment = 64;
   std::unique_ptr<ReadbackTexture> made(new ReadbackTexture(device, desc));
-  Api& api = device->GetApi();
   const std::uint64_t pitch =
-      AlignUp(std::uint64_t{desc.width} * kBytesPerPixel,
-              std::max(kRowAlignment, api.limits.optimalBufferCopyRowPitchAlignment));
+      AlignUp(std::uint64_t{desc.width} * BytesPerPixel(desc.format),
+              std::max(kRowAlignment, device->GetApi().limits.optimalBufferCopyRowPitchAlignment));
   made->pitch_ = static_cast<std::uint32_t>(pitch);
-  const Status status = CreateHostBuffer(api, pitch * desc.height, VK_BUFFER_USAGE_TRANSFER_DST_BIT,
-                                         HostAccess::kRead, &made->buffer_);
+  const Status status = made->memory.Init(pitch * desc.height);
   if (status == Status::kOk) *texture = std::move(made);
   return status;
 }
 
-ReadbackTexture::~ReadbackTexture() {
+Status ReadbackBuffer::Create(const std::shared_ptr<Device>& device, const BufferDesc& desc,
+                              std::unique_ptr<ReadbackBuffer>* buffer) {
+  std::unique_ptr<ReadbackBuffer> made(new ReadbackBuffer(device, desc));
+  const Status status = made->memory.Init(desc.bytes);
+  if (status == Status::kOk) *buffer = std::move(made);
+  return status;
+}
+
+Status DeviceBuffer::Create(const std::shared_ptr<Device>& device, const BufferDesc& desc,
+                            std::unique_ptr<DeviceBuffer>* buffer) {
+  std::unique_ptr<DeviceBuffer> made(new DeviceBuffer(device, desc));
+  const Status status =
+      CreateDedicatedBuffer(device->GetApi(), desc.bytes,
+                            VK_BUFFER_USAGE_STORAGE_BUFFER_BIT | VK_BUFFER_USAGE_TRANSFER_SRC_BIT |
+                                VK_BUFFER_USAGE_TRANSFER_DST_BIT,
+                            HostAccess::kNone, &made->buffer_);
+  if (status == Status::kOk) *buffer = std::move(made);
+  return status;
+}
+
+DeviceBuffer::~DeviceBuffer() {
+  Garbage garbage;
+  garbage.buffer = buffer_;
+  device_->Retire(garbage, state_.last_submission);
+}
+
+Status ReadbackMemory::Init(VkDeviceSize bytes) {
+  return CreateDedicatedBuffer(device_->GetApi(), bytes, VK_BUFFER_USAGE_TRANSFER_DST_BIT,
+                               HostAccess::kRead, &buffer_);
+}
+
+ReadbackMemory::~ReadbackMemory() {
   Garbage garbage;
   garbage.buffer = buffer_;
   device_->Retire(garbage, last_submission);
 }
 
-Status ReadbackTexture::Invalidate() {
+Status ReadbackMemory::Invalidate() {
   if (buffer_.coherent) return Status::kOk;
   VkMappedMemoryRange range = {};
   range.sType = VK_STRUCTURE_TYPE_MAPPED_MEMORY_RANGE;
@@ -77,9 +106,11 @@ Status ReadbackTexture::Invalidate() {
   return ToStatus(device_->Vk().vkInvalidateMappedMemoryRanges(device_->Handle(), 1, &range));
 }
 
-Status PixelProgram::Create(const std::shared_ptr<Device>& device, std::span<const std::byte> spirv,
-                            std::unique_ptr<PixelProgram>* program) {
-  std::unique_ptr<PixelProgram> made(new PixelProgram(device));
+template <class Kind, std::size_t kVariants>
+Status ShaderProgram<Kind, kVariants>::Create(const std::shared_ptr<Device>& device,
+                                              std::span<const std::byte> spirv,
+                                              std::unique_ptr<ShaderProgram>* program) {
+  std::unique_ptr<ShaderProgram> made(new ShaderProgram(device));
   // The caller's bytes need not be aligned as words.
   std::vector<std::uint32_t> words(spirv.size() / sizeof(std::uint32_t));
   std::memcpy(words.data(), spirv.data(), words.size() * sizeof(std::uint32_t));
@@ -94,11 +125,15 @@ Status PixelProgram::Create(const std::shared_ptr<Device>& device, std::span<con
   return status;
 }
 
-PixelProgram::~PixelProgram() {
+template <class Kind, std::size_t kVariants>
+ShaderProgram<Kind, kVariants>::~ShaderProgram() {
   Garbage garbage;
   garbage.module = module_;
-  garbage.pipelines = state_.pipelines;
+  std::copy(state_.pipelines.begin(), state_.pipelines.end(), garbage.pipelines.begin());
   device_->Retire(garbage, state_.last_submission);
 }
+
+template class ShaderProgram<Program, kPipelineVariants>;
+template class ShaderProgram<ComputeProgram, 1>;
 
 }  // namespace Vantra::Render::Vulkan

@@ -1,6 +1,6 @@
 #pragma once
 
-// Textures and programs.
+// Textures, buffers and programs.
 
 #include <array>
 #include <memory>
@@ -43,15 +43,18 @@ class DeviceTexture final : public Texture {
   mutable State state_;
 };
 
-class ReadbackTexture final : public Texture {
+// Memory that copies write and the host reads.
+class ReadbackMemory {
  public:
-  static Status Create(const std::shared_ptr<Device>& device, const TextureDesc& desc,
-                       std::unique_ptr<ReadbackTexture>* texture);
-  ~ReadbackTexture() override;
+  explicit ReadbackMemory(std::shared_ptr<Device> device) : device_(std::move(device)) {}
+  ~ReadbackMemory();
+  ReadbackMemory(const ReadbackMemory&) = delete;
+  ReadbackMemory& operator=(const ReadbackMemory&) = delete;
 
-  VkBuffer Buffer() const { return buffer_.buffer; }
+  Status Init(VkDeviceSize bytes);
+
+  VkBuffer Handle() const { return buffer_.buffer; }
   const std::byte* Data() const { return buffer_.data; }
-  std::uint32_t Pitch() const { return pitch_; }
   // Makes the device's writes, which are done, visible to the host.
   Status Invalidate();
 
@@ -60,35 +63,91 @@ class ReadbackTexture final : public Texture {
   bool written = false;
 
  private:
-  ReadbackTexture(std::shared_ptr<Device> device, const TextureDesc& desc)
-      : Texture(desc), device_(std::move(device)) {}
-
   std::shared_ptr<Device> device_;
-  HostBuffer buffer_;
+  DedicatedBuffer buffer_;
+};
+
+class ReadbackTexture final : public Texture {
+ public:
+  static Status Create(const std::shared_ptr<Device>& device, const TextureDesc& desc,
+                       std::unique_ptr<ReadbackTexture>* texture);
+
+  std::uint32_t Pitch() const { return pitch_; }
+
+  ReadbackMemory memory;
+
+ private:
+  ReadbackTexture(std::shared_ptr<Device> device, const TextureDesc& desc)
+      : Texture(desc), memory(std::move(device)) {}
+
   std::uint32_t pitch_ = 0;
 };
 
-class PixelProgram final : public Program {
+class ReadbackBuffer final : public Buffer {
  public:
-  static Status Create(const std::shared_ptr<Device>& device, std::span<const std::byte> spirv,
-                       std::unique_ptr<PixelProgram>* program);
-  ~PixelProgram() override;
+  static Status Create(const std::shared_ptr<Device>& device, const BufferDesc& desc,
+                       std::unique_ptr<ReadbackBuffer>* buffer);
 
-  VkShaderModule Module() const { return module_; }
+  ReadbackMemory memory;
 
-  // Filled in by the engine as they are needed, like the last use.
+ private:
+  ReadbackBuffer(std::shared_ptr<Device> device, const BufferDesc& desc)
+      : Buffer(desc), memory(std::move(device)) {}
+};
+
+// How the device last used a buffer.
+enum class BufferUse : std::uint8_t { kNone, kProgram, kCopySource, kCopyDestination };
+
+class DeviceBuffer final : public Buffer {
+ public:
+  static Status Create(const std::shared_ptr<Device>& device, const BufferDesc& desc,
+                       std::unique_ptr<DeviceBuffer>* buffer);
+  ~DeviceBuffer() override;
+
+  VkBuffer Handle() const { return buffer_.buffer; }
+
+  // Bookkeeping of the recorder, as a texture has it.
   struct State {
-    std::array<VkPipeline, kPipelineVariants> pipelines = {};
+    BufferUse use = BufferUse::kNone;
     std::uint64_t last_submission = 0;
   };
   State& GetState() const { return state_; }
 
  private:
-  explicit PixelProgram(std::shared_ptr<Device> device) : device_(std::move(device)) {}
+  DeviceBuffer(std::shared_ptr<Device> device, const BufferDesc& desc)
+      : Buffer(desc), device_(std::move(device)) {}
+
+  std::shared_ptr<Device> device_;
+  DedicatedBuffer buffer_;
+  mutable State state_;
+};
+
+// A program of either kind: its module, and its pipelines.
+template <class Kind, std::size_t kVariants>
+class ShaderProgram final : public Kind {
+ public:
+  static Status Create(const std::shared_ptr<Device>& device, std::span<const std::byte> spirv,
+                       std::unique_ptr<ShaderProgram>* program);
+  ~ShaderProgram() override;
+
+  VkShaderModule Module() const { return module_; }
+
+  // Filled in by the engine as they are needed, like the last use.
+  struct State {
+    std::array<VkPipeline, kVariants> pipelines = {};
+    std::uint64_t last_submission = 0;
+  };
+  State& GetState() const { return state_; }
+
+ private:
+  explicit ShaderProgram(std::shared_ptr<Device> device) : device_(std::move(device)) {}
 
   std::shared_ptr<Device> device_;
   VkShaderModule module_ = VK_NULL_HANDLE;
   mutable State state_;
 };
+
+using PixelProgram = ShaderProgram<Program, kPipelineVariants>;
+using GridProgram = ShaderProgram<ComputeProgram, 1>;
 
 }  // namespace Vantra::Render::Vulkan

@@ -1,0 +1,196 @@
+// Compute programs, buffers, and the formats of video planes.
+
+#include <functional>
+
+#include "render/vulkan/vulkan_engine_fixture.h"
+#include "render/vulkan/vulkan_engine_internal.h"
+
+TEST_PROGRAM(fill)
+TEST_PROGRAM(grid)
+TEST_PROGRAM(own)
+
+namespace Vantra::Render {
+namespace {
+
+using BufferPtr = std::unique_ptr<Buffer>;
+using Words = std::vector<std::uint32_t>;
+
+constexpr int kWidth = 2 * kGroupWidth;
+constexpr int kHeight = 3 * kGroupHeight;
+constexpr std::uint32_t kBytes = kWidth * kHeight * 4;
+
+class VulkanComputeTest : public VulkanEngineTest {
+ protected:
+  BufferPtr MakeBuffer(Usage usage = Usage::kDevice) {
+    BufferPtr buffer;
+    EXPECT_EQ(engine_->CreateBuffer({kBytes, usage}, &buffer), Status::kOk);
+    return buffer;
+  }
+  std::unique_ptr<ComputeProgram> LoadGrid() {
+    std::unique_ptr<ComputeProgram> program;
+    EXPECT_EQ(engine_->CreateComputeProgram(SPIRV(grid), &program), Status::kOk);
+    return program;
+  }
+  Words Mapped(Buffer& readback) {
+    Words words(kBytes / 4);
+    Mapping mapping;
+    EXPECT_EQ(engine_->Map(readback, &mapping), Status::kOk);
+    EXPECT_EQ(mapping.pitch, kBytes);
+    if (mapping.data) std::memcpy(words.data(), mapping.data, kBytes);
+    engine_->Unmap(readback);
+    return words;
+  }
+  static Words Expected(const Picture* first, const Picture* second, const Picture* third,
+                        std::uint32_t mask) {
+    Words words;
+    const auto byte = [](const Picture* picture, int x, int y, std::size_t channel) {
+      return picture ? std::uint32_t{picture->At(x, y)[channel]} : 0u;
+    };
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        words.push_back((byte(first, x, y, 0) | byte(second, x, y, 1) << 8 |
+                         byte(third, x, y, 2) << 16 | byte(third, x, y, 3) << 24) ^
+                        mask);
+      }
+    }
+    return words;
+  }
+};
+
+struct Constants {
+  std::uint32_t width = kWidth;
+  std::uint32_t height = kHeight;
+  std::uint32_t mask = 0;
+};
+
+TEST_F(VulkanComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConstants) {
+  const auto program = LoadGrid();
+  const Picture first = RandomPicture(kWidth, kHeight, 1);
+  const Picture second = RandomPicture(kWidth, kHeight, 2);
+  const Picture third = RandomPicture(kWidth, kHeight, 3);
+  const TexturePtr textures[] = {Make(first), Make(second), Make(third)};
+  const BufferPtr output = MakeBuffer();
+  const BufferPtr copy = MakeBuffer();
+  const BufferPtr readback = MakeBuffer(Usage::kReadback);
+  Computation computation;
+  computation.program = program.get();
+  computation.groups_x = 2;
+  computation.groups_y = 3;
+  computation.textures = {textures[0].get(), textures[1].get(), textures[2].get()};
+  computation.output = output.get();
+  // Twice over the same buffers without a pause: each use waits for the one before.
+  Constants constants;
+  for (const std::uint32_t mask : {0x12345678u, 0xFFFF0000u}) {
+    constants.mask = mask;
+    computation.constants = Bytes(constants);
+    ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+    ASSERT_EQ(engine_->CopyBuffer(*copy, *output), Status::kOk);
+    ASSERT_EQ(engine_->CopyBuffer(*readback, *copy), Status::kOk);
+  }
+  EXPECT_EQ(Mapped(*readback), Expected(&first, &second, &third, 0xFFFF0000u));
+
+  // A texture that a pass drew, one that waits for its clear, and none.
+  const ProgramPtr own = Load(SPIRV(own));
+  const TexturePtr drawn = Make(kWidth, kHeight);
+  Pass pass = WholePass(*own, *drawn);
+  pass.bindings[0].texture = textures[2].get();
+  ASSERT_EQ(engine_->Draw(pass), Status::kOk);
+  ASSERT_EQ(engine_->Clear(*textures[1], {0, 1, 0, 0}), Status::kOk);
+  Picture green(kWidth, kHeight);
+  std::fill(green.pixels.begin(), green.pixels.end(), Pixel{0, 255, 0, 0});
+  computation.textures = {nullptr, textures[1].get(), drawn.get()};
+  ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+  ASSERT_EQ(engine_->CopyBuffer(*readback, *output), Status::kOk);
+  EXPECT_EQ(Mapped(*readback), Expected(nullptr, &green, &third, 0xFFFF0000u));
+}
+
+TEST_F(VulkanComputeTest, FormatsOfOneAndTwoChannelsKeepTheirBytesAndReadTheRestAsZero) {
+  for (const Format format : {Format::kR8, Format::kRg8}) {
+    const std::uint32_t channels = BytesPerPixel(format);
+    Picture picture = RandomPicture(kWidth, kHeight, channels);
+    std::vector<std::uint8_t> bytes;
+    for (Pixel& pixel : picture.pixels) {
+      for (std::size_t c = 0; c < channels; ++c) bytes.push_back(pixel[c]);
+      if (channels == 1) pixel[1] = 0;
+      pixel[2] = 0;
+      pixel[3] = 255;
+    }
+    const TexturePtr texture = Make(kWidth, kHeight, format);
+    ASSERT_EQ(
+        engine_->Upload(*texture, texture->Bounds(), bytes.data(), std::size_t{kWidth} * channels),
+        Status::kOk);
+
+    const auto program = LoadGrid();
+    const BufferPtr output = MakeBuffer();
+    const BufferPtr words = MakeBuffer(Usage::kReadback);
+    const Constants constants;
+    Computation computation;
+    computation.program = program.get();
+    computation.groups_x = 2;
+    computation.groups_y = 3;
+    computation.textures = {texture.get(), texture.get(), texture.get()};
+    computation.constants = Bytes(constants);
+    computation.output = output.get();
+    ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+    ASSERT_EQ(engine_->CopyBuffer(*words, *output), Status::kOk);
+    EXPECT_EQ(Mapped(*words), Expected(&picture, &picture, &picture, 0));
+
+    // A part at an odd place, there and back.
+    const TexturePtr readback = Make(kWidth, kHeight, format, Usage::kReadback);
+    const Rect part{3, 5, 34, 12};
+    ASSERT_EQ(engine_->Copy(*readback, 1, 2, *texture, part), Status::kOk);
+    Mapping mapping;
+    ASSERT_EQ(engine_->Map(*readback, &mapping), Status::kOk);
+    for (int y = 0; y < part.Height(); ++y) {
+      const std::byte* row =
+          mapping.data + static_cast<std::size_t>(y + 2) * mapping.pitch + channels;
+      const std::uint8_t* expected =
+          &bytes[(static_cast<std::size_t>(y + part.top) * kWidth + 3) * channels];
+      ASSERT_EQ(std::memcmp(row, expected, static_cast<std::size_t>(part.Width()) * channels), 0);
+    }
+    engine_->Unmap(*readback);
+  }
+}
+
+TEST_F(VulkanComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBeforeTheirWork) {
+  const auto program = LoadGrid();
+  const Picture picture = RandomPicture(kWidth, kHeight, 4);
+  const TexturePtr texture = Make(kWidth, kHeight);
+  const BufferPtr output = MakeBuffer();
+  const BufferPtr readback = MakeBuffer(Usage::kReadback);
+  const Constants constants;
+  Computation computation;
+  computation.program = program.get();
+  computation.groups_x = 2;
+  computation.groups_y = 3;
+  computation.textures = {texture.get(), texture.get(), texture.get()};
+  computation.constants = Bytes(constants);
+  const auto frame = [&](Buffer& buffer) {
+    Upload(*texture, picture);
+    computation.output = &buffer;
+    ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+    ASSERT_EQ(engine_->CopyBuffer(*readback, buffer), Status::kOk);
+  };
+  frame(*output);
+  const Words first = Mapped(*readback);
+  const std::uint64_t objects = Vulkan::ObjectsCreated(*engine_);
+  for (int i = 0; i < 50; ++i) {
+    frame(*output);
+    EXPECT_EQ(Mapped(*readback), first);
+  }
+  EXPECT_EQ(Vulkan::ObjectsCreated(*engine_), objects);
+  for (int i = 0; i < 50; ++i) frame(*MakeBuffer());
+  EXPECT_EQ(Mapped(*readback), first);
+
+  frame(*output);
+  engine_.reset();
+}
+
+TEST_F(VulkanComputeTest, APixelProgramIsNoComputeProgram) {
+  std::unique_ptr<ComputeProgram> program;
+  EXPECT_EQ(engine_->CreateComputeProgram(SPIRV(fill), &program), Status::kInvalidArgument);
+  EXPECT_EQ(program, nullptr);
+}
+
+}  // namespace
+}  // namespace Vantra::Render
