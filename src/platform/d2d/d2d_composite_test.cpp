@@ -57,12 +57,17 @@ TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
   CComPtr<ID2D1Image> output;
   effect.GetEffect()->GetOutput(&output);
   const D2D1_RECT_F clip = {3, 4, 12, 30};
+  // Over pixels, and over a target that was just cleared, where results may be put directly.
+  const Picture blank("blank", 24, 20);
   for (const Mode& mode : kModes) {
-    for (const bool clipped : {false, true}) {
+    for (const unsigned variant : {0u, 1u, 2u, 3u}) {
+      const bool clipped = variant & 1;
+      const bool cleared = variant & 2;
       for (ID2D1Image* drawn : {static_cast<ID2D1Image*>(bitmap.GetBitmap()), output.p}) {
         // Partly and wholly beside the target, and beside the clip.
         for (const D2D1_POINT_2F offset : {D2D1_POINT_2F{5, 6}, {-3, 15}, {13, 6}, {100, 0}}) {
           const Picture result = Draw(background, [&] {
+            if (cleared) Context()->Clear(nullptr);
             if (clipped) Context()->PushAxisAlignedClip(&clip, D2D1_ANTIALIAS_MODE_ALIASED);
             Context()->DrawImage(drawn, &offset, nullptr, D2D1_INTERPOLATION_MODE_CUBIC, mode.mode);
             if (clipped) Context()->PopAxisAlignedClip();
@@ -74,7 +79,7 @@ TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
           expected.equation = mode.equation;
           expected.unbounded = mode.unbounded;
           if (clipped) expected.clip = {3, 4, 12, 30};
-          Check(expected, background, result, kBlending, mode.name);
+          Check(expected, cleared ? blank : background, result, kBlending, mode.name);
         }
       }
     }

@@ -336,9 +336,12 @@ HRESULT Effect2D::RunPass(Evaluation& evaluation, Render::Texture* target, const
   pass.origin_y = origin_y - static_cast<float>(input.top);
   pass.extent_x = static_cast<float>(input.Width());
   pass.extent_y = static_cast<float>(input.Height());
-  all_invalid_ = false;
-  invalid_ = {};
-  return ToResult(device_->GetEngine().Draw(pass));
+  result = ToResult(device_->GetEngine().Draw(pass));
+  if (SUCCEEDED(result)) {
+    all_invalid_ = false;
+    invalid_ = {};
+  }
+  return result;
 }
 
 HRESULT Effect2D::Render(Evaluation& evaluation, RenderedImage* image) {

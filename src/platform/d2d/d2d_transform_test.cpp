@@ -156,6 +156,21 @@ TEST_F(Transforms, RectanglesScaleAndAreCutByTheBitmap) {
   expected.to_image = [](double x, double y) { return Place((x - 3) / 2 - 2, (y - 2) / 2 + 1); };
   Check(expected, background, result, {1, "blending hardware may round the product first"},
         "source beyond the bitmap");
+
+  // Parts of pixels: the first and the last are read, those behind them are not.
+  const D2D1_RECT_F parts = {1.5f, 1, 5.25f, 4};
+  const D2D1_RECT_F four_times = {2, 2, 17, 14};
+  for (const D2D1_INTERPOLATION_MODE interpolation : kAllInterpolations) {
+    const Picture large = Draw(background, [&] {
+      Context()->DrawBitmap(bitmap.GetBitmap(), &four_times, 1, interpolation, &parts, nullptr);
+    });
+    expected.part = {1.5, 1, 5.25, 4};
+    expected.interpolation = interpolation;
+    expected.to_image = [](double x, double y) {
+      return Place((x - 2) / 4 + 1.5, (y - 2) / 4 + 1);
+    };
+    Check(expected, background, large, kSampling, "parts of pixels");
+  }
   for (const D2D1_RECT_F& none : {D2D1_RECT_F{3, 2, 3, 9}, {9, 2, 3, 9}, {3, 9, 9, 2}}) {
     for (const bool as_source : {false, true}) {
       const Picture same = Draw(background, [&] {
@@ -297,6 +312,38 @@ TEST_F(Transforms, RepeatedFramesMakeNothingAnew) {
   // The clear, six passes and the end; the first time two programs beside.
   EXPECT_EQ(frame(), 10u);
   EXPECT_EQ(frame(), 8u);
+}
+
+TEST_F(Transforms, ALossAtAnyCallIsRecoveredFrom) {
+  Bitmap bitmap;
+  Upload(bitmap, DrawScene(16, 16));
+  const D2D1_RECT_F clip = {2, 2, 12, 12};
+  const D2D1_MATRIX_3X2_F turned = {0.8f, 0.6f, -0.6f, 0.8f, 9, 2};
+  const auto frame = [&] {
+    device_.BeginDraw(nullptr, {0, 0, 0, 1});
+    device_.SetTransform(turned);
+    Context()->PushAxisAlignedClip(&clip, D2D1_ANTIALIAS_MODE_ALIASED);
+    device_.Clear({1, 0, 0, 1});
+    device_.DrawImage(&bitmap, D2D1_INTERPOLATION_MODE_CUBIC,
+                      D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY);
+    device_.DrawBitmap(&bitmap, nullptr, 0.5f, D2D1_INTERPOLATION_MODE_LINEAR, nullptr);
+    Context()->PopAxisAlignedClip();
+    device_.EndDrawNoCallback();
+  };
+  frame();
+  const std::uint64_t before = Engine().CallCount();
+  frame();
+  const std::uint64_t calls = Engine().CallCount() - before;
+  for (std::uint64_t lost = 0; lost < calls; ++lost) {
+    Engine().InjectLoss(lost);
+    frame();
+    // The context is a new one: its state is back at the start.
+    D2D1_MATRIX_3X2_F transform;
+    device_.GetTransform(&transform);
+    EXPECT_EQ(transform._11, 1) << lost;
+    frame();
+    EXPECT_FALSE(Engine().Lost()) << lost;
+  }
 }
 
 }  // namespace

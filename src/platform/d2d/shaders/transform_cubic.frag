@@ -19,7 +19,8 @@ vec4 interpolate(Footprint pixel) {
   vec2 size = vec2(length(vec2(pixel.dx.x, pixel.dy.x)), length(vec2(pixel.dx.y, pixel.dy.y)));
   vec2 width = clamp(size, 1.0, detail.x);
   vec2 stride = max(width / 16.0, 1.0);
-  ivec2 taps = ivec2(ceil(4.0 * width / stride)) + 1;
+  // The kernel is 0 at its ends: a tap that falls on one need not be read.
+  ivec2 taps = ivec2(ceil(4.0 * width / stride));
   vec2 first = (ceil((pixel.center - 2.0 * width) / stride - 0.5) + 0.5) * stride;
   vec4 sum = vec4(0.0);
   float weights = 0.0;
