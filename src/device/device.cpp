@@ -1,6 +1,5 @@
 #include <vantrix/device/device.h>
 #include <vantrix/device/dexception.h>
-#include <vantrix/effects/engine/effect.h>
 #include <vantrix/images/bitmap.h>
 
 #include <utility>
@@ -86,14 +85,6 @@ void Device::SetRenderTarget(Bitmap* target) {
 
 void Device::Clear(const D3DCOLORVALUE& color) {
   if (GetD2DDeviceContext()) GetD2DDeviceContext()->Clear(&color);
-}
-
-void Device::DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
-                       D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite) {
-  if (!GetD2DDeviceContext() || !effect->GetEffect()) return;
-  CComPtr<ID2D1Image> output;
-  effect->GetEffect()->GetOutput(&output);
-  GetD2DDeviceContext()->DrawImage(output, offset, rectangle, interpolation, composite);
 }
 
 bool Device::EndDraw() {

@@ -66,9 +66,70 @@ class VANTRIX_API Device {
   void SetRenderTarget(Bitmap* target);
   /// Fills the present target.
   void Clear(const D3DCOLORVALUE& color);
-  /// Draws the output of a created effect. `offset` and `rectangle` may be null.
+
+  /// Draws a part of a bitmap to a rectangle of the target, then through a perspective, with the
+  /// primitive blend. Null rectangles stand for the whole bitmap at its own size; a null
+  /// `perspective` for none. A bitmap without a context of its own is an error of the session, as
+  /// with all drawing and queries below. `ID2D1DeviceContext` tells what each operation does.
+  void DrawBitmap(Bitmap* bitmap, const D2D_RECT_F& destination, float opacity,
+                  D2D1_INTERPOLATION_MODE interpolation, const D2D_RECT_F& source,
+                  const D2D_MATRIX_4X4_F& perspective);
+  void DrawBitmap(Bitmap* bitmap, const D2D_RECT_F* destination, float opacity,
+                  D2D1_INTERPOLATION_MODE interpolation, const D2D_RECT_F* source,
+                  const D2D_MATRIX_4X4_F* perspective = nullptr);
+  /// Draws `rectangle` of an image with its corner at `offset`; null stands for the whole image
+  /// and for 0,0. An effect must have been created.
+  void DrawImage(Bitmap* bitmap, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
+                 D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
   void DrawImage(Effect* effect, const D2D_POINT_2F* offset, const D2D_RECT_F* rectangle,
                  D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Bitmap* bitmap, D2D1_INTERPOLATION_MODE interpolation,
+                 D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Effect* effect, D2D1_INTERPOLATION_MODE interpolation,
+                 D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Bitmap* bitmap, D2D_POINT_2F offset, D2D1_INTERPOLATION_MODE interpolation,
+                 D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Effect* effect, D2D_POINT_2F offset, D2D1_INTERPOLATION_MODE interpolation,
+                 D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Bitmap* bitmap, D2D_POINT_2F offset, const D2D_RECT_F& rectangle,
+                 D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
+  void DrawImage(Effect* effect, D2D_POINT_2F offset, const D2D_RECT_F& rectangle,
+                 D2D1_INTERPOLATION_MODE interpolation, D2D1_COMPOSITE_MODE composite);
+
+  /// State of the 2D context. It lasts until the target is made anew: by `Resize`, by a loss of the
+  /// device, by `Intialize`. Getters of a device that is not running give zeros.
+  void SetTransform(const D2D_MATRIX_3X2_F& transform);
+  void SetTransform(const D2D_MATRIX_3X2_F* transform);
+  void GetTransform(D2D_MATRIX_3X2_F* transform) const;
+  void SetAntialiasMode(D2D1_ANTIALIAS_MODE mode);
+  D2D1_ANTIALIAS_MODE GetAntialiasMode() const;
+  void SetTextAntialiasMode(D2D1_TEXT_ANTIALIAS_MODE mode);
+  D2D1_TEXT_ANTIALIAS_MODE GetTextAntialiasMode() const;
+  void SetDpi(float dpiX, float dpiY);
+  void GetDpi(float* dpiX, float* dpiY) const;
+  unsigned int GetMaximumBitmapSize() const;
+  D2D1_PIXEL_FORMAT GetPixelFormat() const;
+  D2D1_SIZE_U GetPixelSize() const;
+  D2D1_SIZE_F GetSize() const;
+  void SetPrimitiveBlend(D2D1_PRIMITIVE_BLEND blend);
+  D2D1_PRIMITIVE_BLEND GetPrimitiveBlend() const;
+  void SetRenderingControls(const D2D1_RENDERING_CONTROLS* controls);
+  void GetRenderingControls(D2D1_RENDERING_CONTROLS* controls) const;
+  void SetUnitMode(D2D1_UNIT_MODE mode);
+  D2D1_UNIT_MODE GetUnitMode() const;
+
+  /// Queries; `E_FAIL` on a device that is not running, else the 2D context's result.
+  HRESULT GetImageWorldBounds(Bitmap* bitmap, D2D_RECT_F* bounds) const;
+  HRESULT GetImageLocalBounds(Bitmap* bitmap, D2D_RECT_F* bounds) const;
+  HRESULT GetEffectInvalidRectangleCount(Effect* effect, unsigned int* count) const;
+  HRESULT GetEffectInvalidRectangles(Effect* effect, D2D_RECT_F* rectangles,
+                                     unsigned int count) const;
+  HRESULT GetEffectRequiredInputRectangles(Effect* effect, const D2D_RECT_F* renderRectangle,
+                                           const D2D1_EFFECT_INPUT_DESCRIPTION* descriptions,
+                                           D2D_RECT_F* requiredRectangles,
+                                           unsigned int count) const;
+  HRESULT InvalidateEffectInputRectangle(Effect* effect, unsigned int input,
+                                         const D2D_RECT_F* inputRectangle) const;
 
   /// Ends the session and hands the device's own target to the render callback, which may call the
   /// device. When the device

@@ -10,6 +10,7 @@ constexpr HRESULT D2DERR_RECREATE_TARGET = static_cast<HRESULT>(0x8899000C);
 constexpr HRESULT D2DERR_MAX_TEXTURE_SIZE_EXCEEDED = static_cast<HRESULT>(0x8899000F);
 constexpr HRESULT D2DERR_WRONG_FACTORY = static_cast<HRESULT>(0x88990012);
 constexpr HRESULT D2DERR_WRONG_RESOURCE_DOMAIN = static_cast<HRESULT>(0x88990015);
+constexpr HRESULT D2DERR_PUSH_POP_UNBALANCED = static_cast<HRESULT>(0x88990016);
 constexpr HRESULT D2DERR_INVALID_GRAPH_CONFIGURATION = static_cast<HRESULT>(0x8899001E);
 constexpr HRESULT D2DERR_CYCLIC_GRAPH = static_cast<HRESULT>(0x88990020);
 constexpr HRESULT D2DERR_BITMAP_CANNOT_DRAW = static_cast<HRESULT>(0x88990021);
@@ -46,6 +47,31 @@ enum D2D1_COMPOSITE_MODE : UINT32 {
   D2D1_COMPOSITE_MODE_SOURCE_COPY = 10,
   D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY = 11,
   D2D1_COMPOSITE_MODE_MASK_INVERT = 12,
+};
+
+enum D2D1_PRIMITIVE_BLEND : UINT32 {
+  D2D1_PRIMITIVE_BLEND_SOURCE_OVER = 0,
+  D2D1_PRIMITIVE_BLEND_COPY = 1,
+  D2D1_PRIMITIVE_BLEND_MIN = 2,
+  D2D1_PRIMITIVE_BLEND_ADD = 3,
+  D2D1_PRIMITIVE_BLEND_MAX = 4,
+};
+
+enum D2D1_ANTIALIAS_MODE : UINT32 {
+  D2D1_ANTIALIAS_MODE_PER_PRIMITIVE = 0,
+  D2D1_ANTIALIAS_MODE_ALIASED = 1,
+};
+
+enum D2D1_TEXT_ANTIALIAS_MODE : UINT32 {
+  D2D1_TEXT_ANTIALIAS_MODE_DEFAULT = 0,
+  D2D1_TEXT_ANTIALIAS_MODE_CLEARTYPE = 1,
+  D2D1_TEXT_ANTIALIAS_MODE_GRAYSCALE = 2,
+  D2D1_TEXT_ANTIALIAS_MODE_ALIASED = 3,
+};
+
+enum D2D1_BUFFER_PRECISION : UINT32 {
+  D2D1_BUFFER_PRECISION_UNKNOWN = 0,
+  D2D1_BUFFER_PRECISION_8BPC_UNORM = 1,
 };
 
 enum D2D1_BITMAP_OPTIONS : UINT32 {
@@ -123,12 +149,50 @@ struct D2D_SIZE_U {
 };
 using D2D1_SIZE_U = D2D_SIZE_U;
 
+/// [x y 1] times the matrix is the point that (x, y) becomes.
+struct D2D_MATRIX_3X2_F {
+  FLOAT _11;
+  FLOAT _12;
+  FLOAT _21;
+  FLOAT _22;
+  FLOAT _31;
+  FLOAT _32;
+};
+using D2D1_MATRIX_3X2_F = D2D_MATRIX_3X2_F;
+
+/// [x y z 1] times the matrix, divided by its last component, is the point that (x, y, z) becomes.
+struct D2D_MATRIX_4X4_F {
+  FLOAT _11;
+  FLOAT _12;
+  FLOAT _13;
+  FLOAT _14;
+  FLOAT _21;
+  FLOAT _22;
+  FLOAT _23;
+  FLOAT _24;
+  FLOAT _31;
+  FLOAT _32;
+  FLOAT _33;
+  FLOAT _34;
+  FLOAT _41;
+  FLOAT _42;
+  FLOAT _43;
+  FLOAT _44;
+};
+using D2D1_MATRIX_4X4_F = D2D_MATRIX_4X4_F;
+
 using D2D1_COLOR_F = D3DCOLORVALUE;
 using D2D1_TAG = UINT64;
 
 struct D2D1_PIXEL_FORMAT {
   DXGI_FORMAT format;
   D2D1_ALPHA_MODE alphaMode;
+};
+
+/// How effects are to be evaluated: the precision of results between passes, and the size of tiles.
+struct D2D1_RENDERING_CONTROLS {
+  D2D1_BUFFER_PRECISION bufferPrecision;
+  D2D1_SIZE_U tileSize;
 };
 
 class ID2D1Factory1;
@@ -268,17 +332,52 @@ class ID2D1Effect : public ID2D1Properties {
 VANTRIX_INTERFACE(ID2D1Effect, 0x28211A43, 0x7D89, 0x476F,
                   {0x81, 0x81, 0x2D, 0x61, 0x59, 0xB2, 0x20, 0xAD});
 
+/// Input `inputIndex` of `effect`, and the part of it that is known to be there.
+struct D2D1_EFFECT_INPUT_DESCRIPTION {
+  ID2D1Effect* effect;
+  UINT32 inputIndex;
+  D2D1_RECT_F inputRectangle;
+};
+
 /// A drawing target. Errors of drawing calls are kept and returned by `EndDraw`.
+///
+/// Coordinates are in units of 1/96 inch, or in pixels of the target after
+/// `SetUnitMode(D2D1_UNIT_MODE_PIXELS)`. A coordinate that is no number or beyond 2^24 is
+/// `E_INVALIDARG`, and nothing is drawn.
 class ID2D1RenderTarget : public ID2D1Resource {
  public:
+  /// Sets what is applied to all coordinates of drawing calls; the identity at the start. A
+  /// transform that is not invertible makes drawing calls draw nothing. Null is `E_INVALIDARG`.
+  virtual void SetTransform(const D2D1_MATRIX_3X2_F* transform) = 0;
+  virtual void GetTransform(D2D1_MATRIX_3X2_F* transform) const = 0;
+  /// `D2D1_ANTIALIAS_MODE_PER_PRIMITIVE`, the start: a pixel at an edge takes part by its covered
+  /// part, taken from the centre's distance to the edge. `D2D1_ANTIALIAS_MODE_ALIASED`: a pixel
+  /// whose centre is inside takes part.
+  virtual void SetAntialiasMode(D2D1_ANTIALIAS_MODE mode) = 0;
+  virtual D2D1_ANTIALIAS_MODE GetAntialiasMode() const = 0;
+  virtual void SetTextAntialiasMode(D2D1_TEXT_ANTIALIAS_MODE mode) = 0;
+  virtual D2D1_TEXT_ANTIALIAS_MODE GetTextAntialiasMode() const = 0;
+  /// Limits drawing and clearing to the pixels whose centres lie in `rectangle`, or in the
+  /// bounding box of what the transform makes of it, and in the clips pushed before. `mode` makes
+  /// no difference. Each clip must be popped in its session, else the end of the session is
+  /// `D2DERR_PUSH_POP_UNBALANCED`; so is a pop without a clip. Clips stay when the target changes.
+  virtual void PushAxisAlignedClip(const D2D1_RECT_F* rectangle, D2D1_ANTIALIAS_MODE mode) = 0;
+  virtual void PopAxisAlignedClip() = 0;
   /// Opens a session. Opening one twice is an error, returned by the next `EndDraw`.
   virtual void BeginDraw() = 0;
   /// Closes the session and returns its first error: `D2DERR_WRONG_STATE` for a call out of order,
   /// `D2DERR_RECREATE_TARGET` when the device is lost. `tag1` and `tag2` may be null and receive 0.
   virtual HRESULT EndDraw(D2D1_TAG* tag1, D2D1_TAG* tag2) = 0;
-  /// Fills the target; `color` (null: transparent black) has straight alpha.
+  /// Fills the target within the clips; `color` (null: transparent black) has straight alpha.
   virtual void Clear(const D2D1_COLOR_F* color) = 0;
+  /// Sets how many pixels an inch has. Two zeros give 96; other values that are not both above 0
+  /// change nothing.
+  virtual void SetDpi(FLOAT dpiX, FLOAT dpiY) = 0;
   virtual void GetDpi(FLOAT* dpiX, FLOAT* dpiY) const = 0;
+  /// The three of the target, all zero without one. `GetSize` is in the units of coordinates.
+  virtual D2D1_PIXEL_FORMAT GetPixelFormat() const = 0;
+  virtual D2D1_SIZE_U GetPixelSize() const = 0;
+  virtual D2D1_SIZE_F GetSize() const = 0;
   /// Largest width and height of a bitmap in pixels.
   virtual UINT32 GetMaximumBitmapSize() const = 0;
 
@@ -305,11 +404,61 @@ class ID2D1DeviceContext : public ID2D1RenderTarget {
   virtual void GetTarget(ID2D1Image** target) const = 0;
   virtual void SetUnitMode(D2D1_UNIT_MODE mode) = 0;
   virtual D2D1_UNIT_MODE GetUnitMode() const = 0;
+  /// How `DrawBitmap` puts a bitmap s on what is there, d, each premultiplied: source over, the
+  /// bitmap alone, or of each channel the smaller, the sum, or the larger.
+  virtual void SetPrimitiveBlend(D2D1_PRIMITIVE_BLEND blend) = 0;
+  virtual D2D1_PRIMITIVE_BLEND GetPrimitiveBlend() const = 0;
+  /// The controls are kept for the host: results between passes always have 8 bits a channel, and
+  /// images are not tiled. Null is `E_INVALIDARG`.
+  virtual void SetRenderingControls(const D2D1_RENDERING_CONTROLS* controls) = 0;
+  virtual void GetRenderingControls(D2D1_RENDERING_CONTROLS* controls) const = 0;
   /// Draws `imageRectangle` (null: the whole, in the image's own coordinates) of `image` with its
-  /// top left corner at `targetOffset` (null: the image's own position).
+  /// top left corner at `targetOffset` (null: 0,0).
+  ///
+  /// Whole pixels are drawn as they are. Otherwise nearest and linear read the image at the
+  /// pixel's centre. Multi-sample linear is the mean of four linear samples, at a quarter of the
+  /// pixel from its centre in each direction; anisotropic the mean of as many as the pixel has
+  /// pixels of the image along each side, 16 at most. Cubic takes 4 by 4 pixels with the cubic
+  /// weights of B = 0, C = 1/2; high quality cubic widens that kernel where the image is made
+  /// smaller. Beyond the rectangle the image's edge goes on.
+  ///
+  /// The modes `SOURCE_IN`, `DESTINATION_IN`, `SOURCE_OUT`, `DESTINATION_ATOP` and `SOURCE_COPY`
+  /// change the whole target within the clips: around the image they see transparent black.
   virtual void DrawImage(ID2D1Image* image, const D2D1_POINT_2F* targetOffset,
                          const D2D1_RECT_F* imageRectangle, D2D1_INTERPOLATION_MODE interpolation,
                          D2D1_COMPOSITE_MODE composite) = 0;
+  /// Draws `sourceRectangle` (null: the whole) of a bitmap to `destinationRectangle` (null: its own
+  /// size at 0,0), then through `perspective` (null: none; z is 0), with the primitive blend. The
+  /// part of a rectangle that leaves the bitmap is not drawn; one without width or height draws
+  /// nothing. `opacity` is clamped to 0..1. Interpolation as for `DrawImage`.
+  virtual void DrawBitmap(ID2D1Bitmap* bitmap, const D2D1_RECT_F* destinationRectangle,
+                          FLOAT opacity, D2D1_INTERPOLATION_MODE interpolation,
+                          const D2D1_RECT_F* sourceRectangle,
+                          const D2D1_MATRIX_4X4_F* perspective) = 0;
+
+  /// The extent of an image in its own coordinates. This and the queries below return
+  /// `E_POINTER`, `E_INVALIDARG` for what is no image or effect of the layer, and what drawing the
+  /// image would fail with.
+  virtual HRESULT GetImageLocalBounds(ID2D1Image* image, D2D1_RECT_F* bounds) const = 0;
+  /// The same after the transform.
+  virtual HRESULT GetImageWorldBounds(ID2D1Image* image, D2D1_RECT_F* bounds) const = 0;
+  /// Tells that a part of an input (null: all) has changed. `E_INVALIDARG` beyond the inputs.
+  virtual HRESULT InvalidateEffectInputRectangle(ID2D1Effect* effect, UINT32 input,
+                                                 const D2D1_RECT_F* inputRectangle) = 0;
+  /// Number of rectangles of the effect's output that have to be drawn again, 0 or 1: what has
+  /// changed of it, or of the effects that feed it, since each was drawn. `SetInput` with
+  /// `invalidate` changes all of an output.
+  virtual HRESULT GetEffectInvalidRectangleCount(ID2D1Effect* effect, UINT32* count) = 0;
+  /// Stores them; `count` must be what `GetEffectInvalidRectangleCount` gives.
+  virtual HRESULT GetEffectInvalidRectangles(ID2D1Effect* effect, D2D1_RECT_F* rectangles,
+                                             UINT32 count) = 0;
+  /// Stores for each of `count` inputs the part that is read to draw `renderRectangle` (null: the
+  /// whole) of the effect's output, cut by the description's rectangle. It is empty for an effect
+  /// that does not feed the drawn one.
+  virtual HRESULT GetEffectRequiredInputRectangles(
+      ID2D1Effect* renderEffect, const D2D1_RECT_F* renderRectangle,
+      const D2D1_EFFECT_INPUT_DESCRIPTION* descriptions, D2D1_RECT_F* requiredRectangles,
+      UINT32 count) = 0;
 
  protected:
   ~ID2D1DeviceContext() = default;

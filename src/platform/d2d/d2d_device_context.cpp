@@ -1,40 +1,11 @@
 #include "platform/d2d/d2d_device_context.h"
 
-#include <algorithm>
 #include <cmath>
-#include <span>
-
-extern "C" {
-extern const unsigned char vantrix_spirv_image[];
-extern const unsigned char vantrix_spirv_image_end[];
-}
 
 namespace Vantra::Platform {
 namespace {
 
-std::span<const std::byte> ImageProgram() {
-  return std::as_bytes(std::span(vantrix_spirv_image, vantrix_spirv_image_end));
-}
-
-// Far beyond every image, and exact in a float.
-constexpr float kCoordinateLimit = 1 << 24;
-
-bool IsCoordinate(float value) { return std::abs(value) <= kCoordinateLimit; }
-
-bool IsWhole(float value) { return value == std::floor(value); }
-
-// The first pixel whose centre lies at or behind `edge`.
-std::int32_t FirstPixel(float edge) { return static_cast<std::int32_t>(std::ceil(edge - 0.5f)); }
-
-Render::Rect Intersect(const Render::Rect& a, const Render::Rect& b) {
-  return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
-          std::min(a.bottom, b.bottom)};
-}
-
-D2D1_RECT_F ToFloat(const Render::Rect& rect) {
-  return {static_cast<float>(rect.left), static_cast<float>(rect.top),
-          static_cast<float>(rect.right), static_cast<float>(rect.bottom)};
-}
+constexpr float kUnitsPerInch = 96.0f;
 
 }  // namespace
 
@@ -56,6 +27,8 @@ HRESULT DeviceContext2D::EndDraw(D2D1_TAG* tag1, D2D1_TAG* tag2) {
   if (tag2) *tag2 = 0;
   if (!drawing_) Record(D2DERR_WRONG_STATE);
   drawing_ = false;
+  if (!clips_.empty()) Record(D2DERR_PUSH_POP_UNBALANCED);
+  clips_.clear();
   const HRESULT flushed = ToResult(device_->GetEngine().Flush());
   device_->EndSession();
   Record(flushed);
@@ -70,18 +43,82 @@ bool DeviceContext2D::CanDraw() {
   return false;
 }
 
-void DeviceContext2D::Clear(const D2D1_COLOR_F* color) {
-  if (!CanDraw()) return;
-  const D2D1_COLOR_F c = color ? *color : D2D1_COLOR_F{0, 0, 0, 0};
-  const std::array<float, 4> premultiplied = {c.r * c.a, c.g * c.a, c.b * c.a, c.a};
-  Surface& surface = target_->GetSurface();
-  Record(ToResult(device_->GetEngine().Clear(*surface.texture, premultiplied)));
-  surface.transparent = c.a == 0.0f;
+void DeviceContext2D::SetTransform(const D2D1_MATRIX_3X2_F* transform) {
+  if (!transform) return Record(E_INVALIDARG);
+  transform_ = *transform;
+}
+
+void DeviceContext2D::SetAntialiasMode(D2D1_ANTIALIAS_MODE mode) {
+  if (mode > D2D1_ANTIALIAS_MODE_ALIASED) return Record(E_INVALIDARG);
+  antialias_mode_ = mode;
+}
+
+void DeviceContext2D::SetTextAntialiasMode(D2D1_TEXT_ANTIALIAS_MODE mode) {
+  if (mode > D2D1_TEXT_ANTIALIAS_MODE_ALIASED) return Record(E_INVALIDARG);
+  text_antialias_mode_ = mode;
+}
+
+void DeviceContext2D::SetUnitMode(D2D1_UNIT_MODE mode) {
+  if (mode > D2D1_UNIT_MODE_PIXELS) return Record(E_INVALIDARG);
+  unit_mode_ = mode;
+}
+
+void DeviceContext2D::SetPrimitiveBlend(D2D1_PRIMITIVE_BLEND blend) {
+  if (blend > D2D1_PRIMITIVE_BLEND_MAX) return Record(E_INVALIDARG);
+  primitive_blend_ = blend;
+}
+
+void DeviceContext2D::SetRenderingControls(const D2D1_RENDERING_CONTROLS* controls) {
+  if (!controls) return Record(E_INVALIDARG);
+  rendering_controls_ = *controls;
+}
+
+void DeviceContext2D::SetDpi(FLOAT dpiX, FLOAT dpiY) {
+  if (dpiX == 0 && dpiY == 0) dpiX = dpiY = kUnitsPerInch;
+  if (!(dpiX > 0) || !(dpiY > 0) || std::isinf(dpiX) || std::isinf(dpiY)) return;
+  dpi_x_ = dpiX;
+  dpi_y_ = dpiY;
 }
 
 void DeviceContext2D::GetDpi(FLOAT* dpiX, FLOAT* dpiY) const {
   *dpiX = dpi_x_;
   *dpiY = dpi_y_;
+}
+
+D2D1_PIXEL_FORMAT DeviceContext2D::GetPixelFormat() const {
+  if (!target_) return {DXGI_FORMAT_UNKNOWN, D2D1_ALPHA_MODE_UNKNOWN};
+  return target_->GetPixelFormat();
+}
+
+D2D1_SIZE_U DeviceContext2D::GetPixelSize() const {
+  return target_ ? target_->GetPixelSize() : D2D1_SIZE_U{0, 0};
+}
+
+D2D1_SIZE_F DeviceContext2D::GetSize() const {
+  const D2D1_SIZE_U pixels = GetPixelSize();
+  const Projection scale = UnitsToTarget();
+  return {static_cast<FLOAT>(pixels.width / scale.m[0][0]),
+          static_cast<FLOAT>(pixels.height / scale.m[1][1])};
+}
+
+Projection DeviceContext2D::UnitsToTarget() const {
+  if (unit_mode_ == D2D1_UNIT_MODE_PIXELS) return {};
+  return Projection::Scale(dpi_x_ / kUnitsPerInch, dpi_y_ / kUnitsPerInch);
+}
+
+Projection DeviceContext2D::WorldToTarget() const {
+  return Projection::From(transform_) * UnitsToTarget();
+}
+
+Projection DeviceContext2D::ImageToUnits(const ImageNode& node) const {
+  if (unit_mode_ == D2D1_UNIT_MODE_PIXELS) return {};
+  FLOAT x = dpi_x_;
+  FLOAT y = dpi_y_;
+  // An effect's output has the resolution of what it is drawn to.
+  if (const auto* bitmap = dynamic_cast<const Bitmap2D*>(&node)) bitmap->GetDpi(&x, &y);
+  if (!(x > 0)) x = kUnitsPerInch;
+  if (!(y > 0)) y = kUnitsPerInch;
+  return Projection::Scale(kUnitsPerInch / x, kUnitsPerInch / y);
 }
 
 UINT32 DeviceContext2D::GetMaximumBitmapSize() const {
@@ -147,87 +184,6 @@ void DeviceContext2D::SetTarget(ID2D1Image* target) {
 
 void DeviceContext2D::GetTarget(ID2D1Image** target) const {
   *target = CComPtr<Bitmap2D>(target_).Detach();
-}
-
-void DeviceContext2D::DrawImage(ID2D1Image* image, const D2D1_POINT_2F* targetOffset,
-                                const D2D1_RECT_F* imageRectangle,
-                                D2D1_INTERPOLATION_MODE interpolation,
-                                D2D1_COMPOSITE_MODE composite) {
-  if (!CanDraw()) return;
-  ImageNode* node = FindNode(image);
-  if (!node) return Record(E_INVALIDARG);
-  Record(DrawNode(*node, targetOffset ? *targetOffset : D2D1_POINT_2F{0, 0}, imageRectangle,
-                  interpolation, composite));
-}
-
-HRESULT DeviceContext2D::DrawNode(ImageNode& node, const D2D1_POINT_2F& offset,
-                                  const D2D1_RECT_F* rectangle,
-                                  D2D1_INTERPOLATION_MODE interpolation,
-                                  D2D1_COMPOSITE_MODE composite) {
-  if (node.GetGraphicsDevice() != device_) return D2DERR_WRONG_RESOURCE_DOMAIN;
-  if (composite != D2D1_COMPOSITE_MODE_SOURCE_OVER &&
-      composite != D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY) {
-    return D2DERR_UNSUPPORTED_OPERATION;
-  }
-  Surface& surface = target_->GetSurface();
-  Evaluation evaluation(*device_, surface, evaluation_storage_);
-  Render::Rect bounds;
-  HRESULT result = node.GetBounds(evaluation, &bounds);
-  if (FAILED(result)) return result;
-
-  // The part of the image that is drawn, and where its origin goes in the target.
-  D2D1_RECT_F part = ToFloat(bounds);
-  D2D1_POINT_2F origin = offset;
-  if (rectangle) {
-    origin.x -= rectangle->left;
-    origin.y -= rectangle->top;
-    part = {std::max(part.left, rectangle->left), std::max(part.top, rectangle->top),
-            std::min(part.right, rectangle->right), std::min(part.bottom, rectangle->bottom)};
-  }
-  const float numbers[] = {origin.x, origin.y, part.left, part.top, part.right, part.bottom};
-  if (!std::all_of(std::begin(numbers), std::end(numbers), IsCoordinate)) return E_INVALIDARG;
-
-  const Render::Rect rect =
-      Intersect(surface.texture->Bounds(),
-                {FirstPixel(part.left + origin.x), FirstPixel(part.top + origin.y),
-                 FirstPixel(part.right + origin.x), FirstPixel(part.bottom + origin.y)});
-  if (rect.Empty()) return S_OK;
-
-  const bool aligned = IsWhole(origin.x) && IsWhole(origin.y);
-  const bool replaces = surface.transparent || composite == D2D1_COMPOSITE_MODE_BOUNDED_SOURCE_COPY;
-  if (aligned && replaces) {
-    result = node.RenderDirectly(evaluation, {&surface, rect, -origin.x, -origin.y});
-    if (result != S_FALSE) {
-      surface.transparent = false;
-      return result;
-    }
-  }
-
-  RenderedImage image;
-  result = node.Render(evaluation, &image);
-  if (FAILED(result)) return result;
-
-  Render::Pass pass;
-  result = ToResult(device_->GetProgram(ImageProgram(), &pass.program));
-  if (FAILED(result)) return result;
-  // On whole pixels every interpolation is the pixel itself.
-  const bool nearest = aligned || interpolation == D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR;
-  if (!nearest && interpolation != D2D1_INTERPOLATION_MODE_LINEAR) {
-    return D2DERR_UNSUPPORTED_OPERATION;
-  }
-  pass.bindings[0] = {
-      image.texture,
-      {.filter = nearest ? Render::Filter::kNearest : Render::Filter::kLinear},
-  };
-  pass.target = surface.texture.get();
-  pass.rect = rect;
-  pass.origin_x = -origin.x - static_cast<float>(image.bounds.left);
-  pass.origin_y = -origin.y - static_cast<float>(image.bounds.top);
-  pass.extent_x = static_cast<float>(image.bounds.Width());
-  pass.extent_y = static_cast<float>(image.bounds.Height());
-  pass.blend = replaces ? Render::Blend::kReplace : Render::Blend::kSourceOver;
-  surface.transparent = false;
-  return ToResult(device_->GetEngine().Draw(pass));
 }
 
 }  // namespace Vantra::Platform

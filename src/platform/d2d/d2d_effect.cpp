@@ -5,6 +5,7 @@
 #include <cwchar>
 
 #include "platform/d2d/d2d_bitmap.h"
+#include "platform/d2d/projection.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -34,12 +35,22 @@ const CommonProperty* FindProperty(UINT32 index) {
 
 RECT ToContract(const Render::Rect& rect) { return {rect.left, rect.top, rect.right, rect.bottom}; }
 
+Render::Rect ToEngine(const RECT& rect) { return {rect.left, rect.top, rect.right, rect.bottom}; }
+
+// The box around both; an empty one adds nothing.
+Render::Rect Union(const Render::Rect& a, const Render::Rect& b) {
+  if (a.Empty()) return b;
+  if (b.Empty()) return a;
+  return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right),
+          std::max(a.bottom, b.bottom)};
+}
+
+}  // namespace
+
 std::uint64_t NextVisit() {
   static std::uint64_t last = 0;
   return ++last;
 }
-
-}  // namespace
 
 ImageNode* FindNode(ID2D1Image* image) {
   if (auto* output = dynamic_cast<Effect2D::Output*>(image)) return output->GetEffect();
@@ -87,8 +98,9 @@ HRESULT Effect2D::Initialize() {
   return implementation_->Initialize(context_, graph_);
 }
 
-void Effect2D::SetInput(UINT32 index, ID2D1Image* image, BOOL) {
+void Effect2D::SetInput(UINT32 index, ID2D1Image* image, BOOL invalidate) {
   if (index >= inputs_.size()) return;
+  if (invalidate) all_invalid_ = true;
   Input input;
   if (auto* output = dynamic_cast<Output*>(image);
       output && output->GetEffect()->DependsOn(this, NextVisit())) {
@@ -186,6 +198,80 @@ bool Effect2D::DependsOn(const Effect2D* sought, std::uint64_t visit) {
   });
 }
 
+Effect2D* Effect2D::GetInputEffect(std::size_t index) const {
+  return dynamic_cast<Effect2D*>(inputs_[index].node);
+}
+
+void Effect2D::ListFeeders(std::uint64_t visit, std::vector<Effect2D*>* list) {
+  if (visit_ == visit) return;
+  visit_ = visit;
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    if (Effect2D* effect = GetInputEffect(i)) effect->ListFeeders(visit, list);
+  }
+  list->push_back(this);
+}
+
+HRESULT Effect2D::Invalidate(Evaluation& evaluation, UINT32 input, const RECT* part) {
+  if (input >= inputs_.size()) return E_INVALIDARG;
+  Render::Rect bounds;
+  RECT changed = {};
+  if (!part || FAILED(GetBounds(evaluation, &bounds)) ||
+      FAILED(graph_->GetTransform()->MapInvalidRect(input, *part, &changed))) {
+    // Without its inputs an effect cannot tell what a part of one does.
+    all_invalid_ = true;
+  } else {
+    invalid_ = Union(invalid_, ToEngine(changed));
+  }
+  return S_OK;
+}
+
+HRESULT Effect2D::GetInvalid(Evaluation& evaluation, Render::Rect* invalid) {
+  if (invalid_evaluation_ != evaluation.Id()) {
+    Render::Rect bounds;
+    HRESULT result = GetBounds(evaluation, &bounds);
+    if (FAILED(result)) return result;
+    Render::Rect found = all_invalid_ ? bounds : invalid_;
+    for (std::size_t i = 0; i < inputs_.size(); ++i) {
+      Effect2D* effect = GetInputEffect(i);
+      Render::Rect part;
+      if (!effect) continue;
+      result = effect->GetInvalid(evaluation, &part);
+      if (FAILED(result)) return result;
+      RECT changed = {};
+      if (part.Empty()) continue;
+      result = graph_->GetTransform()->MapInvalidRect(static_cast<UINT32>(i), ToContract(part),
+                                                      &changed);
+      if (FAILED(result)) return result;
+      found = Union(found, ToEngine(changed));
+    }
+    found_invalid_ = Intersect(found, bounds);
+    invalid_evaluation_ = evaluation.Id();
+  }
+  *invalid = found_invalid_;
+  return S_OK;
+}
+
+void Effect2D::Require(Evaluation& evaluation, const Render::Rect& part) {
+  required_ = Union(GetRequired(evaluation), part);
+  required_evaluation_ = evaluation.Id();
+}
+
+Render::Rect Effect2D::GetRequired(const Evaluation& evaluation) const {
+  return required_evaluation_ == evaluation.Id() ? required_ : Render::Rect{};
+}
+
+HRESULT Effect2D::MapRequired(Evaluation& evaluation, RECT* inputs) {
+  std::fill_n(inputs, inputs_.size(), RECT{});
+  Render::Rect bounds;
+  const HRESULT result = GetBounds(evaluation, &bounds);
+  if (FAILED(result)) return result;
+  const Render::Rect part = Intersect(GetRequired(evaluation), bounds);
+  if (part.Empty()) return S_OK;
+  const RECT output = ToContract(part);
+  return graph_->GetTransform()->MapOutputRectToInputRects(&output, inputs,
+                                                           static_cast<UINT32>(inputs_.size()));
+}
+
 HRESULT Effect2D::GetBounds(Evaluation& evaluation, Render::Rect* bounds) {
   if (bounds_evaluation_ != evaluation.Id()) {
     const HRESULT result = ComputeBounds(evaluation, &bounds_);
@@ -250,7 +336,12 @@ HRESULT Effect2D::RunPass(Evaluation& evaluation, Render::Texture* target, const
   pass.origin_y = origin_y - static_cast<float>(input.top);
   pass.extent_x = static_cast<float>(input.Width());
   pass.extent_y = static_cast<float>(input.Height());
-  return ToResult(device_->GetEngine().Draw(pass));
+  result = ToResult(device_->GetEngine().Draw(pass));
+  if (SUCCEEDED(result)) {
+    all_invalid_ = false;
+    invalid_ = {};
+  }
+  return result;
 }
 
 HRESULT Effect2D::Render(Evaluation& evaluation, RenderedImage* image) {

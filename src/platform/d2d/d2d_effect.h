@@ -54,6 +54,21 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
   UINT32 GetValueSize(UINT32 index) const override;
   HRESULT GetSubProperties(UINT32 index, ID2D1Properties** properties) const override;
 
+  // Records that a part of an input, in pixels (null: all), has changed.
+  HRESULT Invalidate(Evaluation& evaluation, UINT32 input, const RECT* part);
+  // The part of the output that has changed since it was drawn; empty when none has.
+  HRESULT GetInvalid(Evaluation& evaluation, Render::Rect* invalid);
+  // Appends this effect behind all those that feed it, each once. `visit` is as in `NextVisit`.
+  void ListFeeders(std::uint64_t visit, std::vector<Effect2D*>* list);
+  // Adds to the part of the output that the evaluation asks for.
+  void Require(Evaluation& evaluation, const Render::Rect& part);
+  // The part that it has asked for; empty when it did not.
+  Render::Rect GetRequired(const Evaluation& evaluation) const;
+  // The parts of the inputs that are read for the required part.
+  HRESULT MapRequired(Evaluation& evaluation, RECT* inputs);
+  // The effect behind an input; null for a bitmap or nothing.
+  Effect2D* GetInputEffect(std::size_t index) const;
+
   const std::shared_ptr<GraphicsDevice>& GetGraphicsDevice() const override { return device_; }
   HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) override;
   HRESULT Render(Evaluation& evaluation, RenderedImage* image) override;
@@ -111,8 +126,19 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
   Render::Rect bounds_;
   std::uint64_t image_evaluation_ = 0;
   RenderedImage image_;
+  std::uint64_t invalid_evaluation_ = 0;
+  Render::Rect found_invalid_;
+  std::uint64_t required_evaluation_ = 0;
+  Render::Rect required_;
   std::uint64_t visit_ = 0;
+
+  // What of the output has changed since the last drawing, beside what its inputs tell of.
+  bool all_invalid_ = true;
+  Render::Rect invalid_;
 };
+
+// A number for a walk over the graph, not used before.
+std::uint64_t NextVisit();
 
 // The node behind an image of this layer; null for null and for any other image.
 ImageNode* FindNode(ID2D1Image* image);

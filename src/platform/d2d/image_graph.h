@@ -31,8 +31,8 @@ struct DirectTarget {
 // lives until the evaluation ends.
 class Evaluation {
  public:
-  // `target` is what the drawing goes to.
-  Evaluation(GraphicsDevice& device, const Surface& target,
+  // `target` is what the drawing goes to; null when nothing is drawn.
+  Evaluation(GraphicsDevice& device, const Surface* target,
              std::vector<std::unique_ptr<Render::Texture>>& storage)
       : device_(device), target_(target), storage_(storage), id_(++s_last_id) {}
   Evaluation(const Evaluation&) = delete;
@@ -43,7 +43,7 @@ class Evaluation {
   // Number of this evaluation, never 0, by which nodes know results of their own.
   std::uint64_t Id() const { return id_; }
 
-  bool IsTarget(const Surface& surface) const { return &surface == &target_; }
+  bool IsTarget(const Surface& surface) const { return &surface == target_; }
 
   // A texture for a result, owned by the evaluation.
   HRESULT NewTexture(const Render::Rect& bounds, Render::Texture** texture);
@@ -52,7 +52,7 @@ class Evaluation {
   static std::uint64_t s_last_id;
 
   GraphicsDevice& device_;
-  const Surface& target_;
+  const Surface* target_;
   std::vector<std::unique_ptr<Render::Texture>>& storage_;
   std::uint64_t id_;
 };
