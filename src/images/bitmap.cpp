@@ -15,12 +15,6 @@ constexpr long kBytesPerPixel = 4;
 // 64 GiB. No device has a picture of that size, so the allocator is not asked for one.
 constexpr std::size_t kMostBytes = std::size_t{1} << 36;
 
-// Sizes beyond what the fields hold are as good as none: no platform bitmap has them.
-int ToField(long value) {
-  const long magnitude = value == std::numeric_limits<long>::min() ? 0 : std::labs(value);
-  return magnitude > std::numeric_limits<int>::max() ? 0 : static_cast<int>(magnitude);
-}
-
 // Copies rows of `row_bytes` bytes. A negative step leads backwards.
 void CopyRows(char* destination, std::ptrdiff_t destination_step, const unsigned char* source,
               std::ptrdiff_t source_step, std::size_t row_bytes, int rows) {
@@ -45,6 +39,11 @@ ID2D1Bitmap1* Bitmap::GetBitmap() const {
 }
 
 bool Bitmap::IsEmpty() const { return GetBitmap() == nullptr; }
+
+int Bitmap::ToField(long value) {
+  const long magnitude = value == std::numeric_limits<long>::min() ? 0 : std::labs(value);
+  return magnitude > std::numeric_limits<int>::max() ? 0 : static_cast<int>(magnitude);
+}
 
 BitmapContext* Bitmap::GetBitmapContext() { return dynamic_cast<BitmapContext*>(GetContext()); }
 

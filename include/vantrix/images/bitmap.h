@@ -5,6 +5,7 @@
 #include <vantrix/device/resourcebase.h>
 #include <vantrix/export.h>
 #include <vantrix/platform/d2d1.h>
+#include <vantrix/platform/wincodec.h>
 
 #include <memory>
 #include <vector>
@@ -117,6 +118,13 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   /// the animation and the file format stay.
   void Cleanup();
 
+  /// Writes the pixels of a texture that the CPU may read to a file of the format `container`, as
+  /// they are. A file that is there stays until the new one is complete. Throws
+  /// `DException::kSave` when the file or its encoder cannot be made; a texture that cannot be read
+  /// is not reported, and nothing is written.
+  static void SaveImage(const wchar_t* path, ID3D11DeviceContext* context,
+                        IWICImagingFactory2* factory, ID3D11Texture2D* texture, REFGUID container);
+
   /// Shows a frame: copies its rows to the top left of the CPU pixels and uploads them. `index` is
   /// limited to the frames there are. What does not fit into the bitmap is left out.
   void SelectFrame(int index);
@@ -142,6 +150,8 @@ class VANTRIX_API Bitmap final : public ResourceBase {
     int height;
   };
 
+  /// The absolute value, or 0 for what a field does not hold: no platform bitmap has that size.
+  static int ToField(long value);
   BitmapContext* GetBitmapContext();
   /// Takes a size, drops what the bitmap held of another one, and makes the CPU pixels. False when
   /// there are none to fill.
