@@ -26,7 +26,9 @@ std::string Describe(HRESULT result) {
     case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED):
       return "permission denied";
     case WINCODEC_ERR_UNKNOWNIMAGEFORMAT:
-      return "neither a PNG nor a JPEG picture";
+      return "neither a PNG nor a JPEG nor a BMP picture";
+    case WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT:
+      return "the picture is of a variant that cannot be read";
     case WINCODEC_ERR_BADHEADER:
       return "the picture's header is damaged";
     case WINCODEC_ERR_BADIMAGE:

@@ -90,5 +90,122 @@ TEST_F(Bitmaps, AnUnchangedSizeKeepsBufferAndBitmap) {
   EXPECT_EQ(bitmap_.GetBitmap(), nullptr);
 }
 
+// Every channel, alpha too, times alpha.
+Color TimesAlpha(const Picture& input, int x, int y) {
+  const Pixel& s = input.At(x, y);
+  Color color;
+  for (std::size_t c = 0; c < color.size(); ++c) color[c] = s[c] / 255.0 * (s[3] / 255.0);
+  return color;
+}
+
+TEST_F(Bitmaps, StraightAlphaIsConvertedOnTheDeviceAndKeptOnTheCpu) {
+  const Picture picture = DrawNoise(33, 17, 9);
+  // The first frame, one of unchanged size, and one in the caller's own session.
+  for (const int draw : {1, 1, 0}) {
+    if (!draw) device_.BeginDraw(nullptr);
+    bitmap_.SetPixelsAlphaStraight(picture.Bytes(), 33, 17, 33 * 4, 0, draw);
+    if (!draw) device_.EndDrawNoCallback();
+    EXPECT_EQ(std::memcmp(bitmap_.GetBits(), picture.Bytes(), picture.pixels.size() * 4), 0);
+    const auto difference = Compare(picture, Read(bitmap_), TimesAlpha);
+    EXPECT_FALSE(difference) << *difference;
+  }
+  // A frame of another size, and back to pixels that need no conversion.
+  const Picture small = DrawNoise(5, 3, 10);
+  bitmap_.SetPixelsAlphaStraight(small.Bytes(), 5, -3, 20, 0, 1);
+  EXPECT_FALSE(Compare(small, Read(bitmap_), TimesAlpha));
+  bitmap_.SetPixelsAlphaStraight(nullptr, 6, 3, 24, 0, 1);
+  EXPECT_FALSE(bitmap_.IsEmpty());
+  Upload(bitmap_, small);
+  EXPECT_EQ(Read(bitmap_).pixels, small.pixels);
+}
+
+TEST_F(Bitmaps, ANegativeStrideOfStraightAlphaWalksBackAndDoesNotFlip) {
+  const unsigned char rows[] = {1, 1, 1, 255, 2, 2, 2, 255};
+  const auto first = [&](const unsigned char* start, long stride, int flip) {
+    bitmap_.SetPixelsAlphaStraight(start, 1, 2, stride, flip, 1);
+    return bitmap_.GetBits()[0];
+  };
+  EXPECT_EQ(first(rows, 4, 0), 1);
+  EXPECT_EQ(first(rows, 4, 1), 2);
+  EXPECT_EQ(first(rows + 4, -4, 0), 2);
+  EXPECT_EQ(first(rows + 4, -4, 1), 1);
+  EXPECT_EQ(Read(bitmap_).At(0, 0)[0], 1);
+}
+
+TEST_F(Bitmaps, ALossKeepsTheCpuPixelsAndTheFramesAndNothingElse) {
+  class Rebuilt final : public Device {
+   public:
+    int count = 0;
+
+   protected:
+    void OnDeviceReCreate() override { ++count; }
+  };
+  Rebuilt device;
+  device.Intialize(nullptr);
+  const Picture picture = DrawNoise(9, 4, 3);
+  Bitmap straight;
+  Bitmap drawn;
+  straight.Create(&device);
+  drawn.Create(&device);
+  straight.SetPixelsAlphaStraight(picture.Bytes(), 9, 4, 36, 0, 1);
+  drawn.SetPixels(picture.Bytes(), 9, 4, 36, 0);
+  device.BeginDraw(&drawn, {0, 0, 0, 1});
+  device.EndDrawNoCallback();
+  Platform::InjectDeviceLoss(device.GetD3D11Device());
+  device.BeginDraw(nullptr, {0, 0, 0, 0});
+  device.EndDrawNoCallback();
+  ASSERT_EQ(device.count, 1);
+  EXPECT_EQ(Read(drawn).pixels, picture.pixels);
+  EXPECT_EQ(Read(straight).pixels, picture.pixels);
+  // The next frame is converted again.
+  straight.SetPixelsAlphaStraight(picture.Bytes(), 9, 4, 36, 0, 1);
+  const auto difference = Compare(picture, Read(straight), TimesAlpha);
+  EXPECT_FALSE(difference) << *difference;
+}
+
+TEST_F(Bitmaps, CopyingGivesADestinationOfAnotherWidthTheSize) {
+  const Picture picture = DrawNoise(7, 5, 2);
+  Upload(bitmap_, picture);
+  Bitmap copy;
+  copy.Create(&device_);
+  bitmap_.CopyTo(&copy);
+  EXPECT_EQ(Read(copy).pixels, picture.pixels);
+
+  // The same width: more rows keep their own, fewer keep all.
+  const Picture tall = DrawNoise(7, 6, 3);
+  Upload(copy, tall);
+  bitmap_.CopyTo(&copy);
+  EXPECT_EQ(Read(copy).At(6, 4), picture.At(6, 4));
+  EXPECT_EQ(Read(copy).At(0, 5), tall.At(0, 5));
+  const Picture flat = DrawNoise(7, 4, 3);
+  Upload(copy, flat);
+  bitmap_.CopyTo(&copy);
+  EXPECT_EQ(Read(copy).pixels, flat.pixels);
+
+  bitmap_.CopyTo(&bitmap_);
+  EXPECT_EQ(Read(bitmap_).pixels, picture.pixels);
+  Bitmap none;
+  none.CopyTo(&copy);
+  EXPECT_TRUE(copy.IsEmpty());
+  bitmap_.CopyTo(&none);
+  EXPECT_TRUE(none.IsEmpty());
+}
+
+TEST_F(Bitmaps, SizesThatNoMemoryHoldsGiveNoPixels) {
+  constexpr long kMost = std::numeric_limits<int>::max();
+  const Picture picture = DrawScene(4, 4);
+  bitmap_.SetPixels(picture.Bytes(), kMost, kMost, kMost, 0);
+  EXPECT_EQ(bitmap_.GetBits(), nullptr);
+  bitmap_.SetPixelsAlphaStraight(picture.Bytes(), kMost, kMost, kMost, 1, 1);
+  bitmap_.SetPixelSize(kMost, kMost);
+  EXPECT_TRUE(bitmap_.IsEmpty());
+  EXPECT_EQ(bitmap_.GetGpuPixels(), nullptr);
+  // Rows that are shorter than the width says.
+  bitmap_.SetPixelsAlphaStraight(picture.Bytes(), 100, 4, 16, 0, 1);
+  bitmap_.GetGpuPixels();
+  Upload(bitmap_, picture);
+  EXPECT_EQ(Read(bitmap_).pixels, picture.pixels);
+}
+
 }  // namespace
 }  // namespace Vantra

@@ -53,6 +53,18 @@ void WriteJpegs(const std::filesystem::path& folder) {
   }
 }
 
+void WriteBmps(const std::filesystem::path& folder) {
+  for (const unsigned bits : {1u, 4u, 8u, 24u, 32u}) {
+    for (const bool top_down : {false, true}) {
+      Bytes file = EncodeBmp(MakeBmp(bits, 9, 7, top_down, bits == 32 && top_down));
+      Write(folder, file);
+      // A width that the data does not reach.
+      file[18] = 0x70;
+      Write(folder, file);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -62,5 +74,6 @@ int main(int argc, char** argv) {
   }
   WritePngs(std::filesystem::path(argv[1]) / "png");
   WriteJpegs(std::filesystem::path(argv[1]) / "jpeg");
+  WriteBmps(std::filesystem::path(argv[1]) / "bmp");
   return 0;
 }

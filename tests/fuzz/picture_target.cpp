@@ -23,7 +23,8 @@ void Require(bool condition, const char* what) {
 
 bool IsStatedOpeningFailure(HRESULT result) {
   return result == WINCODEC_ERR_UNKNOWNIMAGEFORMAT || result == WINCODEC_ERR_BADHEADER ||
-         result == WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+         result == WINCODEC_ERR_IMAGESIZEOUTOFRANGE ||
+         result == WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
 }
 
 // The buffer is as long as it must be and no longer, for the address sanitizer.

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace Vantra {
 
@@ -52,6 +53,20 @@ class VANTRIX_API Device {
   ID2D1DeviceContext* GetD2DDeviceContext() const { return context_->GetD2DDeviceContext(); }
   IWICImagingFactory2* GetWicImagingFactory() const { return context_->GetWicImagingFactory(); }
   EffectFactory& GetEffectFactory() { return context_->GetEffectFactory(); }
+
+  /// Opens a picture file as a source of premultiplied blue, green, red, alpha pixels; the caller
+  /// owns the reference in `*result`. When `width` and `height` are positive and both differ from
+  /// the picture's, it is scaled to fill them in its own proportions, and cut equally on both
+  /// sides; else it keeps its size. Returns what the platform failed with, with a null `*result`;
+  /// `E_FAIL` on a device that is not running.
+  HRESULT LoadFile(const wchar_t* path, int width, int height, IWICBitmapSource** result);
+  /// Writes the picture that `LoadFile` gives as a PNG file. Returns false when the source cannot
+  /// be opened or the destination not made. A failure behind that is not reported; a destination
+  /// that is there then stays as it was. Source and destination may be the same file.
+  bool SaveFile(const std::wstring& source, const std::wstring& destination, int width, int height);
+  /// Writes a texture that the CPU may read as a BMP file, whatever the name's extension. Throws
+  /// `DException::kSave` as `Bitmap::SaveImage` does.
+  void SaveFile(const wchar_t* path, ID3D11Texture2D* texture);
 
   /// Sets the function that receives finished frames; an empty one turns the read-back off.
   void SetRenderCallback(RenderCallback callback);

@@ -5,17 +5,73 @@
 #include <vantrix/device/resourcebase.h>
 #include <vantrix/export.h>
 #include <vantrix/platform/d2d1.h>
+#include <vantrix/platform/wincodec.h>
 
 #include <memory>
+#include <vector>
+
+class IFlashDXPlayer;
+
+namespace VantraFx {
+class AlphaConvert;
+}
 
 namespace Vantra {
+
+class BitmapContext;
+class ColorSpaceConverter;
 
 /// Holds a picture twice, as CPU pixels and as a GPU bitmap: rows of blue, green, red, alpha bytes,
 /// alpha premultiplied, top row first. What has been uploaded survives the loss of the device; what
 /// was drawn into the GPU bitmap since does not.
+///
+/// A bitmap may carry frames, of which one at a time is shown in both. Operations report no
+/// failure: what cannot be done leaves a stale or missing GPU bitmap, and memory that cannot be had
+/// leaves the bitmap without pixels.
 class VANTRIX_API Bitmap final : public ResourceBase {
  public:
-  Bitmap() = default;
+  /// Where a picture came from.
+  enum class FileFormat : int {
+    kBmp = 0,
+    kPng = 1,
+    kJpeg = 3,
+    kTiff = 4,
+    kGif = 5,
+    kHdPhoto = 6,
+    kDds = 7,
+    kSwf = 8,
+    kUnknown = 9,
+  };
+
+  /// One picture of several.
+  struct Frame {
+    /// `height` rows of `width` pixels without padding, in the bitmap's pixel format.
+    std::unique_ptr<char[]> pixels;
+    /// Transparency flag of a GIF's frame.
+    bool transparent = false;
+    /// In pixels; may differ from the bitmap's.
+    unsigned int width = 0;
+    unsigned int height = 0;
+    /// Place on a GIF's logical screen; all 0 for other frames.
+    D2D_RECT_F rect = {0, 0, 0, 0};
+    /// How long the frame stays: milliseconds for a GIF, else the host's unit of ticks.
+    unsigned int delay = 0;
+    /// Disposal method of a GIF's frame.
+    unsigned int disposal = 0;
+  };
+
+  /// Says that one picture holds several frames in one row or one column.
+  struct MultipleOptions {
+    /// 0: the frames stand side by side, of width / count columns each. Else: one below the other,
+    /// of height / count rows each.
+    int layout = 0;
+    /// Number of frames; 1 or less means that the picture is not split.
+    int count = 0;
+    /// Given to each frame.
+    unsigned int delay = 0;
+  };
+
+  Bitmap();
   ~Bitmap() override;
 
   long GetWidth() const { return width_; }
@@ -24,6 +80,13 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   long GetStride() const { return stride_; }
   /// The CPU pixels, null when there are none; owned by the bitmap.
   char* GetBits() const { return pixels_.get(); }
+  /// What the decoder told after a load, or the number of frames.
+  int GetFrameCount() const { return frame_count_; }
+  FileFormat GetFileFormat() const { return file_format_; }
+  /// A GIF's background colour; empty when there is none.
+  const std::unique_ptr<D3DCOLORVALUE>& GetChromaKey() const { return chroma_key_; }
+  const std::vector<std::unique_ptr<Frame>>& GetFrames() const { return frames_; }
+  std::vector<std::unique_ptr<Frame>>& GetFrames() { return frames_; }
   /// The GPU bitmap, without a reference for the caller; null when there is none.
   ID2D1Bitmap1* GetBitmap() const;
   /// True when there is no GPU bitmap.
@@ -34,6 +97,19 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   /// but not with both, the first row becomes the last. Width and height count by their absolute
   /// value. A side below 1 empties the bitmap. Needs a created bitmap.
   void SetPixels(const unsigned char* pixels, long width, long height, long stride, int flip);
+  /// Takes a video frame in one of the formats of `ColorSpaceConverter`, of `stride` bytes a row,
+  /// and converts it: CPU pixels and GPU bitmap then hold the same. Sizes count as for `SetPixels`.
+  /// A format that is not one of them leaves the pixels undefined after a change of size. Throws
+  /// `DException::kTexture` for a frame that the device has no texture for.
+  void SetPixelsEx(const unsigned char* pixels, long width, long height, long stride,
+                   DXGI_FORMAT format);
+  /// Takes rows of straight alpha and has the device convert them: the CPU pixels then hold what
+  /// was given, the GPU bitmap every channel times alpha, alpha included. With `flip` set, the
+  /// first row becomes the last. A negative `stride` leads from each row to the one before it in
+  /// memory. With `draw` 0 a drawing session must be open; else the bitmap opens its own. After a
+  /// loss of the device the pixels come back unconverted.
+  void SetPixelsAlphaStraight(const unsigned char* pixels, long width, long height, long stride,
+                              int flip, int draw);
   /// Changes the size; the contents are undefined until something is drawn. The present size does
   /// nothing.
   void SetPixelSize(long width, long height);
@@ -42,8 +118,34 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   unsigned char* GetGpuPixels();
   /// Uploads the CPU pixels.
   void RestoreCpuPixels();
-  /// Drops pixels and GPU bitmaps, and sets the size to 0.
+  /// Copies the GPU bitmap to that of `destination`, which must be created. A destination of
+  /// another width takes this bitmap's size first; one that is less high stays as it is.
+  void CopyTo(Bitmap* destination) const;
+  /// Draws the GPU bitmap, scaled to its size, into that of `destination`, which must hold one; not
+  /// inside a drawing session. A destination of the same size receives a copy.
+  void Resize(Bitmap* destination, D2D1_INTERPOLATION_MODE mode) const;
+  /// Drops pixels, frames and GPU bitmaps, and sets the size to 0. The current frame, the time of
+  /// the animation and the file format stay.
   void Cleanup();
+
+  /// Writes the pixels of a texture that the CPU may read to a file of the format `container`, as
+  /// they are. A file that is there stays until the new one is complete. Throws
+  /// `DException::kSave` when the file or its encoder cannot be made; a texture that cannot be read
+  /// is not reported, and nothing is written.
+  static void SaveImage(const wchar_t* path, ID3D11DeviceContext* context,
+                        IWICImagingFactory2* factory, ID3D11Texture2D* texture, REFGUID container);
+
+  /// Shows a frame: copies its rows to the top left of the CPU pixels and uploads them. `index` is
+  /// limited to the frames there are. What does not fit into the bitmap is left out.
+  void SelectFrame(int index);
+  /// Starts the clock of the frames at `tick`. With `restart`, shows the first frame. A GIF only
+  /// takes the time: it is not played here.
+  void StartAnimation(unsigned long tick, bool restart);
+  /// Does nothing: only a movie could be stopped.
+  void StopAnimation();
+  /// Shows the next frame, after the last the first, once the present one has stayed longer than
+  /// its delay. Ticks have 32 bits and may wrap.
+  void Animation(unsigned long tick);
 
  protected:
   Context* OnCreate() override;
@@ -51,11 +153,42 @@ class VANTRIX_API Bitmap final : public ResourceBase {
 
  private:
   friend class BitmapContext;
+  friend struct BitmapAccess;
+
+  struct FrameSize {
+    int width;
+    int height;
+  };
+
+  /// The absolute value, or 0 for what a field does not hold: no platform bitmap has that size.
+  static int ToField(long value);
+  BitmapContext* GetBitmapContext();
+  /// Takes a size, drops what the bitmap held of another one, and makes the CPU pixels. False when
+  /// there are none to fill.
+  bool Prepare(long width, long height, long stride);
+  /// Replaces the GPU bitmap's pixels by the CPU pixels, if there is one.
+  void Refresh();
+  /// Copies a frame's rows to the top left of the CPU pixels.
+  void CopyFrame(const Frame& frame);
+  /// The size of one frame of a picture with several.
+  static FrameSize GetMultipleFrameSize(int width, int height, int count, int layout);
+  /// Splits the CPU pixels, a picture without padding, into frames and shows the middle one. The
+  /// bitmap takes the frames' size; nothing is uploaded. `options` may be null. A picture with
+  /// fewer columns or rows than frames is left whole, as frames of it would hold nothing.
+  void LoadMultipleOptions(const MultipleOptions* options);
 
   int width_ = 0;
   int height_ = 0;
   int stride_ = 0;
+  int frame_count_ = 0;
+  int current_frame_ = 0;
+  unsigned int animation_tick_ = 0;
+  FileFormat file_format_ = FileFormat::kUnknown;
+  std::unique_ptr<D3DCOLORVALUE> chroma_key_;
   std::unique_ptr<char[]> pixels_;
+  std::unique_ptr<ColorSpaceConverter> converter_;
+  std::unique_ptr<VantraFx::AlphaConvert> alpha_effect_;
+  std::vector<std::unique_ptr<Frame>> frames_;
 };
 
 /// The live half of a bitmap.
@@ -78,7 +211,11 @@ class VANTRIX_API BitmapContext : public ResourceContext {
   /// Makes a bitmap of the resource's size; empty when the platform refuses it.
   CComPtr<ID2D1Bitmap1> MakeBitmap(const void* pixels, UINT32 pitch, D2D1_BITMAP_OPTIONS options);
 
+  /// The movie's player; null for every other picture. Not a device object.
+  IFlashDXPlayer* player_ = nullptr;
   CComPtr<ID2D1Bitmap1> bitmap_;
+  /// Holds straight alpha before it is converted.
+  CComPtr<ID2D1Bitmap1> raw_input_;
   CComPtr<ID2D1Bitmap1> read_back_;
 };
 

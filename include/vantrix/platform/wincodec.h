@@ -1,25 +1,30 @@
 #pragma once
 
-/// The part of the imaging contract that the library uses: decoders, frames, format conversion and
-/// streams.
+/// The part of the imaging contract that the library uses: decoders, frames, format conversion,
+/// scaling, encoders and streams.
 
 #include <vantrix/platform/com.h>
 
 constexpr HRESULT WINCODEC_ERR_WRONGSTATE = static_cast<HRESULT>(0x88982F04);
 constexpr HRESULT WINCODEC_ERR_UNKNOWNIMAGEFORMAT = static_cast<HRESULT>(0x88982F07);
 constexpr HRESULT WINCODEC_ERR_NOTINITIALIZED = static_cast<HRESULT>(0x88982F0C);
+constexpr HRESULT WINCODEC_ERR_CODECTOOMANYSCANLINES = static_cast<HRESULT>(0x88982F46);
 constexpr HRESULT WINCODEC_ERR_COMPONENTNOTFOUND = static_cast<HRESULT>(0x88982F50);
 constexpr HRESULT WINCODEC_ERR_IMAGESIZEOUTOFRANGE = static_cast<HRESULT>(0x88982F51);
 constexpr HRESULT WINCODEC_ERR_BADIMAGE = static_cast<HRESULT>(0x88982F60);
 constexpr HRESULT WINCODEC_ERR_BADHEADER = static_cast<HRESULT>(0x88982F61);
 constexpr HRESULT WINCODEC_ERR_FRAMEMISSING = static_cast<HRESULT>(0x88982F62);
+constexpr HRESULT WINCODEC_ERR_STREAMWRITE = static_cast<HRESULT>(0x88982F71);
 constexpr HRESULT WINCODEC_ERR_STREAMREAD = static_cast<HRESULT>(0x88982F72);
 constexpr HRESULT WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT = static_cast<HRESULT>(0x88982F80);
+constexpr HRESULT WINCODEC_ERR_UNSUPPORTEDOPERATION = static_cast<HRESULT>(0x88982F81);
 constexpr HRESULT WINCODEC_ERR_INSUFFICIENTBUFFER = static_cast<HRESULT>(0x88982F8C);
 
 constexpr CLSID CLSID_WICImagingFactory2 = {
     0x317D06E8, 0x5F24, 0x433D, {0xBD, 0xF7, 0x79, 0xCE, 0x68, 0xD8, 0xAB, 0xC2}};
 
+constexpr GUID GUID_ContainerFormatBmp = {
+    0x0AF1D87E, 0xFCFE, 0x4188, {0xBD, 0xEB, 0xA7, 0x90, 0x64, 0x71, 0xCB, 0xE3}};
 constexpr GUID GUID_ContainerFormatPng = {
     0x1B7CFAF4, 0x713F, 0x473C, {0xBB, 0xCD, 0x61, 0x37, 0x42, 0x5F, 0xAE, 0xAF}};
 constexpr GUID GUID_ContainerFormatJpeg = {
@@ -48,7 +53,17 @@ enum WICDecodeOptions : UINT {
   WICDecodeMetadataCacheOnLoad = 1
 };
 enum WICBitmapDitherType : UINT { WICBitmapDitherTypeNone = 0 };
-enum WICBitmapPaletteType : UINT { WICBitmapPaletteTypeCustom = 0 };
+enum WICBitmapPaletteType : UINT {
+  WICBitmapPaletteTypeCustom = 0,
+  WICBitmapPaletteTypeMedianCut = 1
+};
+enum WICBitmapInterpolationMode : UINT {
+  WICBitmapInterpolationModeNearestNeighbor = 0,
+  WICBitmapInterpolationModeLinear = 1,
+  WICBitmapInterpolationModeCubic = 2,
+  WICBitmapInterpolationModeFant = 3
+};
+enum WICBitmapEncoderCacheOption : UINT { WICBitmapEncoderNoCache = 2 };
 
 struct WICRect {
   INT X;
@@ -114,17 +129,105 @@ class IWICFormatConverter : public IWICBitmapSource {
 VANTRIX_INTERFACE(IWICFormatConverter, 0x00000301, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// A stream over memory that the caller owns.
+/// A picture in memory.
+class IWICBitmap : public IWICBitmapSource {
+ protected:
+  ~IWICBitmap() = default;
+};
+VANTRIX_INTERFACE(IWICBitmap, 0x00000121, 0xA8F2, 0x4877,
+                  {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
+
+/// Gives a picture of one of the four formats above at another size. The modes read, along each
+/// side, where the middle of the new pixel lies in the source:
+///   nearest  the pixel there
+///   linear   the two pixels beside it, weighted by their nearness
+///   cubic    the four pixels around it, by the cubic curve through the middle two that is smooth
+///            at them (Catmull-Rom)
+///   Fant     all that the new pixel covers, weighted by the share covered, when the side gets
+///            smaller; linear when it does not
+/// Beyond the edge stands the pixel at the edge. Channels are independent, results are rounded.
+class IWICBitmapScaler : public IWICBitmapSource {
+ public:
+  /// `E_INVALIDARG` for no source, a side of 0 or another mode,
+  /// `WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT`, `WINCODEC_ERR_WRONGSTATE` when called twice.
+  virtual HRESULT Initialize(IWICBitmapSource* source, UINT width, UINT height,
+                             WICBitmapInterpolationMode mode) = 0;
+
+ protected:
+  ~IWICBitmapScaler() = default;
+};
+VANTRIX_INTERFACE(IWICBitmapScaler, 0x00000302, 0xA8F2, 0x4877,
+                  {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
+
+/// A stream over memory that the caller owns, or over a file. `WINCODEC_ERR_WRONGSTATE` when
+/// initialised twice, `WINCODEC_ERR_NOTINITIALIZED` from everything else before.
 class IWICStream : public IStream {
  public:
-  /// The bytes must outlive the stream. `WINCODEC_ERR_WRONGSTATE` when called twice.
+  /// The bytes must outlive the stream. Writing changes them; `STG_E_MEDIUMFULL` beyond their end.
   virtual HRESULT InitializeFromMemory(BYTE* buffer, DWORD size) = 0;
+  /// Opens a file by a name as `CreateDecoderFromFilename` takes it: with `GENERIC_READ` to be
+  /// read, with `GENERIC_WRITE` to be made or replaced. A file that is replaced stays as it was
+  /// until the stream's `Commit`, and for good when that does not come.
+  virtual HRESULT InitializeFromFilename(LPCWSTR name, DWORD access) = 0;
 
  protected:
   ~IWICStream() = default;
 };
 VANTRIX_INTERFACE(IWICStream, 0x135FF860, 0x22B7, 0x4DDF,
                   {0xB0, 0xF6, 0x21, 0x8F, 0x4F, 0x29, 0x9A, 0x43});
+
+/// Options of an encoder's frame; there are none.
+class IPropertyBag2 : public IUnknown {
+ protected:
+  ~IPropertyBag2() = default;
+};
+VANTRIX_INTERFACE(IPropertyBag2, 0x22F55882, 0x280B, 0x11D0,
+                  {0xA8, 0xA9, 0x00, 0xA0, 0xC9, 0x0C, 0x20, 0x04});
+
+/// Takes one picture from top to bottom. The order is `Initialize`, `SetSize` and `SetPixelFormat`,
+/// `WritePixels` until there are all rows, `Commit`; else `WINCODEC_ERR_WRONGSTATE`. The files hold
+/// straight alpha. Every operation may fail with what writing the stream failed with.
+class IWICBitmapFrameEncode : public IUnknown {
+ public:
+  /// `options` must be null.
+  virtual HRESULT Initialize(IPropertyBag2* options) = 0;
+  /// `E_INVALIDARG` for a side of 0, `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above.
+  virtual HRESULT SetSize(UINT width, UINT height) = 0;
+  /// Says how the pixels to come are laid out: one of the four formats above. For any other
+  /// `*format` becomes `GUID_WICPixelFormat32bppBGRA`, which is also the start.
+  virtual HRESULT SetPixelFormat(WICPixelFormatGUID* format) = 0;
+  /// Takes the next rows. `WINCODEC_ERR_CODECTOOMANYSCANLINES` beyond the height, and as
+  /// `CopyPixels` for the buffer.
+  virtual HRESULT WritePixels(UINT lineCount, UINT stride, UINT size, BYTE* pixels) = 0;
+  /// Takes the rows of `rect` (null: the whole) of a source, whose size becomes the frame's unless
+  /// that was set; then they must be equal in width. A source that fails leaves the frame
+  /// incomplete.
+  virtual HRESULT WriteSource(IWICBitmapSource* source, WICRect* rect) = 0;
+  virtual HRESULT Commit() = 0;
+
+ protected:
+  ~IWICBitmapFrameEncode() = default;
+};
+VANTRIX_INTERFACE(IWICBitmapFrameEncode, 0x00000105, 0xA8F2, 0x4877,
+                  {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
+
+/// Writes a picture file of one frame to a stream, from its present position.
+class IWICBitmapEncoder : public IUnknown {
+ public:
+  /// `WINCODEC_ERR_WRONGSTATE` when called twice.
+  virtual HRESULT Initialize(IStream* stream, WICBitmapEncoderCacheOption option) = 0;
+  /// `bag` may be null and receives null. `WINCODEC_ERR_NOTINITIALIZED`,
+  /// `WINCODEC_ERR_UNSUPPORTEDOPERATION` for a second frame.
+  virtual HRESULT CreateNewFrame(IWICBitmapFrameEncode** frame, IPropertyBag2** bag) = 0;
+  /// `WINCODEC_ERR_FRAMEMISSING` unless the frame was committed with success,
+  /// `WINCODEC_ERR_WRONGSTATE` when called twice.
+  virtual HRESULT Commit() = 0;
+
+ protected:
+  ~IWICBitmapEncoder() = default;
+};
+VANTRIX_INTERFACE(IWICBitmapEncoder, 0x00000103, 0xA8F2, 0x4877,
+                  {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
 class IWICImagingFactory2 : public IUnknown {
  public:
@@ -137,12 +240,23 @@ class IWICImagingFactory2 : public IUnknown {
                                             IWICBitmapDecoder** decoder) = 0;
   /// Opens a picture from the stream's present position, its format told by its content.
   /// `WINCODEC_ERR_UNKNOWNIMAGEFORMAT`, `WINCODEC_ERR_BADHEADER`,
-  /// `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above, `WINCODEC_ERR_STREAMREAD`.
+  /// `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above,
+  /// `WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT` for a variant that no decoder knows,
+  /// `WINCODEC_ERR_STREAMREAD`.
   virtual HRESULT CreateDecoderFromStream(IStream* stream, const GUID* vendor,
                                           WICDecodeOptions options,
                                           IWICBitmapDecoder** decoder) = 0;
   virtual HRESULT CreateFormatConverter(IWICFormatConverter** converter) = 0;
+  virtual HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
+  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng` or
+  /// `GUID_ContainerFormatBmp`. `vendor` may be null.
+  virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
+                                IWICBitmapEncoder** encoder) = 0;
+  /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the
+  /// source's own failure.
+  virtual HRESULT CreateBitmapFromSourceRect(IWICBitmapSource* source, UINT x, UINT y, UINT width,
+                                             UINT height, IWICBitmap** bitmap) = 0;
 
  protected:
   ~IWICImagingFactory2() = default;

@@ -14,6 +14,7 @@ constexpr CatalogueEntry Entry() {
 
 std::span<const CatalogueEntry> GetCatalogue() {
   static constexpr CatalogueEntry kCatalogue[] = {
+      Entry<VantraFx::AlphaConvert>(),
       Entry<VantraFx::Posterize>(),
   };
   return kCatalogue;

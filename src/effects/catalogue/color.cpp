@@ -5,6 +5,17 @@ namespace VantraFx {
 using Vantra::Describe;
 using Vantra::EffectDescription;
 
+const EffectDescription& AlphaConvert::Description() {
+  static const EffectDescription description = Describe<AlphaConvert>({
+      .id = {0xBCE58867, 0x87FE, 0x4E6C, {0x8F, 0x6B, 0x6D, 0xEC, 0xBD, 0x52, 0x51, 0xA9}},
+      .name = "AlphaConvert",
+      .display_name = "Alpha Convert",
+      .description = "Convert alpha from straight to premultiplied",
+      .shader = L"IDR_PS_ALPHACONVERT",
+  });
+  return description;
+}
+
 const EffectDescription& Posterize::Description() {
   static const EffectDescription description =
       Describe<Posterize>(

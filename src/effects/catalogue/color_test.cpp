@@ -19,6 +19,36 @@ class ColorEffects : public DeviceFixture {
   }
 };
 
+// Each channel, alpha too, times alpha.
+Color TimesAlpha(const Picture& input, int x, int y) {
+  const Pixel& s = input.At(x, y);
+  Color color;
+  for (std::size_t c = 0; c < color.size(); ++c) color[c] = s[c] / 255.0 * (s[3] / 255.0);
+  return color;
+}
+
+TEST_F(ColorEffects, AlphaConvertMultipliesEveryChannelByAlpha) {
+  std::vector<Picture> pictures = LoadPhotographs();
+  pictures.push_back(DrawNoise(256, 256, 3));
+  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {1921, 1081}}) {
+    pictures.push_back(DrawSceneWithAlpha(width, height));
+  }
+  const auto convert = Make<AlphaConvert>();
+  for (const Picture& picture : pictures) {
+    const auto difference = Compare(picture, Run(*convert, picture), TimesAlpha);
+    EXPECT_FALSE(difference) << *difference;
+  }
+}
+
+TEST_F(ColorEffects, AlphaConvertKeepsWhatIsOpaqueAndSquaresAlpha) {
+  Picture picture("alphas", 4, 1);
+  picture.pixels = {{1, 2, 3, 255}, {255, 128, 0, 128}, {255, 255, 255, 0}, {51, 102, 204, 51}};
+  // 128 * 128 / 255 = 64.25, 51 is a fifth of 255.
+  const std::vector<Pixel> expected = {
+      {1, 2, 3, 255}, {128, 64, 0, 64}, {0, 0, 0, 0}, {10, 20, 41, 10}};
+  EXPECT_EQ(Run(*Make<AlphaConvert>(), picture).pixels, expected);
+}
+
 // floor(s × amout + 0.5) ÷ amout on each channel of the premultiplied sample.
 Formula Posterized(double amout) {
   return [amout](const Picture& input, int x, int y) {

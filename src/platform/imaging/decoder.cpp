@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/com/com_object.h"
+#include "platform/imaging/bmp_decoder.h"
 #include "platform/imaging/jpeg_decoder.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_decoder.h"
@@ -14,7 +15,7 @@
 namespace Vantra::Platform {
 namespace {
 
-const Coder* const kCoders[] = {&kPngCoder, &kJpegCoder};
+const Coder* const kCoders[] = {&kPngCoder, &kJpegCoder, &kBmpCoder};
 
 constexpr std::size_t kLongestSignature = 8;
 

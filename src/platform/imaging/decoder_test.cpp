@@ -34,6 +34,10 @@ std::vector<SmallFile> SmallFiles() {
     files.push_back({EncodeJpeg(MakeJpeg(JpegColour::kYCbCr, coding, 24, 40)), in_order});
     files.push_back({EncodeJpeg(MakeJpeg(JpegColour::kCmyk, coding, 17, 9)), in_order});
   }
+  for (const bool top_down : {false, true}) {
+    files.push_back({EncodeBmp(MakeBmp(8, 9, 7, top_down, false)), top_down});
+    files.push_back({EncodeBmp(MakeBmp(32, 9, 7, top_down, true)), top_down});
+  }
   return files;
 }
 
@@ -109,6 +113,77 @@ TEST(JpegDecoder, GivesThePixelsOfEveryColourModelAndCoding) {
       }
     }
   }
+}
+
+TEST(BmpDecoder, GivesTheExactPixelsOfEveryDepthOrderAndHeader) {
+  for (const unsigned bits : {1u, 4u, 8u, 24u, 32u}) {
+    for (int options = 0; options < 4; ++options) {
+      const bool alpha = (options & 2) != 0 && bits == 32;
+      for (const unsigned header : {40u, 56u, 124u}) {
+        for (const auto& [width, height] : {std::pair(1u, 1u), {3u, 9u}, {33u, 17u}}) {
+          BmpPicture made = MakeBmp(bits, width, height, (options & 1) != 0, alpha);
+          if (!alpha || header > 40) made.header = header;
+          const DecodedPicture decoded = DecodePicture(EncodeBmp(made));
+          ASSERT_TRUE(decoded.Succeeded()) << bits << " bits, header of " << header;
+          ASSERT_EQ(decoded.width, width);
+          ASSERT_EQ(decoded.height, height);
+          ASSERT_EQ(decoded.pixels, ExpectedRgba(made));
+        }
+      }
+    }
+  }
+}
+
+TEST(BmpDecoder, SkipsWhatLiesBeforeThePixelsAndRefusesVariantsItDoesNotKnow) {
+  const BmpPicture made = MakeBmp(24, 5, 4, false, false);
+  const Bytes file = EncodeBmp(made);
+  Bytes spaced = file;
+  spaced.insert(spaced.begin() + 54, 1000, 0xEE);
+  spaced[10] = static_cast<BYTE>((54 + 1000) & 0xFF);
+  spaced[11] = static_cast<BYTE>((54 + 1000) >> 8);
+  EXPECT_EQ(DecodePicture(spaced).pixels, ExpectedRgba(made));
+
+  // Masks behind a short header, in the usual order of channels and in another.
+  BmpPicture plain = MakeBmp(32, 5, 4, true, false);
+  Bytes masked = EncodeBmp(plain);
+  masked[30] = 3;
+  masked[10] += 12;
+  const BYTE masks[] = {0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0};
+  masked.insert(masked.begin() + 54, std::begin(masks), std::end(masks));
+  EXPECT_EQ(DecodePicture(masked).pixels, ExpectedRgba(plain));
+  masked[54] = 0xFF;
+  EXPECT_EQ(OpeningResult(masked), WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
+
+  // Bytes of the header, what to change them to, and the result.
+  const struct {
+    std::size_t at;
+    BYTE value;
+    HRESULT result;
+  } changes[] = {{10, 53, WINCODEC_ERR_BADHEADER},
+                 {13, 0x7F, WINCODEC_ERR_BADHEADER},
+                 {14, 12, WINCODEC_ERR_BADHEADER},
+                 {14, 200, WINCODEC_ERR_BADHEADER},
+                 {18, 0, WINCODEC_ERR_BADHEADER},
+                 {21, 0x80, WINCODEC_ERR_IMAGESIZEOUTOFRANGE},
+                 {28, 16, WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT},
+                 {30, 1, WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT}};
+  for (const auto& change : changes) {
+    Bytes changed = file;
+    changed[change.at] = change.value;
+    EXPECT_EQ(OpeningResult(changed), change.result) << change.at;
+  }
+  Bytes least = file;
+  least[22] = 0;
+  least[25] = 0x80;
+  EXPECT_EQ(OpeningResult(least), WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
+
+  // An index beyond a short palette is black.
+  Bytes short_palette = EncodeBmp(MakeBmp(8, 3, 1, false, false));
+  short_palette[46] = 1;
+  short_palette[54 + 1024] = 1;
+  const DecodedPicture decoded = DecodePicture(short_palette);
+  ASSERT_TRUE(decoded.Succeeded());
+  EXPECT_EQ(Bytes(decoded.pixels.begin(), decoded.pixels.begin() + 4), (Bytes{0, 0, 0, 255}));
 }
 
 TEST(Decoders, CopyAnyRectangleInAnyOrderAndNothingBesideIt) {
@@ -208,6 +283,7 @@ TEST(Decoders, ChangedBytesGiveAPictureOrAStatedFailure) {
       const HRESULT result = FAILED(decoded.opened) ? decoded.opened : decoded.copied;
       EXPECT_TRUE(result == WINCODEC_ERR_UNKNOWNIMAGEFORMAT || result == WINCODEC_ERR_BADHEADER ||
                   result == WINCODEC_ERR_IMAGESIZEOUTOFRANGE || result == WINCODEC_ERR_BADIMAGE ||
+                  result == WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT ||
                   (result == E_FAIL && decoded.pixels.empty()))
           << std::hex << result;
     }
@@ -238,6 +314,17 @@ Bytes LyingJpeg(unsigned width, unsigned height, JpegCoding coding) {
   return file;
 }
 
+Bytes LyingBmp(unsigned width, unsigned height, bool top_down) {
+  BmpPicture picture = MakeBmp(8, 9, 7, top_down, false);
+  Bytes file = EncodeBmp(picture);
+  const unsigned stored_height = top_down ? 0u - height : height;
+  for (int i = 0; i < 4; ++i) {
+    file[18 + i] = static_cast<BYTE>(width >> 8 * i);
+    file[22 + i] = static_cast<BYTE>(stored_height >> 8 * i);
+  }
+  return file;
+}
+
 TEST(Decoders, ASizeBeyondTheLimitsIsRefusedWhenTheFileIsOpened) {
   for (const bool interlaced : {false, true}) {
     EXPECT_EQ(OpeningResult(LyingPng(100000, 100000, interlaced)),
@@ -248,6 +335,12 @@ TEST(Decoders, ASizeBeyondTheLimitsIsRefusedWhenTheFileIsOpened) {
               WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
     EXPECT_EQ(OpeningResult(LyingPng(0, 5, interlaced)), WINCODEC_ERR_BADHEADER);
     EXPECT_EQ(OpeningResult(LyingPng(5, 0, interlaced)), WINCODEC_ERR_BADHEADER);
+  }
+  for (const bool top_down : {false, true}) {
+    EXPECT_EQ(OpeningResult(LyingBmp(WIC_MAXIMUM_SIDE + 1, 1, top_down)),
+              WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
+    EXPECT_EQ(OpeningResult(LyingBmp(1 << 14, (1 << 13) + 1, top_down)),
+              WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
   }
   for (const JpegCoding coding : kCodings) {
     EXPECT_EQ(OpeningResult(LyingJpeg(WIC_MAXIMUM_SIDE + 1, 1, coding)),
@@ -262,6 +355,7 @@ TEST(Decoders, ASizeBeyondTheLimitsIsRefusedWhenTheFileIsOpened) {
 TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
   std::vector<Bytes> files = {LyingPng(1 << 14, 1 << 13, false), LyingPng(1 << 14, 1 << 13, true)};
   for (const JpegCoding coding : kCodings) files.push_back(LyingJpeg(1 << 14, 1 << 13, coding));
+  for (const bool down : {false, true}) files.push_back(LyingBmp(1 << 14, 1 << 13, down));
   rusage before{};
   getrusage(RUSAGE_SELF, &before);
   for (const Bytes& file : files) {

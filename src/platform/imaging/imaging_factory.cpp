@@ -1,14 +1,11 @@
 #include <vantrix/platform/wincodec.h>
 
-#include <algorithm>
-#include <string>
-#include <string_view>
-
 #include "platform/com/com_object.h"
-#include "platform/com/guard.h"
-#include "platform/com/utf8.h"
 #include "platform/imaging/decoder.h"
+#include "platform/imaging/encoder.h"
 #include "platform/imaging/format_converter.h"
+#include "platform/imaging/memory_bitmap.h"
+#include "platform/imaging/scaler.h"
 #include "platform/imaging/streams.h"
 
 namespace Vantra::Platform {
@@ -21,25 +18,6 @@ HRESULT Make(Interface** out) {
   return *out == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
-HRESULT OpenFile(const std::string& name, CComPtr<FileStream>& stream) {
-  stream = MakeCom<FileStream>();
-  return stream == nullptr ? E_OUTOFMEMORY : stream->Open(name);
-}
-
-// Opens a file by a name that may be written in the platform's manner. A back-slash is an ordinary
-// character here, so the name comes first as it stands.
-HRESULT OpenNamedFile(std::wstring_view wide_name, CComPtr<FileStream>& stream) {
-  constexpr std::wstring_view kLongPathPrefix = L"\\\\?\\";
-  if (wide_name.starts_with(kLongPathPrefix)) wide_name.remove_prefix(kLongPathPrefix.size());
-  std::string name = ToUtf8(wide_name);
-  const HRESULT result = OpenFile(name, stream);
-  if (result != HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) || name.find('\\') == std::string::npos) {
-    return result;
-  }
-  std::replace(name.begin(), name.end(), '\\', '/');
-  return OpenFile(name, stream);
-}
-
 class ImagingFactory final : public ComObject<IWICImagingFactory2> {
  public:
   HRESULT CreateDecoderFromFilename(LPCWSTR name, const GUID*, DWORD access, WICDecodeOptions,
@@ -47,11 +25,10 @@ class ImagingFactory final : public ComObject<IWICImagingFactory2> {
     if (decoder == nullptr) return E_POINTER;
     *decoder = nullptr;
     if (name == nullptr || access != GENERIC_READ) return E_INVALIDARG;
-    return GuardMemory([&] {
-      CComPtr<FileStream> stream;
-      const HRESULT result = OpenNamedFile(name, stream);
-      return FAILED(result) ? result : CreateDecoder(stream, decoder);
-    });
+    CComPtr<Stream> stream = MakeCom<Stream>();
+    if (stream == nullptr) return E_OUTOFMEMORY;
+    const HRESULT result = stream->InitializeFromFilename(name, access);
+    return FAILED(result) ? result : CreateDecoder(stream, decoder);
   }
 
   HRESULT CreateDecoderFromStream(IStream* stream, const GUID*, WICDecodeOptions,
@@ -65,7 +42,22 @@ class ImagingFactory final : public ComObject<IWICImagingFactory2> {
     return Make<FormatConverter>(converter);
   }
 
-  HRESULT CreateStream(IWICStream** stream) override { return Make<MemoryStream>(stream); }
+  HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) override { return Make<Scaler>(scaler); }
+
+  HRESULT CreateStream(IWICStream** stream) override { return Make<Stream>(stream); }
+
+  HRESULT CreateEncoder(REFGUID container, const GUID*, IWICBitmapEncoder** encoder) override {
+    if (encoder == nullptr) return E_POINTER;
+    *encoder = nullptr;
+    return Platform::CreateEncoder(container, encoder);
+  }
+
+  HRESULT CreateBitmapFromSourceRect(IWICBitmapSource* source, UINT x, UINT y, UINT width,
+                                     UINT height, IWICBitmap** bitmap) override {
+    if (bitmap == nullptr) return E_POINTER;
+    *bitmap = nullptr;
+    return source == nullptr ? E_INVALIDARG : CopyToBitmap(source, {x, y, width, height}, bitmap);
+  }
 };
 
 }  // namespace

@@ -121,7 +121,11 @@ TEST(MemoryStream, ReadsAndSeeksWithinItsBytesAndNowhereElse) {
   STATSTG statistics{};
   EXPECT_EQ(stream->Stat(&statistics, STATFLAG_NONAME), S_OK);
   EXPECT_EQ(statistics.cbSize.QuadPart, 10u);
-  EXPECT_EQ(stream->Write(bytes, 1, nullptr), STG_E_ACCESSDENIED);
+  EXPECT_EQ(stream->Seek({8}, STREAM_SEEK_SET, nullptr), S_OK);
+  EXPECT_EQ(stream->Write("ABC", 3, &read), STG_E_MEDIUMFULL);
+  EXPECT_EQ(read, 2u);
+  EXPECT_EQ(bytes[9], 'B');
+  EXPECT_EQ(stream->Write(nullptr, 3, &read), E_POINTER);
   EXPECT_EQ(stream->SetSize({5}), STG_E_ACCESSDENIED);
   CComPtr<ISequentialStream> sequential;
   EXPECT_EQ(stream.QueryInterface(&sequential), S_OK);

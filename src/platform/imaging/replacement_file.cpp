@@ -28,49 +28,28 @@ HRESULT WriteTo(File file, const Writer& write) {
   return std::fclose(file.release()) == 0 ? S_OK : ResultFromErrno(errno);
 }
 
-// A new file that takes a name when it is complete, and is removed if it does not come to that.
-class NewFile {
- public:
-  ~NewFile() {
-    if (!name_.empty()) unlink(name_.c_str());
-  }
-  NewFile() = default;
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-
-  // Makes the file in the folder of `neighbour`, since a file can only be renamed within its file
-  // system.
-  HRESULT Create(const std::string& neighbour, mode_t mode, File* file) {
-    static std::atomic<unsigned> counter{0};
-    const std::string start = neighbour.substr(0, neighbour.rfind('/') + 1) + ".vantrix-" +
-                              std::to_string(getpid()) + "-";
-    int descriptor = -1;
-    do {
-      name_ = start + std::to_string(counter++) + ".tmp";
-      descriptor = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    } while (descriptor < 0 && errno == EEXIST);
-    if (descriptor >= 0) file->reset(fdopen(descriptor, "wb"));
-    if (*file != nullptr) return S_OK;
-    const int error = errno;
-    if (descriptor >= 0) {
-      close(descriptor);
-    } else {
-      name_.clear();
-    }
-    return ResultFromErrno(error);
-  }
-
-  HRESULT Rename(const std::string& name) {
-    if (rename(name_.c_str(), name.c_str()) != 0) return ResultFromErrno(errno);
-    name_.clear();
-    return S_OK;
-  }
-
- private:
-  std::string name_;
-};
-
 HRESULT Replace(std::string name, const Writer& write) {
+  ReplacementFile replacement;
+  int descriptor = -1;
+  HRESULT result = replacement.Open(std::move(name), &descriptor);
+  if (FAILED(result)) return result;
+  File file(fdopen(descriptor, "wb"));
+  if (file == nullptr) {
+    result = ResultFromErrno(errno);
+    close(descriptor);
+    return result;
+  }
+  result = WriteTo(std::move(file), write);
+  return FAILED(result) ? result : replacement.Commit();
+}
+
+}  // namespace
+
+ReplacementFile::~ReplacementFile() {
+  if (!written_.empty()) unlink(written_.c_str());
+}
+
+HRESULT ReplacementFile::Open(std::string name, int* descriptor) {
   constexpr mode_t kNewFileMode = 0666;
   mode_t mode = kNewFileMode;
   struct stat status;
@@ -78,8 +57,8 @@ HRESULT Replace(std::string name, const Writer& write) {
     if (S_ISDIR(status.st_mode)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
     if (!S_ISREG(status.st_mode)) {
       // A device or a pipe is written to, not replaced.
-      File file(std::fopen(name.c_str(), "wbe"));
-      return file == nullptr ? ResultFromErrno(errno) : WriteTo(std::move(file), write);
+      *descriptor = open(name.c_str(), O_WRONLY | O_CLOEXEC);
+      return *descriptor < 0 ? ResultFromErrno(errno) : S_OK;
     }
     if (access(name.c_str(), W_OK) != 0) return ResultFromErrno(errno);
     mode = status.st_mode & 0777;
@@ -89,15 +68,27 @@ HRESULT Replace(std::string name, const Writer& write) {
     if (real == nullptr) return ResultFromErrno(errno);
     name = real.get();
   }
-  NewFile made;
-  File file;
-  HRESULT result = made.Create(name, mode, &file);
-  if (FAILED(result)) return result;
-  result = WriteTo(std::move(file), write);
-  return FAILED(result) ? result : made.Rename(name);
+  // In the folder of the name, since a file can only be renamed within its file system.
+  static std::atomic<unsigned> counter{0};
+  const std::string start =
+      name.substr(0, name.rfind('/') + 1) + ".vantrix-" + std::to_string(getpid()) + "-";
+  std::string written;
+  do {
+    written = start + std::to_string(counter++) + ".tmp";
+    *descriptor = open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  } while (*descriptor < 0 && errno == EEXIST);
+  if (*descriptor < 0) return ResultFromErrno(errno);
+  name_ = std::move(name);
+  written_ = std::move(written);
+  return S_OK;
 }
 
-}  // namespace
+HRESULT ReplacementFile::Commit() {
+  if (written_.empty()) return S_OK;
+  if (rename(written_.c_str(), name_.c_str()) != 0) return ResultFromErrno(errno);
+  written_.clear();
+  return S_OK;
+}
 
 HRESULT ReplaceFile(std::string name, const std::function<HRESULT(std::FILE*)>& write) {
   return GuardMemory([&] { return Replace(std::move(name), write); });

@@ -1,40 +1,95 @@
 #include "platform/imaging/streams.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <limits>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <new>
 
-#include "platform/imaging/errno_result.h"
+#include "platform/imaging/file_storage.h"
 
 namespace Vantra::Platform {
+namespace {
 
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::Read(void* buffer, ULONG size, ULONG* read) {
+class MemoryStorage final : public Storage {
+ public:
+  MemoryStorage(BYTE* bytes, DWORD size) : bytes_(bytes), size_(size) {}
+
+  HRESULT GetSize(UINT64* size) override {
+    *size = size_;
+    return S_OK;
+  }
+
+  HRESULT ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) override {
+    *read = Room(position, size);
+    if (*read > 0) std::memcpy(buffer, bytes_ + position, *read);
+    return S_OK;
+  }
+
+  HRESULT WriteAt(UINT64 position, const BYTE* bytes, ULONG size, ULONG* written) override {
+    *written = Room(position, size);
+    if (*written > 0) std::memcpy(bytes_ + position, bytes, *written);
+    return *written == size ? S_OK : STG_E_MEDIUMFULL;
+  }
+
+ private:
+  // How much of `size` bytes lies before the end.
+  ULONG Room(UINT64 position, ULONG size) const {
+    return position >= size_ ? 0 : static_cast<ULONG>(std::min<UINT64>(size, size_ - position));
+  }
+
+  BYTE* bytes_;
+  DWORD size_;
+};
+
+}  // namespace
+
+HRESULT Storage::ReadAt(UINT64, BYTE*, ULONG, ULONG*) { return STG_E_ACCESSDENIED; }
+
+HRESULT Storage::WriteAt(UINT64, const BYTE*, ULONG, ULONG*) { return STG_E_ACCESSDENIED; }
+
+HRESULT Stream::InitializeFromMemory(BYTE* buffer, DWORD size) {
+  if (storage_ != nullptr) return WINCODEC_ERR_WRONGSTATE;
+  if (buffer == nullptr) return E_INVALIDARG;
+  storage_.reset(new (std::nothrow) MemoryStorage(buffer, size));
+  return storage_ == nullptr ? E_OUTOFMEMORY : S_OK;
+}
+
+HRESULT Stream::InitializeFromFilename(LPCWSTR name, DWORD access) {
+  if (storage_ != nullptr) return WINCODEC_ERR_WRONGSTATE;
+  if (name == nullptr) return E_INVALIDARG;
+  if (access == GENERIC_READ) return OpenFileForReading(name, &storage_);
+  if (access == GENERIC_WRITE) return OpenFileForWriting(name, &storage_);
+  return E_INVALIDARG;
+}
+
+HRESULT Stream::Read(void* buffer, ULONG size, ULONG* read) {
   if (read != nullptr) *read = 0;
   if (buffer == nullptr) return E_POINTER;
+  if (storage_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
   ULONG count = 0;
-  const HRESULT result = ReadAt(position_, static_cast<BYTE*>(buffer), size, &count);
+  const HRESULT result = storage_->ReadAt(position_, static_cast<BYTE*>(buffer), size, &count);
   if (FAILED(result)) return result;
   position_ += count;
   if (read != nullptr) *read = count;
   return count == size ? S_OK : S_FALSE;
 }
 
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::Write(const void*, ULONG, ULONG* written) {
+HRESULT Stream::Write(const void* buffer, ULONG size, ULONG* written) {
   if (written != nullptr) *written = 0;
-  return STG_E_ACCESSDENIED;
+  if (buffer == nullptr) return E_POINTER;
+  if (storage_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
+  ULONG count = 0;
+  const HRESULT result =
+      storage_->WriteAt(position_, static_cast<const BYTE*>(buffer), size, &count);
+  position_ += count;
+  if (written != nullptr) *written = count;
+  return result;
 }
 
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::Seek(LARGE_INTEGER move, DWORD origin,
-                                        ULARGE_INTEGER* position) {
+HRESULT Stream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) {
+  if (storage_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
   UINT64 size = 0;
-  const HRESULT result = GetSize(&size);
+  const HRESULT result = storage_->GetSize(&size);
   if (FAILED(result)) return result;
   UINT64 start = 0;
   switch (origin) {
@@ -60,84 +115,21 @@ HRESULT ReadOnlyStream<Interface>::Seek(LARGE_INTEGER move, DWORD origin,
   return S_OK;
 }
 
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::SetSize(ULARGE_INTEGER) {
-  return STG_E_ACCESSDENIED;
+HRESULT Stream::SetSize(ULARGE_INTEGER) { return STG_E_ACCESSDENIED; }
+
+HRESULT Stream::Commit(DWORD) {
+  return storage_ == nullptr ? WINCODEC_ERR_NOTINITIALIZED : storage_->Commit();
 }
 
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::Commit(DWORD) {
-  return S_OK;
-}
-
-template <class Interface>
-HRESULT ReadOnlyStream<Interface>::Stat(STATSTG* statistics, DWORD) {
+HRESULT Stream::Stat(STATSTG* statistics, DWORD) {
   if (statistics == nullptr) return E_POINTER;
   *statistics = {};
+  if (storage_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
   UINT64 size = 0;
-  const HRESULT result = GetSize(&size);
+  const HRESULT result = storage_->GetSize(&size);
   if (FAILED(result)) return result;
   statistics->type = STGTY_STREAM;
   statistics->cbSize.QuadPart = size;
-  return S_OK;
-}
-
-template class ReadOnlyStream<Implements<IWICStream, IStream, ISequentialStream>>;
-template class ReadOnlyStream<Implements<IStream, ISequentialStream>>;
-
-HRESULT MemoryStream::InitializeFromMemory(BYTE* buffer, DWORD size) {
-  if (bytes_ != nullptr) return WINCODEC_ERR_WRONGSTATE;
-  if (buffer == nullptr) return E_INVALIDARG;
-  bytes_ = buffer;
-  size_ = size;
-  return S_OK;
-}
-
-HRESULT MemoryStream::GetSize(UINT64* size) {
-  if (bytes_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
-  *size = size_;
-  return S_OK;
-}
-
-HRESULT MemoryStream::ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) {
-  if (bytes_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
-  if (position >= size_) return S_OK;
-  *read = static_cast<ULONG>(std::min<UINT64>(size, size_ - position));
-  std::memcpy(buffer, bytes_ + position, *read);
-  return S_OK;
-}
-
-HRESULT FileStream::Open(const std::string& name) {
-  // Without blocking, since to open a pipe would else wait for its writer.
-  file_ = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  struct stat status;
-  if (file_ < 0 || fstat(file_, &status) != 0) return ResultFromErrno(errno);
-  return S_ISREG(status.st_mode) ? S_OK : HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-}
-
-FileStream::~FileStream() {
-  if (file_ >= 0) close(file_);
-}
-
-HRESULT FileStream::GetSize(UINT64* size) {
-  struct stat status;
-  if (fstat(file_, &status) != 0) return ResultFromErrno(errno);
-  *size = static_cast<UINT64>(status.st_size);
-  return S_OK;
-}
-
-HRESULT FileStream::ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) {
-  while (*read < size) {
-    const UINT64 from = position + *read;
-    if (from > static_cast<UINT64>(std::numeric_limits<off_t>::max())) return S_OK;
-    const ssize_t count = pread(file_, buffer + *read, size - *read, static_cast<off_t>(from));
-    if (count == 0) return S_OK;
-    if (count > 0) {
-      *read += static_cast<ULONG>(count);
-    } else if (errno != EINTR) {
-      return ResultFromErrno(errno);
-    }
-  }
   return S_OK;
 }
 

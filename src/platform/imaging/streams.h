@@ -1,64 +1,50 @@
 #pragma once
 
-/// The streams that the layer makes itself. Both are for reading only.
+/// The stream that the layer makes itself, and the kinds of bytes behind it.
 
 #include <vantrix/platform/wincodec.h>
 
-#include <string>
+#include <memory>
 
 #include "platform/com/com_object.h"
 
 namespace Vantra::Platform {
 
-/// What every read-only stream does alike. A derived class tells its size and copies bytes.
-template <class Interface>
-class ReadOnlyStream : public ComObject<Interface> {
+/// The bytes behind a stream. What a kind does not do is refused with `STG_E_ACCESSDENIED`.
+class Storage {
  public:
-  HRESULT Read(void* buffer, ULONG size, ULONG* read) final;
-  HRESULT Write(const void* buffer, ULONG size, ULONG* written) final;
-  HRESULT Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) final;
-  HRESULT SetSize(ULARGE_INTEGER size) final;
-  HRESULT Commit(DWORD flags) final;
-  HRESULT Stat(STATSTG* statistics, DWORD flag) final;
+  virtual ~Storage() = default;
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
 
- protected:
   /// Stores the size, or fails.
   virtual HRESULT GetSize(UINT64* size) = 0;
   /// Copies up to `size` bytes from `position`, which may lie beyond the end.
-  virtual HRESULT ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) = 0;
+  virtual HRESULT ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read);
+  /// Stores bytes at `position`; after a failure `*written` of them may be.
+  virtual HRESULT WriteAt(UINT64 position, const BYTE* bytes, ULONG size, ULONG* written);
+  /// Makes what was written count.
+  virtual HRESULT Commit() { return S_OK; }
 
- private:
-  UINT64 position_ = 0;
+ protected:
+  Storage() = default;
 };
 
-class MemoryStream final
-    : public ReadOnlyStream<Implements<IWICStream, IStream, ISequentialStream>> {
+class Stream final : public ComObject<Implements<IWICStream, IStream, ISequentialStream>> {
  public:
   HRESULT InitializeFromMemory(BYTE* buffer, DWORD size) override;
+  HRESULT InitializeFromFilename(LPCWSTR name, DWORD access) override;
+
+  HRESULT Read(void* buffer, ULONG size, ULONG* read) override;
+  HRESULT Write(const void* buffer, ULONG size, ULONG* written) override;
+  HRESULT Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) override;
+  HRESULT SetSize(ULARGE_INTEGER size) override;
+  HRESULT Commit(DWORD flags) override;
+  HRESULT Stat(STATSTG* statistics, DWORD flag) override;
 
  private:
-  HRESULT GetSize(UINT64* size) override;
-  HRESULT ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) override;
-
-  const BYTE* bytes_ = nullptr;
-  DWORD size_ = 0;
-};
-
-class FileStream final : public ReadOnlyStream<Implements<IStream, ISequentialStream>> {
- public:
-  FileStream() = default;
-
-  /// Opens a regular file by its UTF-8 name; called once. `HRESULT_FROM_WIN32` of
-  /// `ERROR_FILE_NOT_FOUND` or `ERROR_ACCESS_DENIED`, the latter also for a folder, a device or a
-  /// pipe.
-  HRESULT Open(const std::string& name);
-
- private:
-  ~FileStream() override;
-  HRESULT GetSize(UINT64* size) override;
-  HRESULT ReadAt(UINT64 position, BYTE* buffer, ULONG size, ULONG* read) override;
-
-  int file_ = -1;
+  std::unique_ptr<Storage> storage_;
+  UINT64 position_ = 0;
 };
 
 }  // namespace Vantra::Platform

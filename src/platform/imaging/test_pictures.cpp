@@ -264,6 +264,73 @@ Bytes ExpectedRgba(const JpegPicture& picture) {
   return pixels;
 }
 
+BmpPicture MakeBmp(unsigned bits, unsigned width, unsigned height, bool top_down, bool alpha) {
+  BmpPicture picture{bits, top_down, alpha, width, height, alpha ? 108u : 40u, {}, {}};
+  Noise noise(bits * 1000 + width);
+  const auto colour = [&] { return noise.Below(0x10000) << 16 | noise.Below(0x10000); };
+  for (unsigned i = 0; i < width * height; ++i) {
+    picture.samples.push_back(bits <= 8 ? noise.Below(1u << bits) : colour());
+  }
+  for (unsigned i = 0; bits <= 8 && i < 1u << bits; ++i) picture.palette.push_back(colour());
+  return picture;
+}
+
+Bytes EncodeBmp(const BmpPicture& picture) {
+  Bytes file;
+  const auto put = [&file](std::uint32_t value, unsigned bytes) {
+    for (unsigned i = 0; i < bytes; ++i) file.push_back(static_cast<BYTE>(value >> 8 * i));
+  };
+  const unsigned row_bytes = (picture.width * picture.bits + 31) / 32 * 4;
+  const auto palette_bytes = static_cast<std::uint32_t>(picture.palette.size() * 4);
+  const std::uint32_t pixels_at = 14 + picture.header + palette_bytes;
+  put('B' | 'M' << 8, 2);
+  put(pixels_at + row_bytes * picture.height, 4);
+  put(0, 4);
+  put(pixels_at, 4);
+  put(picture.header, 4);
+  put(picture.width, 4);
+  put(picture.top_down ? 0u - picture.height : picture.height, 4);
+  put(1 | picture.bits << 16, 4);
+  put(picture.alpha ? 3 : 0, 4);
+  put(row_bytes * picture.height, 4);
+  put(0, 4);
+  put(0, 4);
+  put(0, 4);
+  put(0, 4);
+  if (picture.alpha) {
+    for (const std::uint32_t mask : {0xFF0000u, 0xFF00u, 0xFFu, 0xFF000000u}) put(mask, 4);
+  }
+  file.resize(14 + picture.header);
+  for (const std::uint32_t colour : picture.palette) put(colour, 4);
+  for (unsigned line = 0; line < picture.height; ++line) {
+    const unsigned y = picture.top_down ? line : picture.height - 1 - line;
+    const std::size_t start = file.size();
+    file.resize(start + row_bytes);
+    for (unsigned x = 0; x < picture.width; ++x) {
+      const std::uint32_t sample = picture.samples[y * picture.width + x];
+      for (unsigned bit = 0; picture.bits < 8 && bit < picture.bits; ++bit) {
+        const unsigned at = x * picture.bits + bit;
+        const unsigned value = sample >> (picture.bits - 1 - bit) & 1;
+        file[start + at / 8] |= static_cast<BYTE>(value << (7 - at % 8));
+      }
+      for (unsigned byte = 0; byte < picture.bits / 8; ++byte) {
+        file[start + x * (picture.bits / 8) + byte] = static_cast<BYTE>(sample >> 8 * byte);
+      }
+    }
+  }
+  return file;
+}
+
+Bytes ExpectedRgba(const BmpPicture& picture) {
+  Bytes pixels;
+  for (const std::uint32_t sample : picture.samples) {
+    const std::uint32_t colour = picture.bits <= 8 ? picture.palette[sample] : sample;
+    for (const unsigned shift : {16, 8, 0}) pixels.push_back(static_cast<BYTE>(colour >> shift));
+    pixels.push_back(picture.alpha ? static_cast<BYTE>(colour >> 24) : 255);
+  }
+  return pixels;
+}
+
 CComPtr<IWICImagingFactory2> MakeFactory() {
   CComPtr<IWICImagingFactory2> factory;
   const HRESULT result = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,

@@ -75,6 +75,27 @@ Bytes EncodeJpeg(const JpegPicture& picture);
 /// The pixels before compression.
 Bytes ExpectedRgba(const JpegPicture& picture);
 
+struct BmpPicture {
+  /// 1, 4, 8, 24 or 32.
+  unsigned bits = 24;
+  bool top_down = false;
+  /// With 32 bits: masks that give the fourth byte to alpha.
+  bool alpha = false;
+  unsigned width = 1;
+  unsigned height = 1;
+  /// Bytes of the information header: 40, 56, 108 or 124; 56 and more with alpha.
+  unsigned header = 40;
+  /// Index into the palette, or red, green, blue, alpha in order of value.
+  std::vector<std::uint32_t> samples;
+  std::vector<std::uint32_t> palette;
+};
+
+/// A picture with noise for samples and palette.
+BmpPicture MakeBmp(unsigned bits, unsigned width, unsigned height, bool top_down, bool alpha);
+Bytes EncodeBmp(const BmpPicture& picture);
+/// The pixels that a decoder must give.
+Bytes ExpectedRgba(const BmpPicture& picture);
+
 /// What opening and copying a whole file gave.
 struct DecodedPicture {
   HRESULT opened = E_FAIL;

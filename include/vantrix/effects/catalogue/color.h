@@ -7,6 +7,13 @@
 
 namespace VantraFx {
 
+/// Multiplies every channel, alpha too, by alpha: a pixel of straight alpha becomes premultiplied,
+/// with the square of its alpha. With s the sample, the result is s * s.a.
+class VANTRIX_API AlphaConvert final : public Vantra::CatalogueEffect<AlphaConvert> {
+ public:
+  static const Vantra::EffectDescription& Description();
+};
+
 /// Reduces every channel, alpha too, to steps of 1 / amout. With s a channel of the premultiplied
 /// sample, the result is floor(s * amout + 0.5) / amout.
 ///

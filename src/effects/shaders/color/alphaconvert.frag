@@ -1,0 +1,8 @@
+#version 450
+#extension GL_GOOGLE_include_directive : require
+#include "pixel.glsl"
+
+vec4 shade(vec2 uv) {
+  vec4 s = own();
+  return s * s.a;
+}
