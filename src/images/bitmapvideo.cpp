@@ -6,7 +6,8 @@ namespace Vantra {
 void Bitmap::SetPixelsEx(const unsigned char* pixels, long width, long height, long stride,
                          DXGI_FORMAT format) {
   // The stride tells of the source only; an unchanged size keeps that of the CPU pixels.
-  const bool same = ToField(width) == width_ && ToField(height) == height_;
+  const bool same =
+      ToField(width) == width_ && ToField(height) == height_ && stride_ >= ToField(width) * 4L;
   const long own_stride = same ? stride_ : ToField(width) * 4L;
   if (!Prepare(width, height, own_stride)) return;
   if (pixels) {
