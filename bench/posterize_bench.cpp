@@ -1,14 +1,15 @@
 // What one frame through Posterize costs, beside a plain copy of the same bytes.
 //
-//   build/release/bench/vantrix_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=1
+//   build/release/bench/vantrix_bench --benchmark_repetitions=5
+//   --benchmark_report_aggregates_only=1
 //
 // Every row reports `copies`: its time as a multiple of a copy of the same frame, measured around
 // it in the same run.
 
-#include <benchmark/benchmark.h>
 #include <vantrix/vantrix.h>
 
 #include <algorithm>
+#include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstring>
 #include <vector>

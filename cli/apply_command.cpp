@@ -10,6 +10,7 @@
 
 #include "cli/command_error.h"
 #include "cli/effect_commands.h"
+#include "cli/engines_command.h"
 #include "cli/picture_file.h"
 #include "cli/text.h"
 
@@ -82,31 +83,21 @@ void RequireBitmap(const Vantra::Bitmap& bitmap, const ApplyOptions& options,
   if (!bitmap.IsEmpty()) return;
   const Platform::EngineInfo engine = Platform::GetEngineChoice().engine;
   const bool large = std::max(picture.width, picture.height) > engine.maximumTextureSize;
-  throw CommandError(kFailed, fmt::format("cannot process {}: {} has {} for {} x {} pixels",
-                                          options.input, engine.name,
-                                          large ? "no textures" : "no memory", picture.width,
-                                          picture.height));
+  throw CommandError(
+      kFailed,
+      fmt::format("cannot process {}: {} has {} for {} x {} pixels", options.input, engine.name,
+                  large ? "no textures" : "no memory", picture.width, picture.height));
 }
 
 }  // namespace
 
 void Apply(const ApplyOptions& options) {
-  // Asked first, since the library reports a failed start at length.
-  const Platform::EngineList engines = Platform::ListEngines();
-  if (engines.engines.empty()) {
-    throw CommandError(kFailed, fmt::format("there is no usable render engine: {}",
-                                            fmt::join(engines.rejected, "; ")));
-  }
   Vantra::Device device;
-  try {
-    device.Intialize(nullptr);
-  } catch (const Vantra::DException&) {
-    throw CommandError(
-        kFailed, fmt::format("cannot start a device: {}", Platform::GetEngineChoice().reason));
-  }
+  StartDevice(device);
   // Names are checked before the picture is read.
   for (const ChainLink& link : options.chain) MakeEffect(device.GetEffectFactory(), link.effect);
-  Picture picture = ReadPicture(device.GetWicImagingFactory(), options.input);
+  Picture picture = ReadPicture(
+      device, options.input, options.size ? std::optional(ParseSize(*options.size)) : std::nullopt);
   const long width = picture.width;
   const long height = picture.height;
 

@@ -21,6 +21,8 @@ struct ApplyOptions {
   std::optional<float> time;
   std::optional<float> amount;
   std::optional<std::string> mouse;
+  // Where given, the picture is scaled to fill this many pixels and cut.
+  std::optional<std::string> size;
 };
 
 // `vantrix apply`: runs a picture through effects. Throws `CommandError`.

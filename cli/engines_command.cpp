@@ -1,5 +1,6 @@
 #include "cli/engines_command.h"
 
+#include <vantrix/device/dexception.h>
 #include <vantrix/platform/engine.h>
 
 #include <charconv>
@@ -64,6 +65,21 @@ void SelectEngine(const std::string& text) {
     throw CommandError(kFailed, fmt::format("--engine {}: there is no such device; `vantrix "
                                             "engines` lists what is there",
                                             text));
+  }
+}
+
+void StartDevice(Vantra::Device& device) {
+  // Asked first, since the library reports a failed start at length.
+  const Platform::EngineList engines = Platform::ListEngines();
+  if (engines.engines.empty()) {
+    throw CommandError(kFailed, fmt::format("there is no usable render engine: {}",
+                                            fmt::join(engines.rejected, "; ")));
+  }
+  try {
+    device.Intialize(nullptr);
+  } catch (const Vantra::DException&) {
+    throw CommandError(
+        kFailed, fmt::format("cannot start a device: {}", Platform::GetEngineChoice().reason));
   }
 }
 

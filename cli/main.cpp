@@ -7,6 +7,7 @@
 
 #include "cli/apply_command.h"
 #include "cli/command_error.h"
+#include "cli/convert_command.h"
 #include "cli/effect_commands.h"
 #include "cli/engines_command.h"
 #include "cli/resources_command.h"
@@ -63,6 +64,7 @@ int Run(int argc, char** argv) {
   apply->add_option("--time", options.time, "Time in milliseconds");
   apply->add_option("--amount", options.amount, "Strength, for effects that have one");
   apply->add_option("--mouse", options.mouse, "Place as X,Y, in 0 to 1");
+  apply->add_option("--size", options.size, "Scale the picture to fill WxH pixels, and cut it");
   apply->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
 
   bool json = false;
@@ -80,6 +82,15 @@ int Run(int argc, char** argv) {
   resources->add_option("--extract", extract, "Write one resource to a file")
       ->type_name("NAME FILE")
       ->expected(2);
+
+  ConvertOptions conversion;
+  CLI::App* convert = app.add_subcommand("convert", "Turn a raw video frame into a picture");
+  convert->add_option("INPUT", conversion.input, "Raw frame without padding")->required();
+  convert->add_option("OUTPUT", conversion.output, "PNG file, or raw BGRA rows for .bgra")
+      ->required();
+  convert->add_option("--format", conversion.format, "nv12, i420, yuy2, ayuv or grey")->required();
+  convert->add_option("--size", conversion.size, "Size of the frame as WxH")->required();
+  convert->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
 
   CLI::App* engines = app.add_subcommand("engines", "List the devices to render on");
 
@@ -103,6 +114,9 @@ int Run(int argc, char** argv) {
     } else {
       ExtractResource(extract[0], extract[1]);
     }
+  } else if (convert->parsed()) {
+    SelectEngine(engine);
+    Convert(conversion);
   } else {
     options.chain = ReadChain(*apply, effect, setting);
     SelectEngine(engine);

@@ -57,27 +57,17 @@ bool EndsWith(std::string_view text, std::string_view end) {
 
 }  // namespace
 
-Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path) {
-  const std::optional<std::wstring> name = Platform::FromUtf8(path);
-  if (!name)
-    throw CommandError(kFailed, fmt::format("cannot read {}: the name is not UTF-8", path));
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> frame;
-  CComPtr<IWICFormatConverter> converter;
+Picture ReadPicture(Vantra::Device& device, const std::string& path, std::optional<Size> size) {
+  CComPtr<IWICBitmapSource> source;
   Picture picture;
-  Check(factory->CreateDecoderFromFilename(name->c_str(), nullptr, GENERIC_READ,
-                                           WICDecodeMetadataCacheOnDemand, &decoder),
+  Check(device.LoadFile(Widen(path).c_str(), size ? static_cast<int>(size->width) : 0,
+                        size ? static_cast<int>(size->height) : 0, &source),
         "read", path);
-  Check(decoder->GetFrame(0, &frame), "read", path);
-  Check(factory->CreateFormatConverter(&converter), "read", path);
-  Check(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
-                              nullptr, 0.0, WICBitmapPaletteTypeCustom),
-        "read", path);
-  Check(converter->GetSize(&picture.width, &picture.height), "read", path);
+  Check(source->GetSize(&picture.width, &picture.height), "read", path);
   const std::size_t stride = picture.width * kBytesPerPixel;
   picture.pixels.resize(stride * picture.height);
-  Check(converter->CopyPixels(nullptr, static_cast<UINT>(stride),
-                              static_cast<UINT>(picture.pixels.size()), picture.pixels.data()),
+  Check(source->CopyPixels(nullptr, static_cast<UINT>(stride),
+                           static_cast<UINT>(picture.pixels.size()), picture.pixels.data()),
         "read", path);
   return picture;
 }

@@ -5,8 +5,11 @@
 #include <vantrix/vantrix.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "cli/text.h"
 
 namespace Vantrix::Command {
 
@@ -17,8 +20,9 @@ struct Picture {
   std::vector<unsigned char> pixels;
 };
 
-// Decodes a picture file. Throws `CommandError` that tells the cause and the file.
-Picture ReadPicture(IWICImagingFactory2* factory, const std::string& path);
+// Decodes a picture file; with a size, scaled to fill it and cut equally on both sides. Throws
+// `CommandError` that tells the cause and the file.
+Picture ReadPicture(Vantra::Device& device, const std::string& path, std::optional<Size> size);
 
 // Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file
 // that is there stays as it was until the new one is complete.

@@ -1,7 +1,9 @@
 #include "cli/text.h"
 
+#include <charconv>
 #include <fmt/format.h>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "cli/command_error.h"
@@ -16,6 +18,21 @@ std::wstring Widen(const std::string& text) {
 }
 
 std::string Narrow(const std::wstring& text) { return Vantra::Platform::ToUtf8(text); }
+
+Size ParseSize(const std::string& text) {
+  constexpr unsigned kMaximum = 65500;
+  Size size{};
+  const char* const end = text.data() + text.size();
+  const auto width = std::from_chars(text.data(), end, size.width);
+  const bool split = width.ec == std::errc{} && width.ptr != end && *width.ptr == 'x';
+  const auto height = split ? std::from_chars(width.ptr + 1, end, size.height) : width;
+  if (!split || height.ec != std::errc{} || height.ptr != end || size.width < 1 ||
+      size.height < 1 || size.width > kMaximum || size.height > kMaximum) {
+    throw CommandError(kWrongUsage, fmt::format("--size {}: expected WxH, of 1 to {} pixels a side",
+                                                text, kMaximum));
+  }
+  return size;
+}
 
 std::string Quote(const std::string& text) {
   std::string quoted = "\"";

@@ -8,6 +8,14 @@ namespace Vantrix::Command {
 std::wstring Widen(const std::string& text);
 std::string Narrow(const std::wstring& text);
 
+struct Size {
+  unsigned width;
+  unsigned height;
+};
+
+// Reads a size as WxH, of 1 to 65500 pixels a side. Throws `CommandError` for anything else.
+Size ParseSize(const std::string& text);
+
 // A text as a JSON string, with its quotes.
 std::string Quote(const std::string& text);
 

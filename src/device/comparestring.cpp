@@ -1,9 +1,8 @@
 #include <vantrix/device/comparestring.h>
 
-#include <locale.h>
-
 #include <climits>
 #include <cwctype>
+#include <locale.h>
 
 namespace Vantra {
 namespace {

@@ -207,5 +207,50 @@ TEST_F(Bitmaps, SizesThatNoMemoryHoldsGiveNoPixels) {
   EXPECT_EQ(Read(bitmap_).pixels, picture.pixels);
 }
 
+TEST_F(Bitmaps, AVideoFrameIsConvertedIntoBothCopies) {
+  // Grey bytes stand for themselves; a stride above the width is that of the source alone.
+  const unsigned char rows[] = {10, 20, 30, 99, 40, 50, 60, 99};
+  bitmap_.SetPixelsEx(rows, 3, 2, 4, DXGI_FORMAT_R8_UNORM);
+  EXPECT_EQ(bitmap_.GetStride(), 12);
+  EXPECT_EQ(static_cast<unsigned char>(bitmap_.GetBits()[12]), 40);
+  const ID2D1Bitmap1* gpu = bitmap_.GetBitmap();
+  const Picture frame = Read(bitmap_);
+  EXPECT_EQ(frame.At(2, 0), (Pixel{30, 30, 30, 255}));
+  EXPECT_EQ(frame.At(1, 1), (Pixel{50, 50, 50, 255}));
+  const unsigned char next[] = {1, 2, 3, 4, 5, 6};
+  bitmap_.SetPixelsEx(next, 3, 2, 3, DXGI_FORMAT_R8_UNORM);
+  EXPECT_EQ(bitmap_.GetBitmap(), gpu);
+  EXPECT_EQ(Read(bitmap_).At(2, 1), (Pixel{6, 6, 6, 255}));
+  bitmap_.SetPixelsEx(next, 0, 2, 3, DXGI_FORMAT_R8_UNORM);
+  EXPECT_TRUE(bitmap_.IsEmpty());
+  bitmap_.SetPixelsEx(nullptr, 3, 2, 3, DXGI_FORMAT_NV12);
+  EXPECT_FALSE(bitmap_.IsEmpty());
+}
+
+TEST_F(Bitmaps, ResizingDrawsTheWholePictureIntoTheDestination) {
+  Picture picture("quarters", 4, 4);
+  for (int y = 0; y < 4; ++y) {
+    for (int x = 0; x < 4; ++x) {
+      picture.At(x, y) = x < 2 ? Pixel{200, 0, 0, 255} : Pixel{0, 100, 0, 100};
+    }
+  }
+  Upload(bitmap_, picture);
+  Bitmap half, wide, same, none;
+  Prepare(half, 2, 2);
+  Upload(wide, DrawNoise(8, 4, 6));
+  Upload(same, DrawNoise(4, 4, 7));
+  none.Create(&device_);
+  bitmap_.Resize(&half, D2D1_INTERPOLATION_MODE_LINEAR);
+  EXPECT_EQ(Read(half).At(0, 1), picture.At(0, 0));
+  EXPECT_EQ(Read(half).At(1, 0), picture.At(3, 0));
+  bitmap_.Resize(&wide, D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR);
+  for (int x = 0; x < 8; ++x) EXPECT_EQ(Read(wide).At(x, 3), picture.At(x / 2, 3));
+  bitmap_.Resize(&same, D2D1_INTERPOLATION_MODE_CUBIC);
+  EXPECT_EQ(Read(same).pixels, picture.pixels);
+  bitmap_.Resize(&none, D2D1_INTERPOLATION_MODE_LINEAR);
+  none.Resize(&half, D2D1_INTERPOLATION_MODE_LINEAR);
+  EXPECT_EQ(Read(half).At(0, 1), picture.At(0, 0));
+}
+
 }  // namespace
 }  // namespace Vantra

@@ -132,6 +132,29 @@ TEST_F(Command, AChainRunsInOrderAndEachAttributeBelongsToTheEffectBeforeIt) {
   EXPECT_EQ(ReadFile(folder_ / "chain.bgra"), ReadFile(folder_ / "second.bgra"));
 }
 
+TEST_F(Command, ConvertsARawFrameAndScalesPictures) {
+  // Two by two pixels: black, white, and colours that are none.
+  std::ofstream(folder_ / "frame.nv12", std::ios::binary) << "\x10\xEB\x10\xEB\x80\x80";
+  EXPECT_EQ(Run({"convert", "--format", "nv12", "--size", "2x2", "frame.nv12", "f.bgra"}).code, 0);
+  const std::string black("\0\0\0\xFF", 4), white("\xFF\xFF\xFF\xFF", 4);
+  EXPECT_EQ(ReadFile(folder_ / "f.bgra"), black + white + black + white);
+  ExpectFailure(1, "has 6 bytes",
+                {"convert", "--format", "i420", "--size", "2x2", "stdout", "out.png"});
+  ExpectFailure(2, "even sides",
+                {"convert", "--format", "yuy2", "--size", "3x2", "frame.nv12", "out.png"});
+  ExpectFailure(2, "--format rgb",
+                {"convert", "--format", "rgb", "--size", "2x2", "frame.nv12", "out.png"});
+  for (const char* size : {"2", "2x", "x2", "0x2", "2x-1", "2x2x2", "99999x2"}) {
+    ExpectFailure(2, "expected WxH",
+                  {"convert", "--format", "grey", "--size", size, "frame.nv12", "out.png"});
+  }
+
+  Store("in.png", DrawScene(40, 20));
+  EXPECT_EQ(Run({"apply", "in.png", "small.bgra", "-e", "AlphaConvert", "--size", "10x10"}).code,
+            0);
+  EXPECT_EQ(ReadFile(folder_ / "small.bgra").size(), 400u);
+}
+
 TEST_F(Command, TellsWhatThereIs) {
   const Outcome effects = Run({"effects"});
   EXPECT_NE(effects.out.find("CLSID_Posterize\tPosterize\tColor\n"), std::string::npos);

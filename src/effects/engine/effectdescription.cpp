@@ -156,7 +156,9 @@ std::wstring FormatList(const AttributeDescription& attribute, const void* const
 
 bool IsListSeparator(wchar_t c) { return c == L',' || c == L';' || c == L':'; }
 
-bool IsSpace(wchar_t c) { return std::wstring_view(L" \t\n\v\f\r").find(c) != std::wstring_view::npos; }
+bool IsSpace(wchar_t c) {
+  return std::wstring_view(L" \t\n\v\f\r").find(c) != std::wstring_view::npos;
+}
 
 }  // namespace
 

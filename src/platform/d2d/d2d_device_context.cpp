@@ -17,6 +17,18 @@ void DeviceContext2D::Record(HRESULT result) {
   if (FAILED(result) && SUCCEEDED(error_)) error_ = result;
 }
 
+// A read-back as a rule follows a session and submits its work, so that a frame makes one
+// submission. Where none came between two sessions, the second submits both.
+Render::Status DeviceContext2D::Submit() {
+  Render::Engine& engine = device_->GetEngine();
+  Render::Status status = engine.Lost() ? Render::Status::kDeviceLost : Render::Status::kOk;
+  if (status == Render::Status::kOk && engine.SubmissionCount() == submissions_) {
+    status = engine.Flush();
+  }
+  submissions_ = engine.SubmissionCount();
+  return status;
+}
+
 void DeviceContext2D::BeginDraw() {
   if (drawing_) Record(D2DERR_WRONG_STATE);
   drawing_ = true;
@@ -29,7 +41,7 @@ HRESULT DeviceContext2D::EndDraw(D2D1_TAG* tag1, D2D1_TAG* tag2) {
   drawing_ = false;
   if (!clips_.empty()) Record(D2DERR_PUSH_POP_UNBALANCED);
   clips_.clear();
-  const HRESULT flushed = ToResult(device_->GetEngine().Flush());
+  const HRESULT flushed = ToResult(Submit());
   device_->EndSession();
   Record(flushed);
   const HRESULT error = std::exchange(error_, S_OK);

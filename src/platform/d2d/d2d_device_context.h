@@ -79,6 +79,7 @@ class DeviceContext2D final
  private:
   // The first failure of a session is what `EndDraw` returns.
   void Record(HRESULT result);
+  Render::Status Submit();
   // Whether a drawing call is in order; records the failure when it is not.
   bool CanDraw();
   // What a composite mode or a primitive blend does where an image is, and around it.
@@ -131,6 +132,8 @@ class DeviceContext2D final
   FLOAT dpi_x_ = 96.0f;
   FLOAT dpi_y_ = 96.0f;
   bool drawing_ = false;
+  // Submissions of the engine at the end of the last session.
+  std::uint64_t submissions_ = ~std::uint64_t{0};
   HRESULT error_ = S_OK;
   // Kept from drawing to drawing, so that evaluations do not allocate.
   std::vector<std::unique_ptr<Render::Texture>> evaluation_storage_;

@@ -105,6 +105,7 @@ void Effect2D::SetInput(UINT32 index, ID2D1Image* image, BOOL invalidate) {
   if (auto* output = dynamic_cast<Output*>(image);
       output && output->GetEffect()->DependsOn(this, NextVisit())) {
     input.cyclic = true;
+    input.closing = output->GetEffect()->self_;
   } else {
     input.node = FindNode(image);
     if (input.node) input.image = image;
@@ -287,7 +288,11 @@ HRESULT Effect2D::ComputeBounds(Evaluation& evaluation, Render::Rect* bounds) {
   RECT rects[D2D1_MAX_EFFECT_INPUTS] = {};
   const RECT opaque[D2D1_MAX_EFFECT_INPUTS] = {};
   for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    if (inputs_[i].cyclic) return D2DERR_CYCLIC_GRAPH;
+    if (inputs_[i].cyclic) {
+      const std::shared_ptr<Effect2D*> closing = inputs_[i].closing.lock();
+      if (closing && (*closing)->DependsOn(this, NextVisit())) return D2DERR_CYCLIC_GRAPH;
+      SetInput(static_cast<UINT32>(i), closing ? &(*closing)->output_ : nullptr, TRUE);
+    }
     if (!inputs_[i].node) return D2DERR_INVALID_GRAPH_CONFIGURATION;
     if (inputs_[i].node->GetGraphicsDevice() != device_) return D2DERR_WRONG_RESOURCE_DOMAIN;
     Render::Rect rect;

@@ -95,7 +95,8 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
   struct Input {
     CComPtr<ID2D1Image> image;
     ImageNode* node = nullptr;
-    // Setting it would have made the effect feed itself.
+    // An effect that would close a circle. It is held once the circle has been opened elsewhere.
+    std::weak_ptr<Effect2D*> closing;
     bool cyclic = false;
   };
 
@@ -131,6 +132,8 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
   std::uint64_t required_evaluation_ = 0;
   Render::Rect required_;
   std::uint64_t visit_ = 0;
+  // Tells those that do not hold this effect whether it is still there.
+  std::shared_ptr<Effect2D*> self_ = std::make_shared<Effect2D*>(this);
 
   // What of the output has changed since the last drawing, beside what its inputs tell of.
   bool all_invalid_ = true;

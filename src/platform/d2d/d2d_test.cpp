@@ -195,6 +195,14 @@ TEST_F(Drawing, ACycleIsAnErrorAndEndsWhenItIsBroken) {
   EXPECT_EQ(apply(), D2DERR_CYCLIC_GRAPH);
   a.SetInput(0, &bitmap);
   EXPECT_EQ(apply(), S_OK);
+
+  // A chain turned round, the new end first: the circle of the first step is opened by the second.
+  b.SetInput(0, &c);
+  EXPECT_EQ(apply(), D2DERR_CYCLIC_GRAPH);
+  c.SetInput(0, &bitmap);
+  Context()->BeginDraw();
+  b.Apply(&target);
+  EXPECT_EQ(Context()->EndDraw(nullptr, nullptr), S_OK);
 }
 
 TEST_F(Drawing, BitmapsCopyMapAndRefuseWhatDoesNotFit) {
@@ -283,9 +291,33 @@ TEST_F(Drawing, FramesOfOneKindReuseTheirTextures) {
     return Engine().CallCount() - before;
   };
   const std::uint64_t making = frame();
-  // Two clears, two passes and the end: no texture is made, no program, no copy.
+  // Two clears, two passes and the submission: no texture is made, no program, no copy. The first
+  // frame makes a texture, and waits to be submitted with the second.
   EXPECT_EQ(frame(), 5u);
-  EXPECT_EQ(making, 6u);
+  EXPECT_EQ(making, 5u);
+}
+
+TEST_F(Drawing, AFrameThatIsHandedToTheHostMakesOneSubmission) {
+  VantraFx::Posterize first, second;
+  ASSERT_TRUE(first.Create(&device_) && second.Create(&device_));
+  const Picture scene = DrawScene(64, 64);
+  Bitmap bitmap;
+  Upload(bitmap, scene);
+  int delivered = 0;
+  device_.SetRenderCallback([&](void*, unsigned, unsigned, unsigned) { ++delivered; });
+  const auto frame = [&] {
+    const std::uint64_t before = Engine().SubmissionCount();
+    Upload(bitmap, scene);
+    first.SetInput(0, &bitmap);
+    second.SetInput(0, &first);
+    device_.BeginDraw(nullptr, {0, 0, 0, 0});
+    device_.DrawImage(&second, D2D1_INTERPOLATION_MODE_LINEAR, D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_.DrawImage(&bitmap, D2D1_INTERPOLATION_MODE_LINEAR, D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_.EndDrawCallback();
+    return Engine().SubmissionCount() - before;
+  };
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(frame(), 1u);
+  EXPECT_EQ(delivered, 5);
 }
 
 }  // namespace

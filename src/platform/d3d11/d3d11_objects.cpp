@@ -288,8 +288,9 @@ void ImmediateContext::CopyResource(ID3D11Resource* destination, ID3D11Resource*
   Surface& to = *to_texture->GetSurface();
   const Surface& from = *from_texture->GetSurface();
   if (to.device != device_ || from.device != device_) return;
-  device_->GetEngine().Copy(*to.texture, 0, 0, *from.texture, from.texture->Bounds());
-  to.transparent = from.transparent;
+  const Render::Status status =
+      device_->GetEngine().Copy(*to.texture, 0, 0, *from.texture, from.texture->Bounds());
+  to.transparent = status == Render::Status::kOk && from.transparent;
 }
 
 HRESULT ImmediateContext::Map(ID3D11Resource* resource, UINT subresource, D3D11_MAP type,

@@ -3,6 +3,7 @@
 #include <vantrix/platform/d2d1.h>
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 
 namespace Vantra::Platform {
@@ -55,8 +56,12 @@ Render::Status GraphicsDevice::TakeIntermediate(std::uint32_t width, std::uint32
   return Render::Status::kOk;
 }
 
-void GraphicsDevice::GiveBack(std::unique_ptr<Render::Texture> texture) {
-  spares_.push_back({std::move(texture), session_});
+void GraphicsDevice::GiveBack(std::unique_ptr<Render::Texture> texture) noexcept {
+  try {
+    spares_.push_back({std::move(texture), session_});
+  } catch (const std::bad_alloc&) {
+    // Without memory to keep it in, the texture goes.
+  }
 }
 
 void GraphicsDevice::EndSession() {

@@ -31,7 +31,7 @@ class GraphicsDevice {
   // as soon as it is given back, since the engine runs its work in order.
   Render::Status TakeIntermediate(std::uint32_t width, std::uint32_t height,
                                   std::unique_ptr<Render::Texture>* texture);
-  void GiveBack(std::unique_ptr<Render::Texture> texture);
+  void GiveBack(std::unique_ptr<Render::Texture> texture) noexcept;
   // Frees intermediates that no session has used for a while.
   void EndSession();
 
