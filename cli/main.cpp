@@ -45,7 +45,7 @@ int Run(int argc, char** argv) {
   std::vector<std::string> settings;
   ApplyOptions options;
   CLI::App* apply = app.add_subcommand("apply", "Run a picture through effects");
-  apply->add_option("INPUT", options.input, "PNG or JPEG file")->required();
+  apply->add_option("INPUT", options.input, "PNG, JPEG or BMP file")->required();
   apply
       ->add_option("OUTPUT", options.output,
                    "PNG file, or raw premultiplied BGRA rows when the name ends in .bgra")

@@ -1,0 +1,79 @@
+// A frame like the last takes no memory: every allocation of the thread that draws is counted.
+
+#include <cstdlib>
+#include <new>
+
+#include "tests/harness/device_fixture.h"
+
+namespace {
+
+thread_local bool s_counting = false;
+thread_local long s_allocations = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (s_counting) ++s_allocations;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (s_counting) ++s_allocations;
+  return std::malloc(size);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace Vantra {
+namespace {
+
+using namespace Testing;
+
+class SteadyState : public DeviceFixture {};
+
+TEST_F(SteadyState, AFrameTakesNoMemoryAndOneSubmission) {
+  device_.Resize(320, 180);
+  const Picture logo = DrawSceneWithAlpha(32, 32);
+  std::vector<unsigned char> camera(320 * 180 * 3 / 2, 90);
+  Bitmap frame, overlay;
+  frame.Create(&device_);
+  Upload(overlay, logo);
+  VantraFx::Posterize coarse, fine;
+  ASSERT_TRUE(coarse.Create(&device_) && fine.Create(&device_));
+  int delivered = 0;
+  device_.SetRenderCallback([&](void*, unsigned, unsigned, unsigned) { ++delivered; });
+  const auto draw = [&](bool convert) {
+    if (convert) {
+      frame.SetPixelsEx(camera.data(), 320, 180, 320, DXGI_FORMAT_NV12);
+    } else {
+      frame.RestoreCpuPixels();
+    }
+    coarse.SetInput(0, &frame);
+    fine.SetInput(0, &coarse);
+    fine.SetAttribute(L"Amout", 12.0f);
+    device_.BeginDraw(nullptr, {0, 0, 0, 1});
+    device_.DrawImage(&fine, D2D1_INTERPOLATION_MODE_LINEAR, D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_.DrawImage(&overlay, D2D_POINT_2F{4.5f, 7}, D2D1_INTERPOLATION_MODE_CUBIC,
+                      D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_.EndDrawCallback();
+  };
+  // Several times round whatever the engine keeps in turns.
+  for (int i = 0; i < 20; ++i) draw(true);
+
+  const std::uint64_t submissions = Engine().SubmissionCount();
+  s_allocations = 0;
+  s_counting = true;
+  for (int i = 0; i < 20; ++i) draw(false);
+  s_counting = false;
+  EXPECT_EQ(s_allocations, 0);
+  EXPECT_EQ(Engine().SubmissionCount() - submissions, 20u);
+
+  s_counting = true;
+  for (int i = 0; i < 20; ++i) draw(true);
+  s_counting = false;
+  EXPECT_EQ(s_allocations, 0);
+  EXPECT_EQ(delivered, 60);
+}
+
+}  // namespace
+}  // namespace Vantra
