@@ -125,8 +125,8 @@ std::vector<Picture> LoadPhotographs() {
 std::optional<std::string> Compare(const Picture& input, const Picture& result,
                                    const Formula& formula, Tolerance tolerance) {
   if (result.width != input.width || result.height != input.height || result.pixels.empty()) {
-    return fmt::format("{}: the result is {}x{} where the input is {}x{}", input.name,
-                       result.width, result.height, input.width, input.height);
+    return fmt::format("{}: the result is {}x{} where the input is {}x{}", input.name, result.width,
+                       result.height, input.width, input.height);
   }
   int largest = 0;
   std::optional<std::string> first;

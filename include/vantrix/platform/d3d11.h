@@ -180,10 +180,10 @@ class ID3D11Device : public IUnknown {
   virtual HRESULT CreateBuffer(const D3D11_BUFFER_DESC* description,
                                const D3D11_SUBRESOURCE_DATA* initial, ID3D11Buffer** buffer) = 0;
   /// Makes a texture of one mip level and one layer, of usage default, staging, or, for programs to
-  /// read, dynamic. Its format is RGBA or BGRA of 8 bits a channel. A dynamic one may be of R8, R8G8
-  /// or, with an even width, R8G8_B8G8 as well. `initial` may be null: the texture then starts as
-  /// transparent black. Returns `E_INVALIDARG` for what the layer does not support or a size of 0
-  /// or beyond the engine's limit, `E_OUTOFMEMORY` when there is no memory for it, or
+  /// read, dynamic. Its format is RGBA or BGRA of 8 bits a channel. A dynamic one may be of R8,
+  /// R8G8 or, with an even width, R8G8_B8G8 as well. `initial` may be null: the texture then starts
+  /// as transparent black. Returns `E_INVALIDARG` for what the layer does not support or a size of
+  /// 0 or beyond the engine's limit, `E_OUTOFMEMORY` when there is no memory for it, or
   /// `DXGI_ERROR_DEVICE_REMOVED`.
   virtual HRESULT CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
                                   const D3D11_SUBRESOURCE_DATA* initial,

@@ -123,9 +123,9 @@ class VANTRIX_API Effect : public ResourceBase {
   /// Makes another effect's output the input; null clears it.
   void SetInput(unsigned int index, Effect* effect, int invalidate = 1);
 
-  /// Draws the effect into `target`, not null, inside a drawing session, and leaves the session's target as it
-  /// was. `offset` (null: 0,0) is the place in the target, `rectangle` (null: the whole) the part
-  /// of the output.
+  /// Draws the effect into `target`, not null, inside a drawing session, and leaves the session's
+  /// target as it was. `offset` (null: 0,0) is the place in the target, `rectangle` (null: the
+  /// whole) the part of the output.
   void Apply(Bitmap* target, const D2D_POINT_2F* offset = nullptr,
              const D2D_RECT_F* rectangle = nullptr);
 
