@@ -1,6 +1,7 @@
 #include "effects/catalogue/catalogue.h"
 
 #include <vantrix/effects/catalogue/color.h>
+#include <vantrix/effects/catalogue/lut.h>
 
 namespace Vantra {
 namespace {
@@ -14,6 +15,8 @@ constexpr CatalogueEntry Entry() {
 
 std::span<const CatalogueEntry> GetCatalogue() {
   static constexpr CatalogueEntry kCatalogue[] = {
+      Entry<VantraFx::InstagramFilter>(),
+      Entry<VantraFx::InstagramVideo>(),
       Entry<VantraFx::AlphaConvert>(),
       Entry<VantraFx::Posterize>(),
   };

@@ -1,5 +1,6 @@
 #include <vantrix/device/comparestring.h>
 #include <vantrix/device/device.h>
+#include <vantrix/effects/catalogue/lut.h>
 #include <vantrix/effects/engine/effectfactory.h>
 
 #include <algorithm>
@@ -14,6 +15,19 @@ std::wstring Widen(std::string_view text) { return std::wstring(text.begin(), te
 
 std::wstring NameOf(const CatalogueEntry& entry) {
   return L"CLSID_" + Widen(entry.description().GetIdentity().name);
+}
+
+// The filter with the look that the name tells behind a prefix; empty for any other name.
+template <class Filter>
+std::unique_ptr<Effect> CreateFilter(const std::wstring& name, std::wstring_view prefix,
+                                     const wchar_t* resource_prefix) {
+  if (name.size() <= prefix.size() ||
+      !CompareStringNoCase(name.c_str(), prefix.data(), static_cast<long>(prefix.size()))) {
+    return nullptr;
+  }
+  auto filter = std::make_unique<Filter>();
+  filter->SetLookupTexture(resource_prefix + name.substr(prefix.size()));
+  return filter;
 }
 
 }  // namespace
@@ -31,6 +45,14 @@ void EffectFactory::Create(Device* device) {
 }
 
 std::unique_ptr<Effect> EffectFactory::CreateEffectByID(const std::wstring& name) {
+  if (auto filter =
+          CreateFilter<VantraFx::InstagramFilter>(name, L"CLSID_Instagram", L"IDR_INSTLUT_")) {
+    return filter;
+  }
+  if (auto filter =
+          CreateFilter<VantraFx::InstagramVideo>(name, L"CLSID_V_Instagram", L"IDR_INSTLUT_V_")) {
+    return filter;
+  }
   for (const CatalogueEntry& entry : GetCatalogue()) {
     const std::wstring row = NameOf(entry);
     if (row.size() == name.size() && CompareStringNoCase(row.c_str(), name.c_str())) {
