@@ -5,18 +5,17 @@
 #include <vantrix/vantrix.h>
 
 #include <benchmark/benchmark.h>
-#include <chrono>
 #include <cstring>
 #include <vector>
 
+#include "bench/measure.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using namespace Vantra::Bench;
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
-
-double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
 void Convert(benchmark::State& state, DXGI_FORMAT format, int row_bytes, int rows) {
   Vantra::Device device;

@@ -8,21 +8,24 @@
 
 #include <vantrix/vantrix.h>
 
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <chrono>
+#include <cmath>
 #include <cstring>
+#include <memory>
+#include <optional>
 #include <vector>
+
+#include "bench/measure.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using namespace Vantra::Bench;
 using Vantra::Bitmap;
 using Vantra::Device;
 
-constexpr D3DCOLORVALUE kTransparent = {0, 0, 0, 0};
-
-double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
+constexpr float kAmout = 5;  // every step of 1/5 is a whole number of 255ths
+// The pixel of the first row that results are checked at: some of its channels become 0, others 51.
+constexpr unsigned kProbeX = 101;
 
 class FrameBench : public benchmark::Fixture {
  public:
@@ -36,17 +39,18 @@ class FrameBench : public benchmark::Fixture {
     device_->Intialize(nullptr);
     device_->Resize(width_, height_);
     device_->SetRenderCallback([this](void* data, unsigned, unsigned, unsigned) {
-      benchmark::DoNotOptimize(*static_cast<unsigned char*>(data));
+      const auto* at = static_cast<unsigned char*>(data) + kProbeX * 4;
+      pixel_ = {at[0], at[1], at[2], at[3]};
       ++delivered_;
     });
     effect_ = std::make_unique<VantraFx::Posterize>();
-    effect_->Create(device_.get());
     input_ = std::make_unique<Bitmap>();
-    input_->Create(device_.get());
     output_ = std::make_unique<Bitmap>();
-    output_->Create(device_.get());
+    ready_ = effect_->Create(device_.get()) && input_->Create(device_.get()) &&
+             output_->Create(device_.get());
     output_->SetPixelSize(width_, height_);
     Upload();
+    effect_->SetAttribute(L"Amout", kAmout);
     effect_->SetInput(0, input_.get());
     // The first frame makes pipelines and textures.
     DrawFrame();
@@ -69,9 +73,23 @@ class FrameBench : public benchmark::Fixture {
     device_->EndDrawCallback();
   }
 
+  // The checked pixel after the pass, by the formula.
+  Pixel Expected() const {
+    Pixel pixel;
+    for (std::size_t i = 0; i < pixel.size(); ++i) {
+      const double step = std::floor(frame_[kProbeX * 4 + i] / 255.0 * kAmout + 0.5) / kAmout;
+      pixel[i] = static_cast<unsigned char>(std::lround(step * 255));
+    }
+    return pixel;
+  }
+
   // Times `work` and, between its rounds, a plain copy of a frame.
   template <class Work>
   void Measure(benchmark::State& state, Work work) {
+    if (!ready_) {
+      state.SkipWithError("the objects could not be made");
+      return;
+    }
     Clock::duration work_time{};
     Clock::duration copy_time{};
     for (auto _ : state) {
@@ -96,7 +114,9 @@ class FrameBench : public benchmark::Fixture {
   std::unique_ptr<Vantra::Effect> effect_;
   std::unique_ptr<Bitmap> input_;
   std::unique_ptr<Bitmap> output_;
+  bool ready_ = false;
   long delivered_ = 0;
+  std::optional<Pixel> pixel_;
 };
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
@@ -121,31 +141,26 @@ BENCHMARK_DEFINE_F(FrameBench, HostToHost)(benchmark::State& state) {
     DrawFrame();
   });
   if (delivered_ - before != state.iterations()) state.SkipWithError("frames were not delivered");
+  if (pixel_ != Expected()) state.SkipWithError("a pixel is not what the formula says");
 }
 BENCHMARK_REGISTER_F(FrameBench, HostToHost)->Apply(Sizes);
 
 // The pass alone: from a bitmap that is on the device to another. The session's end does not wait
 // for the device, so a read-back of one pixel does.
 BENCHMARK_DEFINE_F(FrameBench, PassAlone)(benchmark::State& state) {
-  ID2D1DeviceContext* context = device_->GetD2DDeviceContext();
-  const D2D1_BITMAP_PROPERTIES1 properties = {
-      {DXGI_FORMAT_B8G8R8A8_UNORM, D2D1_ALPHA_MODE_PREMULTIPLIED},
-      96,
-      96,
-      D2D1_BITMAP_OPTIONS_CANNOT_DRAW | D2D1_BITMAP_OPTIONS_CPU_READ,
-      nullptr};
-  CComPtr<ID2D1Bitmap1> pixel;
-  context->CreateBitmap({1, 1}, nullptr, 0, &properties, &pixel);
-  const D2D1_RECT_U first = {0, 0, 1, 1};
+  PixelProbe probe;
+  if (!probe.Create(device_.get())) {
+    state.SkipWithError("the bitmap to read from could not be made");
+    return;
+  }
+  bool is_right = true;
   Measure(state, [&] {
     device_->BeginDraw(output_.get());
     effect_->Apply(output_.get());
     device_->EndDrawNoCallback();
-    D2D1_MAPPED_RECT mapped;
-    pixel->CopyFromBitmap(nullptr, output_->GetBitmap(), &first);
-    pixel->Map(D2D1_MAP_OPTIONS_READ, &mapped);
-    pixel->Unmap();
+    is_right = probe.Read(*output_, kProbeX, 0) == Expected() && is_right;
   });
+  if (!is_right) state.SkipWithError("a pixel is not what the formula says");
 }
 BENCHMARK_REGISTER_F(FrameBench, PassAlone)->Apply(Sizes);
 
