@@ -7,17 +7,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
-constexpr int kWidth = 160, kHeight = 90, kStride = 192;  // kStride in bytes, of NV12 frames
+constexpr int kWidth = 160, kHeight = 90, kStride = 192;  // bytes from row to row, of NV12 frames
 constexpr int kFrames = 12, kLostFrame = kFrames / 2, kBadgeSize = 24, kBadgeY = 33;
 constexpr int kBadge[4] = {0, 64, 128, 128};  // half transparent, premultiplied, for every pixel
-// Every step of 1/5 and of 1/3 is a whole number of 255ths.
-constexpr float kAmouts[2] = {5, 3};
+constexpr float kAmouts[2] = {5, 3};          // their steps are whole numbers of 255ths
 
-// Gradients; that of luma moves, and so does the bitmap.
-constexpr int kChromaV = 150;
+constexpr int kChromaV = 150;  // beside gradients, of which that of luma moves, as the bitmap does
 int Luma(int x, int number) { return 16 + (x + 7 * number) % 220; }
 int ChromaU(int y) { return 80 + y / 2; }
 int BadgeX(int number) { return 10 * number; }
@@ -103,8 +100,7 @@ class Host : public Vantra::Device {
     ++delivered_;
     faults_ += width != kWidth || height != kHeight || pitch < kWidth * 4;
     for (int y = 0; faults_ == 0 && y < kHeight; ++y, data += pitch) {
-      // Devices may blend in fixed point, which moves a byte by a step.
-      for (int x = 0; x < kWidth * 4; ++x) {
+      for (int x = 0; x < kWidth * 4; ++x) {  // a step of 255 is for blending in fixed point
         faults_ += std::abs(data[x] - Expected(x / 4, y, x % 4, number_)) > 1;
       }
     }
