@@ -10,7 +10,7 @@ endfunction()
 
 set(no_driver VK_DRIVER_FILES=${FOLDER}/no_driver.json)
 expect("engines, no driver" 1 "No Vulkan driver is installed" ${no_driver} ${COMMAND} engines)
-expect("apply, no driver" 1 "cannot start a device" ${no_driver} ${COMMAND} apply in.png out.png
+expect("apply, no driver" 1 "there is no usable render engine" ${no_driver} ${COMMAND} apply in.png out.png
        --effect Posterize)
 
 # A file that is no library goes before the machine's loader and cannot be opened.

@@ -46,6 +46,8 @@ class VANTRIX_API Device {
 
   long GetWidth() const { return width_; }
   long GetHeight() const { return height_; }
+  /// Always null: a device that draws off screen has no window here.
+  HWND GetDeviceHwnd() const { return nullptr; }
   DeviceContext* GetContext() { return context_.get(); }
   const DeviceContext* GetContext() const { return context_.get(); }
   ID3D11Device* GetD3D11Device() const { return context_->GetD3D11Device(); }
