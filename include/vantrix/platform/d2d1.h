@@ -95,7 +95,12 @@ enum D2D1_PROPERTY_TYPE : UINT32 {
   D2D1_PROPERTY_TYPE_UINT32 = 3,
   D2D1_PROPERTY_TYPE_INT32 = 4,
   D2D1_PROPERTY_TYPE_FLOAT = 5,
+  D2D1_PROPERTY_TYPE_VECTOR2 = 6,
+  D2D1_PROPERTY_TYPE_BLOB = 9,
+  D2D1_PROPERTY_TYPE_ENUM = 11,
   D2D1_PROPERTY_TYPE_CLSID = 13,
+  D2D1_PROPERTY_TYPE_MATRIX_4X4 = 16,
+  D2D1_PROPERTY_TYPE_MATRIX_5X4 = 17,
 };
 
 /// Indices of the properties that every effect has beside its own.
@@ -105,6 +110,17 @@ enum D2D1_PROPERTY : UINT32 {
   D2D1_PROPERTY_AUTHOR = 0x80000002,
   D2D1_PROPERTY_CATEGORY = 0x80000003,
   D2D1_PROPERTY_DESCRIPTION = 0x80000004,
+};
+
+/// Indices of what `ID2D1Properties::GetSubProperties` tells of a property: its name as a text,
+/// whether it cannot be set, and, in the property's own type, its range where it has one and its
+/// start value.
+enum D2D1_SUBPROPERTY : UINT32 {
+  D2D1_SUBPROPERTY_DISPLAYNAME = 0x80000000,
+  D2D1_SUBPROPERTY_ISREADONLY = 0x80000001,
+  D2D1_SUBPROPERTY_MIN = 0x80000002,
+  D2D1_SUBPROPERTY_MAX = 0x80000003,
+  D2D1_SUBPROPERTY_DEFAULT = 0x80000004,
 };
 
 constexpr UINT32 D2D1_INVALID_PROPERTY_INDEX = 0xFFFFFFFF;
@@ -120,6 +136,12 @@ struct D2D_POINT_2U {
   UINT32 y;
 };
 using D2D1_POINT_2U = D2D_POINT_2U;
+
+struct D2D_VECTOR_2F {
+  FLOAT x;
+  FLOAT y;
+};
+using D2D1_VECTOR_2F = D2D_VECTOR_2F;
 
 struct D2D_RECT_F {
   FLOAT left;
@@ -180,6 +202,12 @@ struct D2D_MATRIX_4X4_F {
   FLOAT _44;
 };
 using D2D1_MATRIX_4X4_F = D2D_MATRIX_4X4_F;
+
+/// [r g b a 1] times the matrix is the colour that (r, g, b, a) becomes.
+struct D2D_MATRIX_5X4_F {
+  FLOAT m[5][4];
+};
+using D2D1_MATRIX_5X4_F = D2D_MATRIX_5X4_F;
 
 using D2D1_COLOR_F = D3DCOLORVALUE;
 using D2D1_TAG = UINT64;
