@@ -110,21 +110,21 @@ class Comparison {
     for (int y = 0; y < result.height; ++y) {
       for (int x = 0; x < result.width; ++x) Add(input, result.At(x, y), x, y);
     }
-    ++pictures_;
   }
 
   void Report() const {
     const Tolerance& tolerance = case_.tolerance;
-    fmt::print("  {}: largest difference {} of {} allowed in {} pictures{}{}", title_, largest_,
-               tolerance.steps, pictures_, *tolerance.cause ? ": " : "", tolerance.cause);
-    fmt::print("; {} of {} pixels at an edge, {} on its other side\n", at_edge_, pixels_,
-               other_side_);
+    fmt::print(
+        "  {}: largest difference {} of {} allowed{}{} in {} pixels; {} of {} at an edge on "
+        "its other side\n",
+        title_, largest_, tolerance.steps, *tolerance.cause ? ", since " : "", tolerance.cause,
+        pixels_, other_side_, at_edge_);
     EXPECT_TRUE((tolerance.steps == 0 && tolerance.halfway == Tolerance{}.halfway) ||
                 *tolerance.cause)
         << title_ << ": a tolerance has a cause";
     EXPECT_LE(static_cast<double>(other_side_), 1 + kOtherSideShare * static_cast<double>(pixels_))
         << title_ << ": too many pixels are on the other side of an edge";
-    EXPECT_FALSE(first_) << title_ << ": " << *first_;
+    if (first_) ADD_FAILURE() << title_ << ": " << *first_;
   }
 
  private:
@@ -171,7 +171,6 @@ class Comparison {
   const EffectCase& case_;
   std::string title_;
   int largest_ = 0;
-  int pictures_ = 0;
   long pixels_ = 0;
   long at_edge_ = 0;
   long other_side_ = 0;

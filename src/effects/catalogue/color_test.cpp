@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "tests/harness/device_fixture.h"
 #include "tests/harness/effect_check.h"
@@ -131,24 +130,7 @@ double Hue(const Rgba& p) {
   return 60 * ((p.r - p.g) / d + 4);
 }
 
-struct Isolation {
-  const wchar_t* name;
-  double low;
-  double high;
-  // Which of the pixels below are kept.
-  const char* kept;
-};
-
-class Isolations : public ::testing::TestWithParam<Isolation> {};
-
-TEST_P(Isolations, KeepTheirHuesAndMixTheRestWithGrey) {
-  const Isolation& effect = GetParam();
-  CheckEffect(effect.name, Sweep(L"Amout", 1, {0, 0.5, -1, 2}, [&](Place& place, double amout) {
-                const Rgba p = place.Own();
-                const double h = Hue(p);
-                if (!place.Less(h, effect.low) && !place.Less(effect.high, h)) return p;
-                return Mix(p, Lum(p), Lum(p), Lum(p), amout);
-              }));
+TEST(ColorEffects, IsolationsKeepTheirHuesAndMixTheRestWithGrey) {
   // Grey, the pure colours from red to magenta, and pairs around the bounds of 5, -5, 30 and 260,
   // each with its brightness.
   const std::pair<Pixel, std::uint8_t> pixels[] = {
@@ -157,24 +139,35 @@ TEST_P(Isolations, KeepTheirHuesAndMixTheRestWithGrey) {
       {{200, 0, 200, 255}, 82}, {{0, 19, 240, 255}, 83},   {{0, 21, 240, 255}, 84},
       {{19, 0, 240, 255}, 74},  {{21, 0, 240, 255}, 74},   {{0, 101, 200, 255}, 120},
       {{0, 99, 200, 255}, 118}, {{240, 0, 79, 255}, 50},   {{240, 0, 81, 255}, 51}};
-  std::vector<std::pair<Pixel, Pixel>> expected;
-  for (std::size_t i = 0; i < std::size(pixels); ++i) {
-    const auto& [pixel, grey] = pixels[i];
-    expected.push_back({pixel, effect.kept[i] == '1' ? pixel : Pixel{grey, grey, grey, pixel[3]}});
+  struct Isolation {
+    const wchar_t* name;
+    double low;
+    double high;
+    // Which of those pixels stay.
+    const char* kept;
+  };
+  const Isolation isolations[] = {
+      {L"RedIsolation", -5, 5, "110000010100000"},
+      {L"GreenIsolation", 60, 180, "001110000000000"},
+      {L"BlueIsolation", 180, 260, "000011000000010"},
+      {L"YellowIsolation", 30, 60, "001000000001000"},
+  };
+  for (const auto& [name, low, high, kept] : isolations) {
+    CheckEffect(name, Sweep(L"Amout", 1, {0, 0.5, -1, 2},
+                            [low = low, high = high](Place& place, double amout) {
+                              const Rgba p = place.Own();
+                              const double h = Hue(p);
+                              if (!place.Less(h, low) && !place.Less(high, h)) return p;
+                              return Mix(p, Lum(p), Lum(p), Lum(p), amout);
+                            }));
+    std::vector<std::pair<Pixel, Pixel>> expected;
+    for (std::size_t i = 0; i < std::size(pixels); ++i) {
+      const auto& [pixel, grey] = pixels[i];
+      expected.push_back({pixel, kept[i] == '1' ? pixel : Pixel{grey, grey, grey, pixel[3]}});
+    }
+    CheckPixels(name, {}, expected);
   }
-  CheckPixels(effect.name, {}, expected);
 }
-
-INSTANTIATE_TEST_SUITE_P(, Isolations,
-                         ::testing::Values(Isolation{L"RedIsolation", -5, 5, "110000010100000"},
-                                           Isolation{L"GreenIsolation", 60, 180, "001110000000000"},
-                                           Isolation{L"BlueIsolation", 180, 260, "000011000000010"},
-                                           Isolation{L"YellowIsolation", 30, 60,
-                                                     "001000000001000"}),
-                         [](const auto& isolation) {
-                           const std::wstring name = isolation.param.name;
-                           return std::string(name.begin(), name.end());
-                         });
 
 TEST(ColorEffects, PhotoFilterTintsByBrightness) {
   const auto tinted = [](double r, double g, double b, double density) {
