@@ -36,8 +36,8 @@ class VANTRIX_API EffectFactory {
 
   /// Makes an effect from its name, such as "CLSID_Posterize", case ignored. Behind
   /// "CLSID_Instagram" and "CLSID_V_Instagram" stands the name of a look, such as in
-  /// "CLSID_InstagramAden": the filter is made also when there is no such look. Empty when there is no
-  /// effect of that name. The effect has no platform objects until its own `Create`.
+  /// "CLSID_InstagramAden": the filter is made also when there is no such look. Empty when there is
+  /// no effect of that name. The effect has no platform objects until its own `Create`.
   std::unique_ptr<Effect> CreateEffectByID(const std::wstring& name);
   std::unique_ptr<Effect> CreateEffectByID(const GUID& id);
 
