@@ -114,7 +114,7 @@ class DeviceContext2D final
 
   HRESULT DrawNode(const Drawing& drawing);
   // What of an image has to be rendered to draw `part` of it there.
-  Render::Rect VisiblePart(const Area& part, const Placement& placement) const;
+  Render::Rect PartToRender(const Area& part, const Placement& placement) const;
   HRESULT DrawTransformed(const Drawing& drawing, const Placement& placement,
                           const RenderedImage& image, const Area& part);
   // Gives all pixels of `rect` one premultiplied colour.

@@ -208,7 +208,7 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
     return unbounded ? Fill(clip, {0, 0, 0, 0}) : S_OK;
   }
 
-  result = drawing.node.Require(evaluation, VisiblePart(part, *placement));
+  result = drawing.node.Require(evaluation, PartToRender(part, *placement));
   if (FAILED(result)) return result;
 
   // Over nothing, or with nothing around it to change, the image's pixels are the result.
@@ -249,29 +249,20 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
   return ToResult(device_->GetEngine().Draw(pass));
 }
 
-Render::Rect DeviceContext2D::VisiblePart(const Area& part, const Placement& placement) const {
-  Render::Rect whole = {static_cast<std::int32_t>(std::floor(part.left)),
-                        static_cast<std::int32_t>(std::floor(part.top)),
-                        static_cast<std::int32_t>(std::ceil(part.right)),
-                        static_cast<std::int32_t>(std::ceil(part.bottom))};
-  const auto limit = static_cast<std::int32_t>(device_->GetEngine().MaximumTextureSize());
-  const Area drawn = ToArea(placement.rect);
+Render::Rect DeviceContext2D::PartToRender(const Area& part, const Placement& placement) const {
+  const Render::Rect whole = PixelsIn(
+      {std::floor(part.left), std::floor(part.top), std::ceil(part.right), std::ceil(part.bottom)},
+      kUnbounded);
   if (placement.shifted) {
+    const Area drawn = ToArea(placement.rect);
     return Intersect(whole,
                      PixelsIn({drawn.left + placement.shift_x, drawn.top + placement.shift_y,
                                drawn.right + placement.shift_x, drawn.bottom + placement.shift_y},
                               kUnbounded));
   }
-  if (whole.Width() <= limit && whole.Height() <= limit) return whole;
-  // More than a texture holds: only what the pixels of the target, and the interpolation between
-  // them, can reach.
-  const Area seen = placement.inverse.Bounds(drawn, part);
-  const double scale = std::max((seen.right - seen.left) / (drawn.right - drawn.left),
-                                (seen.bottom - seen.top) / (drawn.bottom - drawn.top));
-  const double margin = 4 * std::max(scale, 1.0);
-  return Intersect(whole, PixelsIn({seen.left - margin, seen.top - margin, seen.right + margin,
-                                    seen.bottom + margin},
-                                   kUnbounded));
+  // The whole part is the same from frame to frame, whatever the transform, and so is its texture.
+  const auto limit = static_cast<std::int32_t>(device_->GetEngine().MaximumTextureSize());
+  return whole.Width() <= limit && whole.Height() <= limit ? whole : ReadPart(placement, part);
 }
 
 HRESULT DeviceContext2D::DrawTransformed(const Drawing& drawing, const Placement& placement,

@@ -125,6 +125,21 @@ HRESULT PrepareTransform(GraphicsDevice& device, const RenderedImage& image, con
   return ToResult(device.GetProgram(chosen.program, &pass->program));
 }
 
+Render::Rect ReadPart(const Placement& placement, const Area& part) {
+  // A cubic kernel reaches two pixels of the target or of the image, whichever are larger.
+  constexpr double kReach = 3;
+  const Area drawn = ToArea(placement.rect);
+  const Area seen = placement.inverse.Bounds(
+      {drawn.left - kReach, drawn.top - kReach, drawn.right + kReach, drawn.bottom + kReach}, part);
+  const Area read = Intersect(
+      {seen.left - kReach, seen.top - kReach, seen.right + kReach, seen.bottom + kReach}, part);
+  if (placement.rect.Empty() || read.Empty()) return {};
+  return {static_cast<std::int32_t>(std::floor(read.left)),
+          static_cast<std::int32_t>(std::floor(read.top)),
+          static_cast<std::int32_t>(std::ceil(read.right)),
+          static_cast<std::int32_t>(std::ceil(read.bottom))};
+}
+
 HRESULT PrepareCopy(GraphicsDevice& device, const RenderedImage& image, double origin_x,
                     double origin_y, Render::Pass* pass) {
   // On whole pixels every interpolation is the pixel itself.

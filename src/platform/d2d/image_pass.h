@@ -29,6 +29,9 @@ HRESULT PrepareTransform(GraphicsDevice& device, const RenderedImage& image, con
                          const Placement& placement, D2D1_INTERPOLATION_MODE interpolation,
                          bool aliased, TransformConstants* constants, Render::Pass* pass);
 
+// The part of an image that drawing `part` of it at its placement reads, with any interpolation.
+Render::Rect ReadPart(const Placement& placement, const Area& part);
+
 // Prepares a pass that copies an image on whole pixels: place in the image = pixel of the target +
 // origin.
 HRESULT PrepareCopy(GraphicsDevice& device, const RenderedImage& image, double origin_x,

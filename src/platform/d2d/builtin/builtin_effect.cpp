@@ -96,6 +96,8 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
     MakeBuiltInEffect* make;
   };
   static constexpr Row kEffects[] = {
+      {CLSID_D2D13DTransform, Make3DTransform},
+      {CLSID_D2D1Border, MakeBorder},
       {CLSID_D2D1ColorMatrix, MakeColorMatrix},
   };
   for (const Row& row : kEffects) {

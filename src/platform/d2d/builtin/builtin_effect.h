@@ -133,6 +133,8 @@ CComPtr<Effect2D> MakeBuiltIn(CComPtr<ID2D1Factory1> factory,
   return CComPtr<Effect2D>(MakeCom<E>(std::move(factory), std::move(device)));
 }
 
+MakeBuiltInEffect Make3DTransform;
+MakeBuiltInEffect MakeBorder;
 MakeBuiltInEffect MakeColorMatrix;
 
 }  // namespace Vantra::Platform
