@@ -22,6 +22,9 @@ class VANTRIX_API EffectFactory {
     std::wstring display_name;
     std::wstring category;
     std::wstring description;
+    GUID id;
+    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
+    std::vector<std::wstring> numbers;
   };
 
   EffectFactory() = default;
@@ -36,8 +39,8 @@ class VANTRIX_API EffectFactory {
 
   /// Makes an effect from its name, such as "CLSID_Posterize", case ignored. Behind
   /// "CLSID_Instagram" and "CLSID_V_Instagram" stands the name of a look, such as in
-  /// "CLSID_InstagramAden": the filter is made also when there is no such look. Empty when there is no
-  /// effect of that name. The effect has no platform objects until its own `Create`.
+  /// "CLSID_InstagramAden": the filter is made also when there is no such look. Empty when there is
+  /// no effect of that name. The effect has no platform objects until its own `Create`.
   std::unique_ptr<Effect> CreateEffectByID(const std::wstring& name);
   std::unique_ptr<Effect> CreateEffectByID(const GUID& id);
 
