@@ -132,6 +132,25 @@ TEST_F(Command, AChainRunsInOrderAndEachAttributeBelongsToTheEffectBeforeIt) {
   EXPECT_EQ(ReadFile(folder_ / "chain.bgra"), ReadFile(folder_ / "second.bgra"));
 }
 
+TEST_F(Command, SetsByNumberWhatNoAttributeXmlTells) {
+  // A filter without a look is black at full strength and leaves the picture at none.
+  Store("in.png", DrawScene(9, 7));
+  EXPECT_EQ(Run({"apply", "in.png", "same.bgra", "-e", "AlphaConvert"}).code, 0);
+  EXPECT_EQ(Run({"apply", "in.png", "none.bgra", "-e", "InstagramNone", "-s", "Amout=0"}).code, 0);
+  EXPECT_EQ(ReadFile(folder_ / "none.bgra"), ReadFile(folder_ / "same.bgra"));
+  EXPECT_EQ(Run({"describe", "InstagramFilter"}).out, "amout\tfloat\tby number\n");
+  EXPECT_EQ(Run({"describe", "InstagramNone", "--json"}).out,
+            "[\n  {\"name\": \"amout\", \"type\": \"float\", \"byNumber\": true}\n]\n");
+  EXPECT_NE(Run({"effects", "--json"}).out.find("\"numbers\": [\"amout\"]"), std::string::npos);
+  for (const auto& [setting, cause] : {std::pair{"hue=1", "no such attribute; amout"},
+                                       {"amout=", "not a number"},
+                                       {"amout=1x", "not a number"},
+                                       {"amout=nan", "not a number"},
+                                       {"amout=1e99", "out of range"}}) {
+    ExpectFailure(2, cause, {"apply", "in.png", "out.png", "-e", "InstagramFilter", "-s", setting});
+  }
+}
+
 TEST_F(Command, ConvertsARawFrameAndScalesPictures) {
   // Two by two pixels: black, white, and colours that are none.
   std::ofstream(folder_ / "frame.nv12", std::ios::binary) << "\x10\xEB\x10\xEB\x80\x80";
