@@ -42,6 +42,7 @@ const Showcase& FindShowcase(const std::string& effect) {
       {.effect = "InstagramVideo",
        .settings = {"amout=0.5"},
        .note = "Without a look it mixes with black. Looks go by CLSID_V_Instagram and their name."},
+      {.effect = "Posterize", .settings = {"Amout=4"}},
       {.effect = "StandardAdjust", .settings = {"hue=50", "saturation=30"}},
   };
   static const Showcase kStartValues{};

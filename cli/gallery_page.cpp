@@ -139,8 +139,8 @@ std::string FormatAttributes(const std::vector<GalleryCard::Attribute>& attribut
 
 std::string FormatSettings(const GalleryCard& card) {
   if (card.attributes.empty()) return "After";
-  if (card.settings.empty()) return "After, at its start values";
-  return fmt::format("After, with <code>{}</code>",
+  if (card.settings.empty()) return "After (start values)";
+  return fmt::format("After (<code>{}</code>)",
                      Escape(fmt::format("{}", fmt::join(card.settings, " "))));
 }
 
