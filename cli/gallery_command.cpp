@@ -54,11 +54,21 @@ const Showcase& FindShowcase(const std::string& effect) {
 // A bar on a terminal, else a line for each step.
 class Progress {
  public:
-  explicit Progress(std::size_t total) : total_(total) {}
+  explicit Progress(std::size_t total) : total_(total) {
+    if (!terminal_) return;
+    // A message of the library takes the place of the bar until the next step.
+    former_sink_ = sundrix::Logger::GetInstance().SetSink(
+        [this](auto level, const std::string& message, auto... place) {
+          fmt::print(stderr, "{}", kClear);
+          former_sink_(level, message, place...);
+        });
+  }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() {
-    if (terminal_) fmt::print(stderr, "{}", kClear);
+    if (!terminal_) return;
+    fmt::print(stderr, "{}", kClear);
+    sundrix::Logger::GetInstance().SetSink(std::move(former_sink_));
   }
 
   void Step(const std::string& name) {
@@ -79,6 +89,7 @@ class Progress {
   const bool terminal_ = isatty(STDERR_FILENO) == 1;
   const std::size_t total_;
   std::size_t done_ = 0;
+  sundrix::Logger::Sink former_sink_;
 };
 
 // A picture and where it lies.
