@@ -4,7 +4,6 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <numeric>
 #include <stdexcept>
 
 #include "tests/harness/device_fixture.h"
@@ -228,6 +227,48 @@ TEST_F(PlatformEffects, StandardAdjustMakesOneMatrixOfFourSteps) {
   EXPECT_TRUE(adjust.IsAdjusting());
 }
 
+// A function of straight red, green and blue, with alpha kept.
+Formula OnStraight(const std::function<Rgb(const Rgb&)>& function) {
+  return [function](const Picture& input, int x, int y) {
+    const Pixel& p = input.At(x, y);
+    const double alpha = p[3] / 255.0;
+    Rgb straight = {};
+    if (p[3]) straight = {p[2] / 255.0 / alpha, p[1] / 255.0 / alpha, p[0] / 255.0 / alpha};
+    const Rgb rgb = function(straight);
+    return Color{rgb[2] * alpha, rgb[1] * alpha, rgb[0] * alpha, alpha};
+  };
+}
+
+TEST_F(PlatformEffects, AdjustmentsAndTransfersChangeStraightColours) {
+  StandardAdjust adjust;
+  GammaTransfer gamma;
+  LinearTransfer linear;
+  ASSERT_TRUE(adjust.Create(&device_) && gamma.Create(&device_) && linear.Create(&device_));
+  for (const Picture& picture : {DrawScene(64, 48), DrawSceneWithAlpha(61, 47)}) {
+    for (const Adjustment& by : kAdjustments) {
+      Adjust(adjust, by);
+      const auto difference =
+          Compare(picture, Run(adjust, picture),
+                  OnStraight([&by](const Rgb& rgb) { return Adjusted(rgb, by); }));
+      EXPECT_FALSE(difference) << by.hue << " " << by.contrast << ": " << *difference;
+    }
+    for (const float value : {0.0f, -100.0f, -45.0f, 120.0f, -300.0f}) {
+      gamma.SetGamma(value);
+      const auto difference =
+          Compare(picture, Run(gamma, picture), OnStraight([value](Rgb rgb) {
+                    for (double& c : rgb) c = std::pow(c, (value + 100) / 100);
+                    return rgb;
+                  }),
+                  {value == 0 ? 0 : 1, "devices compute powers to a few thousandths of a step"});
+      EXPECT_FALSE(difference) << value << ": " << *difference;
+    }
+    const auto difference = Compare(picture, Run(linear, picture), OnStraight([](const Rgb& rgb) {
+                                      return Rgb{2.5 * rgb[0] - 1, 5 * rgb[1] - 1, rgb[2]};
+                                    }));
+    EXPECT_FALSE(difference) << *difference;
+  }
+}
+
 TEST_F(PlatformEffects, TheTransfersWriteTheirFunctions) {
   GammaTransfer gamma;
   ASSERT_TRUE(gamma.Create(&device_));
@@ -260,32 +301,50 @@ TEST_F(PlatformEffects, ConvolveMatrixTakesEachOfItsKernels) {
   ASSERT_TRUE(convolve.Create(&device_));
   struct Kernel {
     std::wstring name;
-    unsigned width;
-    unsigned height;
+    int width;
+    int height;
     float divisor;
-    float sum;
+    std::vector<float> elements;
   };
-  const std::vector<Kernel> kernels = {{L"Passthrough", 1, 1, 1, 1},
-                                       {L"Box Blur (width 5)", 5, 5, 25, 25},
-                                       {L"Simple Edge Detect", 3, 3, 1, 0},
-                                       {L"Simple Sharpen", 3, 3, 2, 2},
-                                       {L"Emboss", 3, 3, 1, 1},
-                                       {L"Horizontal Smear (width 20)", 20, 1, 20, 20}};
+  const std::vector<Kernel> kernels = {
+      {L"Passthrough", 1, 1, 1, {1}},
+      {L"Box Blur (width 5)", 5, 5, 25, std::vector<float>(25, 1)},
+      {L"Simple Edge Detect", 3, 3, 1, {0, -1, 0, -1, 4, -1, 0, -1, 0}},
+      {L"Simple Sharpen", 3, 3, 2, {0, -1, 0, -1, 6, -1, 0, -1, 0}},
+      {L"Emboss", 3, 3, 1, {2, 1, 0, 1, 1, -1, 0, -1, -2}},
+      {L"Horizontal Smear (width 20)", 20, 1, 20, std::vector<float>(20, 1)}};
   EXPECT_EQ(convolve.GetKernel(), 2);
   for (int i = 0; i < ConvolveMatrix::kKernelCount; ++i) {
     const Kernel& kernel = kernels[static_cast<std::size_t>(i)];
     convolve.SetAttribute(L"Kernel", static_cast<float>(i) + 0.5f);
     EXPECT_EQ(convolve.GetKernel(), i);
     EXPECT_EQ(ConvolveMatrix::GetKernelName(i), kernel.name);
-    EXPECT_EQ(Property<UINT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X), kernel.width);
-    EXPECT_EQ(Property<UINT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_Y), kernel.height);
+    EXPECT_EQ(Property<INT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X), kernel.width);
+    EXPECT_EQ(Property<INT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_Y), kernel.height);
     EXPECT_EQ(Property(convolve, D2D1_CONVOLVEMATRIX_PROP_DIVISOR), kernel.divisor);
-    std::vector<float> elements(std::size_t{kernel.width} * kernel.height);
+    std::vector<float> elements(kernel.elements.size());
     EXPECT_EQ(convolve.GetValue(D2D1_CONVOLVEMATRIX_PROP_KERNEL_MATRIX,
                                 reinterpret_cast<unsigned char*>(elements.data()),
                                 static_cast<unsigned>(elements.size() * sizeof(float))),
               S_OK);
-    EXPECT_EQ(std::accumulate(elements.begin(), elements.end(), 0.0f), kernel.sum);
+    EXPECT_EQ(elements, kernel.elements);
+    // On the picture as it is, transparent beyond its edges.
+    const Picture scene = DrawSceneWithAlpha(61, 47);
+    const auto difference =
+        Compare(scene, Run(convolve, scene), [&kernel](const Picture& input, int x, int y) {
+          Color sum = {};
+          for (int k = 0; k < static_cast<int>(kernel.elements.size()); ++k) {
+            const int column = x + k % kernel.width - kernel.width / 2;
+            const int row = y + k / kernel.width - kernel.height / 2;
+            if (column < 0 || row < 0 || column >= input.width || row >= input.height) continue;
+            for (std::size_t c = 0; c < 4; ++c) {
+              sum[c] += kernel.elements[static_cast<std::size_t>(k)] / kernel.divisor *
+                        input.At(column, row)[c] / 255.0;
+            }
+          }
+          return sum;
+        });
+    EXPECT_FALSE(difference) << i << ": " << *difference;
   }
   for (const float index : {-1.0f, 6.0f, 1e30f, kNaN}) convolve.SetAttribute(L"kernel", index);
   convolve.SetAttribute(L"other", 0.0f);
@@ -325,9 +384,27 @@ TEST_F(PlatformEffects, WarpPerspectiveTakesTheCornersToThePoints) {
   constexpr D2D1_MATRIX_4X4_F kSame = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   EXPECT_EQ(std::memcmp(&same, &kSame, sizeof(kSame)), 0);
 
+  // Each quarter of a picture is found at its corner.
+  Picture quarters("quarters", 40, 40);
+  for (int y = 0; y < 40; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      quarters.At(x, y) = {static_cast<std::uint8_t>(x < 20 ? 50 : 100),
+                           static_cast<std::uint8_t>(y < 20 ? 50 : 100), 0, 255};
+    }
+  }
+  warp.SetPoints({40, 40}, {4, 10}, {30, 2}, {12, 36}, {38, 30});
+  const Picture shown = Run(warp, quarters);
+  EXPECT_EQ(shown.At(6, 11), (Pixel{50, 50, 0, 255}));
+  EXPECT_EQ(shown.At(28, 4), (Pixel{100, 50, 0, 255}));
+  EXPECT_EQ(shown.At(13, 33), (Pixel{50, 100, 0, 255}));
+  EXPECT_EQ(shown.At(36, 29), (Pixel{100, 100, 0, 255}));
+  for (const auto& [x, y] : {std::pair{0, 0}, {2, 10}, {36, 12}, {6, 30}, {39, 39}}) {
+    EXPECT_EQ(shown.At(x, y), Pixel{}) << x << "," << y;
+  }
+
   // Three corners on a line have no finite matrix.
   warp.SetPoints({4, 4}, {0, 0}, {1, 1}, {2, 2}, {5, 9});
-  EXPECT_EQ(MatrixOf(warp)._11, 1.0f);
+  EXPECT_EQ(MatrixOf(warp)._41, 4.0f);
 }
 
 TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {
@@ -335,6 +412,25 @@ TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {
   ASSERT_TRUE(border.Create(&device_));
   EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_X), D2D1_BORDER_EDGE_MODE_MIRROR);
   EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_Y), D2D1_BORDER_EDGE_MODE_MIRROR);
+  const Picture scene = DrawSceneWithAlpha(5, 4);
+  Vantra::Bitmap input, output;
+  Upload(input, scene);
+  Prepare(output, 20, 15);
+  border.SetInput(0, &input);
+  device_.BeginDraw(nullptr, {0, 0, 0, 0});
+  const D2D_RECT_F around = {-7, -6, 13, 9};
+  border.Apply(&output, nullptr, &around);
+  device_.EndDrawNoCallback();
+  const Picture shown = Read(output);
+  const auto mirrored = [](int at, int count) {
+    const int place = (at + 4 * count) % (2 * count);
+    return place < count ? place : 2 * count - 1 - place;
+  };
+  for (int y = 0; y < 15; ++y) {
+    for (int x = 0; x < 20; ++x) {
+      EXPECT_EQ(shown.At(x, y), scene.At(mirrored(x - 7, 5), mirrored(y - 6, 4)));
+    }
+  }
 
   std::vector<std::string> log;
   sundrix::Logger::GetInstance().SetSink([&log](sundrix::log_severity_level,
