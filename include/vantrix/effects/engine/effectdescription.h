@@ -60,6 +60,8 @@ class VANTRIX_API EffectDescription {
     /// Resource names of the pictures of texture slots 1 and 2.
     std::vector<const wchar_t*> textures = {};
     std::vector<std::string_view> inputs = {"Source"};
+    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
+    std::vector<const wchar_t*> numbers = {};
   };
 
   EffectDescription(Identity identity, std::size_t constants_size)
