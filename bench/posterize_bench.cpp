@@ -165,13 +165,3 @@ BENCHMARK_DEFINE_F(FrameBench, PassAlone)(benchmark::State& state) {
 BENCHMARK_REGISTER_F(FrameBench, PassAlone)->Apply(Sizes);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  Device probe;
-  probe.Intialize(nullptr);
-  benchmark::AddCustomContext("engine", Vantra::Platform::GetEngineChoice().engine.name);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-}

@@ -30,11 +30,12 @@ enum class Status {
   kUnsupported,
 };
 
-// 8-bit unsigned normalised channels in memory order.
-enum class Format { kBgra8, kRgba8, kR8, kRg8 };
-constexpr std::size_t kFormatCount = 4;
+// Channels in memory order: 8-bit unsigned normalised ones, or floats of 16 bits for results
+// between passes that 8 bits would round too coarsely.
+enum class Format { kBgra8, kRgba8, kR8, kRg8, kRgba16Float };
+constexpr std::size_t kFormatCount = 5;
 
-// Of the formats with four channels, those of pictures.
+// Of the formats of pictures.
 constexpr std::uint32_t kBytesPerPixel = 4;
 
 constexpr std::uint32_t BytesPerPixel(Format format) {
@@ -43,6 +44,8 @@ constexpr std::uint32_t BytesPerPixel(Format format) {
       return 1;
     case Format::kRg8:
       return 2;
+    case Format::kRgba16Float:
+      return 8;
     case Format::kBgra8:
     case Format::kRgba8:
       break;
@@ -60,6 +63,7 @@ struct TextureDesc {
   std::uint32_t height = 0;
   Format format = Format::kBgra8;
   Usage usage = Usage::kDevice;
+  friend constexpr bool operator==(const TextureDesc&, const TextureDesc&) = default;
 };
 
 // Pixels from left and top up to, and without, right and bottom.
@@ -248,7 +252,7 @@ class Engine {
   Status Clear(Texture& texture, const std::array<float, 4>& color);
 
   // Draws one pass. Each channel of a result becomes 0 when it is NaN, is clamped to 0..1 and
-  // rounded to the nearest of 256 steps.
+  // rounded to the nearest value of the target's format.
   Status Draw(const Pass& pass);
 
   // Runs a compute program. Up to `kMaximumGroups` groups each way; what the program writes beyond

@@ -38,6 +38,7 @@ void EffectFactory::Create(Device* device) {
   device_ = device;
   ID2D1Factory1* factory = device->GetD2DFactory();
   for (const CatalogueEntry& entry : GetCatalogue()) {
+    if (!entry.create_shader) continue;
     factory->RegisterEffectFromString(entry.description().GetIdentity().id,
                                       entry.description().GetRegistrationXml().c_str(), nullptr, 0,
                                       entry.create_shader);

@@ -33,6 +33,7 @@ class Bitmap2D final
     return surface_->device;
   }
   HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) override;
+  HRESULT Require(Evaluation&, const Render::Rect&) override { return S_OK; }
   HRESULT Render(Evaluation& evaluation, RenderedImage* image) override;
   HRESULT RenderDirectly(Evaluation& evaluation, const DirectTarget& target) override;
 

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "platform/d2d/builtin/builtin_effect.h"
+
 namespace Vantra::Platform {
 namespace {
 
@@ -170,10 +172,14 @@ HRESULT DeviceContext2D::CreateBitmap(D2D1_SIZE_U size, const void* data, UINT32
 HRESULT DeviceContext2D::CreateEffect(REFCLSID effectId, ID2D1Effect** effect) {
   if (!effect) return E_POINTER;
   *effect = nullptr;
+  if (MakeBuiltInEffect* make = FindBuiltInEffect(effectId)) {
+    *effect = make(CComPtr<ID2D1Factory1>(factory_), device_).Detach();
+    return *effect ? S_OK : E_OUTOFMEMORY;
+  }
   std::shared_ptr<const EffectRegistration> registration = factory_->FindEffect(effectId);
   if (!registration) return D2DERR_EFFECT_IS_NOT_REGISTERED;
-  CComPtr<Effect2D> made =
-      MakeCom<Effect2D>(CComPtr<ID2D1Factory1>(factory_), device_, std::move(registration));
+  CComPtr<CustomEffect2D> made =
+      MakeCom<CustomEffect2D>(CComPtr<ID2D1Factory1>(factory_), device_, std::move(registration));
   if (!made) return E_OUTOFMEMORY;
   const HRESULT result = made->Initialize();
   if (FAILED(result)) return result;

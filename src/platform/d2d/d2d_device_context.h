@@ -113,6 +113,8 @@ class DeviceContext2D final
   HRESULT GetBounds(ID2D1Image* image, Projection* to_units, Area* bounds) const;
 
   HRESULT DrawNode(const Drawing& drawing);
+  // What of an image has to be rendered to draw `part` of it there.
+  Render::Rect PartToRender(const Area& part, const Placement& placement) const;
   HRESULT DrawTransformed(const Drawing& drawing, const Placement& placement,
                           const RenderedImage& image, const Area& part);
   // Gives all pixels of `rect` one premultiplied colour.
@@ -136,7 +138,7 @@ class DeviceContext2D final
   std::uint64_t submissions_ = ~std::uint64_t{0};
   HRESULT error_ = S_OK;
   // Kept from drawing to drawing, so that evaluations do not allocate.
-  std::vector<std::unique_ptr<Render::Texture>> evaluation_storage_;
+  EvaluationStorage evaluation_storage_;
 };
 
 }  // namespace Vantra::Platform

@@ -2,134 +2,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <span>
 
 #include "platform/d2d/d2d_device_context.h"
-
-extern "C" {
-extern const unsigned char vantrix_spirv_image[];
-extern const unsigned char vantrix_spirv_image_end[];
-extern const unsigned char vantrix_spirv_transform_samples[];
-extern const unsigned char vantrix_spirv_transform_samples_end[];
-extern const unsigned char vantrix_spirv_transform_cubic[];
-extern const unsigned char vantrix_spirv_transform_cubic_end[];
-}
+#include "platform/d2d/image_pass.h"
+#include "platform/d2d/rectangles.h"
 
 namespace Vantra::Platform {
 namespace {
 
-std::span<const std::byte> ImageProgram() {
-  return std::as_bytes(std::span(vantrix_spirv_image, vantrix_spirv_image_end));
-}
-
-std::span<const std::byte> SamplesProgram() {
-  return std::as_bytes(
-      std::span(vantrix_spirv_transform_samples, vantrix_spirv_transform_samples_end));
-}
-
-std::span<const std::byte> CubicProgram() {
-  return std::as_bytes(std::span(vantrix_spirv_transform_cubic, vantrix_spirv_transform_cubic_end));
-}
-
-// How a mode is carried out: its program, the filter of its samples and the program's `detail`.
-struct Interpolation {
-  std::span<const std::byte> program;
-  Render::Filter filter;
-  float detail;
-};
-
-Interpolation Describe(D2D1_INTERPOLATION_MODE mode) {
-  // More than any image is made smaller.
-  constexpr float kAnyWidth = 1e6f;
-  switch (mode) {
-    case D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR:
-      return {SamplesProgram(), Render::Filter::kNearest, 1};
-    case D2D1_INTERPOLATION_MODE_LINEAR:
-      break;
-    case D2D1_INTERPOLATION_MODE_CUBIC:
-      return {CubicProgram(), Render::Filter::kNearest, 1};
-    case D2D1_INTERPOLATION_MODE_MULTI_SAMPLE_LINEAR:
-      return {SamplesProgram(), Render::Filter::kLinear, 2};
-    case D2D1_INTERPOLATION_MODE_ANISOTROPIC:
-      return {SamplesProgram(), Render::Filter::kLinear, 0};
-    case D2D1_INTERPOLATION_MODE_HIGH_QUALITY_CUBIC:
-      return {CubicProgram(), Render::Filter::kNearest, kAnyWidth};
-  }
-  return {SamplesProgram(), Render::Filter::kLinear, 1};
-}
-
-// The constants of `shaders/transform.glsl`.
-struct TransformConstants {
-  using Row = std::array<float, 3>;
-  Row u, v, w;
-  Row left, top, right, bottom;
-  std::array<float, 4> reach;
-  std::array<float, 4> color;
-  std::array<float, 4> outside;
-  float opacity;
-  float aliased;
-  std::array<float, 2> detail;
-};
-
-using RowOfDoubles = std::array<double, 3>;
-
-TransformConstants::Row ToFloats(const RowOfDoubles& row) {
-  return {static_cast<float>(row[0]), static_cast<float>(row[1]), static_cast<float>(row[2])};
-}
-
-// a + factor * b
-RowOfDoubles Sum(const RowOfDoubles& a, double factor, const RowOfDoubles& b) {
-  return {a[0] + factor * b[0], a[1] + factor * b[1], a[2] + factor * b[2]};
-}
-
-// The line where `row` is 0, as the distance from it.
-TransformConstants::Row ToDistance(const RowOfDoubles& row) {
-  double length = std::hypot(row[0], row[1]);
-  if (!(length > 0)) length = std::abs(row[2]);
-  return ToFloats({row[0] / length, row[1] / length, row[2] / length});
-}
-
-// From the centre of the first pixel that `first` to `last` touches to that of the last.
-std::array<float, 2> Reach(double first, double last) {
-  return {static_cast<float>(std::floor(first) + 0.5), static_cast<float>(std::ceil(last) - 0.5)};
-}
-
-// What is the same in every pixel: the distance from an edge that is nowhere near.
-constexpr TransformConstants::Row kInside = {0, 0, 1};
-
-// Constants for drawing `part` of a texture to a rectangle with the corner (left, top).
-TransformConstants PlaceConstants(const Projection& inverse, const Area& part, bool full,
-                                  double left, double top) {
-  const Projection from_corner = Projection::Translation(left, top) * inverse;
-  const auto column = [&](std::size_t index) {
-    return RowOfDoubles{from_corner.m[0][index], from_corner.m[1][index], from_corner.m[2][index]};
-  };
-  const RowOfDoubles u = column(0), v = column(1), w = column(2);
-  const auto horizontal = Reach(part.left, part.right);
-  const auto vertical = Reach(part.top, part.bottom);
-  TransformConstants constants = {
-      .u = ToFloats(u),
-      .v = ToFloats(v),
-      .w = ToFloats(w),
-      .left = kInside,
-      .top = kInside,
-      .right = kInside,
-      .bottom = kInside,
-      .reach = {horizontal[0], vertical[0], horizontal[1], vertical[1]},
-      .color = {},
-      .outside = {},
-      .opacity = 0,
-      .aliased = 0,
-      .detail = {1, 1},
-  };
-  if (!full) {
-    constants.left = ToDistance(Sum(u, -part.left, w));
-    constants.top = ToDistance(Sum(v, -part.top, w));
-    // right - u and bottom - v: the other way round.
-    constants.right = ToDistance(Sum({-u[0], -u[1], -u[2]}, part.right, w));
-    constants.bottom = ToDistance(Sum({-v[0], -v[1], -v[2]}, part.bottom, w));
-  }
-  return constants;
+// The side of an image in units; the largest numbers of a float for one that is nowhere.
+FLOAT ToSide(double pixel, double units) {
+  constexpr FLOAT kNowhere = std::numeric_limits<FLOAT>::max();
+  if (std::abs(pixel) >= kCoordinateLimit) return pixel < 0 ? -kNowhere : kNowhere;
+  return static_cast<FLOAT>(pixel * units);
 }
 
 }  // namespace
@@ -230,13 +117,11 @@ HRESULT DeviceContext2D::Fill(const Render::Rect& rect, const std::array<float, 
   if (rect.Empty()) return S_OK;
   Surface& surface = target_->GetSurface();
   Render::Pass pass;
-  const HRESULT result = ToResult(device_->GetProgram(SamplesProgram(), &pass.program));
+  TransformConstants constants;
+  const HRESULT result = PrepareFill(*device_, color, &constants, &pass);
   if (FAILED(result)) return result;
-  TransformConstants constants = PlaceConstants({}, {}, true, 0, 0);
-  constants.color = color;
   pass.target = surface.texture.get();
   pass.rect = rect;
-  pass.constants = std::as_bytes(std::span(&constants, 1));
   surface.transparent = surface.transparent && color == std::array<float, 4>{};
   return ToResult(device_->GetEngine().Draw(pass));
 }
@@ -323,6 +208,9 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
     return unbounded ? Fill(clip, {0, 0, 0, 0}) : S_OK;
   }
 
+  result = drawing.node.Require(evaluation, PartToRender(part, *placement));
+  if (FAILED(result)) return result;
+
   // Over nothing, or with nothing around it to change, the image's pixels are the result.
   const bool whole = placement->full && (!unbounded || placement->rect == clip);
   const bool plain =
@@ -332,8 +220,8 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
   const bool direct = plain && placement->full && (whole || surface.transparent);
   if (placement->shifted && direct && drawing.opacity == 1) {
     result = drawing.node.RenderDirectly(
-        evaluation, {&surface, placement->rect, static_cast<float>(placement->shift_x),
-                     static_cast<float>(placement->shift_y)});
+        evaluation, {&surface, placement->rect, static_cast<std::int32_t>(placement->shift_x),
+                     static_cast<std::int32_t>(placement->shift_y)});
     if (result != S_FALSE) {
       surface.transparent = false;
       return result;
@@ -352,47 +240,42 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
   }
 
   Render::Pass pass;
-  result = ToResult(device_->GetProgram(ImageProgram(), &pass.program));
+  result = PrepareCopy(*device_, image, placement->shift_x, placement->shift_y, &pass);
   if (FAILED(result)) return result;
-  // On whole pixels every interpolation is the pixel itself.
-  pass.bindings[0] = {image.texture, {.filter = Render::Filter::kNearest}};
   pass.target = surface.texture.get();
   pass.rect = placement->rect;
-  pass.origin_x = static_cast<float>(placement->shift_x - image.bounds.left);
-  pass.origin_y = static_cast<float>(placement->shift_y - image.bounds.top);
-  pass.extent_x = static_cast<float>(image.bounds.Width());
-  pass.extent_y = static_cast<float>(image.bounds.Height());
   pass.blend = direct ? Render::Blend::kReplace : drawing.operation.blend;
   surface.transparent = false;
   return ToResult(device_->GetEngine().Draw(pass));
 }
 
+Render::Rect DeviceContext2D::PartToRender(const Area& part, const Placement& placement) const {
+  const Render::Rect whole = PixelsIn(
+      {std::floor(part.left), std::floor(part.top), std::ceil(part.right), std::ceil(part.bottom)},
+      kUnbounded);
+  if (placement.shifted) {
+    const Area drawn = ToArea(placement.rect);
+    return Intersect(whole,
+                     PixelsIn({drawn.left + placement.shift_x, drawn.top + placement.shift_y,
+                               drawn.right + placement.shift_x, drawn.bottom + placement.shift_y},
+                              kUnbounded));
+  }
+  // The whole part is the same from frame to frame, whatever the transform, and so is its texture.
+  const auto limit = static_cast<std::int32_t>(device_->GetEngine().MaximumTextureSize());
+  return whole.Width() <= limit && whole.Height() <= limit ? whole : ReadPart(placement, part);
+}
+
 HRESULT DeviceContext2D::DrawTransformed(const Drawing& drawing, const Placement& placement,
                                          const RenderedImage& image, const Area& part) {
   Surface& surface = target_->GetSurface();
-  const Interpolation interpolation = Describe(
-      placement.on_grid ? D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR : drawing.interpolation);
+  TransformConstants constants;
   Render::Pass pass;
-  HRESULT result = ToResult(device_->GetProgram(interpolation.program, &pass.program));
+  HRESULT result =
+      PrepareTransform(*device_, image, part, placement, drawing.interpolation,
+                       antialias_mode_ == D2D1_ANTIALIAS_MODE_ALIASED, &constants, &pass);
   if (FAILED(result)) return result;
-
-  const double left = image.bounds.left;
-  const double top = image.bounds.top;
-  TransformConstants constants =
-      PlaceConstants(placement.inverse * Projection::Translation(-left, -top),
-                     {part.left - left, part.top - top, part.right - left, part.bottom - top},
-                     placement.full, placement.rect.left, placement.rect.top);
   constants.opacity = drawing.opacity;
-  constants.aliased = antialias_mode_ == D2D1_ANTIALIAS_MODE_ALIASED ? 1.0f : 0.0f;
-  constants.detail = {interpolation.detail, interpolation.detail};
-  pass.bindings[0] = {image.texture, {.filter = interpolation.filter}};
   pass.target = surface.texture.get();
-  pass.rect = placement.rect;
-  pass.origin_x = static_cast<float>(-placement.rect.left);
-  pass.origin_y = static_cast<float>(-placement.rect.top);
-  pass.extent_x = static_cast<float>(image.bounds.Width());
-  pass.extent_y = static_cast<float>(image.bounds.Height());
-  pass.constants = std::as_bytes(std::span(&constants, 1));
   pass.blend = drawing.operation.blend;
 
   const bool two_passes = !drawing.operation.neutral && !placement.full && !surface.transparent;
@@ -419,7 +302,7 @@ HRESULT DeviceContext2D::GetBounds(ID2D1Image* image, Projection* to_units, Area
   if (!node) return E_INVALIDARG;
   if (node->GetGraphicsDevice() != device_) return D2DERR_WRONG_RESOURCE_DOMAIN;
   // Bounds need no textures.
-  std::vector<std::unique_ptr<Render::Texture>> none;
+  EvaluationStorage none;
   Evaluation evaluation(*device_, nullptr, none);
   Render::Rect rect;
   const HRESULT result = node->GetBounds(evaluation, &rect);
@@ -435,10 +318,8 @@ HRESULT DeviceContext2D::GetImageLocalBounds(ID2D1Image* image, D2D1_RECT_F* bou
   Area area;
   const HRESULT result = GetBounds(image, &to_units, &area);
   if (FAILED(result)) return result;
-  *bounds = {static_cast<FLOAT>(area.left * to_units.m[0][0]),
-             static_cast<FLOAT>(area.top * to_units.m[1][1]),
-             static_cast<FLOAT>(area.right * to_units.m[0][0]),
-             static_cast<FLOAT>(area.bottom * to_units.m[1][1])};
+  *bounds = {ToSide(area.left, to_units.m[0][0]), ToSide(area.top, to_units.m[1][1]),
+             ToSide(area.right, to_units.m[0][0]), ToSide(area.bottom, to_units.m[1][1])};
   return S_OK;
 }
 

@@ -7,72 +7,76 @@
 #include <vector>
 
 #include "platform/com/com_object.h"
-#include "platform/d2d/d2d_effect_parts.h"
 #include "platform/d2d/image_graph.h"
+#include "platform/d2d/property_bag.h"
+#include "platform/d2d/rectangles.h"
 
 namespace Vantra::Platform {
 
-// What the factory knows of an effect class.
-struct EffectRegistration {
+// What is published of an effect class.
+struct EffectIdentity {
   GUID id = GUID_NULL;
   std::wstring display_name;
   std::wstring author;
   std::wstring category;
   std::wstring description;
   UINT32 input_count = 0;
-  PD2D1_EFFECT_FACTORY create = nullptr;
-  // Registrations less removals.
-  unsigned count = 0;
 };
 
-// A custom effect in the graph: it hosts the effect's implementation and runs its pass.
-class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>>,
-                       public ImageNode {
+// An effect in the graph: its inputs and properties, and the walk over the effects that feed it.
+// How it maps rectangles, and what it draws, is told by the classes below.
+class Effect2D : public WithProperties<ComObject<Implements<ID2D1Effect, ID2D1Properties>>>,
+                 public ImageNode {
  public:
-  Effect2D(CComPtr<ID2D1Factory1> factory, std::shared_ptr<GraphicsDevice> device,
-           std::shared_ptr<const EffectRegistration> registration);
-
-  // Makes and initialises the implementation.
-  HRESULT Initialize();
-
   void SetInput(UINT32 index, ID2D1Image* input, BOOL invalidate) override;
   void GetInput(UINT32 index, ID2D1Image** input) const override;
-  UINT32 GetInputCount() const override { return registration_->input_count; }
+  UINT32 GetInputCount() const override { return identity_->input_count; }
   void GetOutput(ID2D1Image** output) const override;
-
-  UINT32 GetPropertyCount() const override { return 0; }
-  HRESULT GetPropertyName(UINT32 index, PWSTR name, UINT32 count) const override;
-  UINT32 GetPropertyNameLength(UINT32 index) const override;
-  D2D1_PROPERTY_TYPE GetType(UINT32 index) const override;
-  UINT32 GetPropertyIndex(PCWSTR name) const override;
-  HRESULT SetValueByName(PCWSTR name, D2D1_PROPERTY_TYPE type, const BYTE* data,
-                         UINT32 size) override;
-  HRESULT SetValue(UINT32 index, D2D1_PROPERTY_TYPE type, const BYTE* data, UINT32 size) override;
-  HRESULT GetValueByName(PCWSTR name, D2D1_PROPERTY_TYPE type, BYTE* data,
-                         UINT32 size) const override;
-  HRESULT GetValue(UINT32 index, D2D1_PROPERTY_TYPE type, BYTE* data, UINT32 size) const override;
-  UINT32 GetValueSize(UINT32 index) const override;
-  HRESULT GetSubProperties(UINT32 index, ID2D1Properties** properties) const override;
 
   // Records that a part of an input, in pixels (null: all), has changed.
   HRESULT Invalidate(Evaluation& evaluation, UINT32 input, const RECT* part);
   // The part of the output that has changed since it was drawn; empty when none has.
   HRESULT GetInvalid(Evaluation& evaluation, Render::Rect* invalid);
-  // Appends this effect behind all those that feed it, each once. `visit` is as in `NextVisit`.
-  void ListFeeders(std::uint64_t visit, std::vector<Effect2D*>* list);
-  // Adds to the part of the output that the evaluation asks for.
-  void Require(Evaluation& evaluation, const Render::Rect& part);
-  // The part that it has asked for; empty when it did not.
+  // The part that the evaluation has asked for; empty when it did not.
   Render::Rect GetRequired(const Evaluation& evaluation) const;
   // The parts of the inputs that are read for the required part.
   HRESULT MapRequired(Evaluation& evaluation, RECT* inputs);
-  // The effect behind an input; null for a bitmap or nothing.
-  Effect2D* GetInputEffect(std::size_t index) const;
 
   const std::shared_ptr<GraphicsDevice>& GetGraphicsDevice() const override { return device_; }
   HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) override;
+  // Tells the effects that feed this one, too.
+  HRESULT Require(Evaluation& evaluation, const Render::Rect& part) override;
   HRESULT Render(Evaluation& evaluation, RenderedImage* image) override;
   HRESULT RenderDirectly(Evaluation& evaluation, const DirectTarget& target) override;
+
+ protected:
+  // Where the effect's pixels go: place in the image = pixel of the target + origin.
+  struct Target {
+    Render::Texture* texture;
+    // In pixels of the target.
+    Render::Rect rect;
+    std::int32_t origin_x;
+    std::int32_t origin_y;
+  };
+  using Images = std::array<RenderedImage, D2D1_MAX_EFFECT_INPUTS>;
+
+  Effect2D(CComPtr<ID2D1Factory1> factory, std::shared_ptr<GraphicsDevice> device,
+           std::shared_ptr<const EffectIdentity> identity);
+  ~Effect2D() override = default;
+
+  // The extent of the output, for inputs of those extents.
+  virtual HRESULT MapInputsToOutput(const RECT* inputs, RECT* output) = 0;
+  // The parts of the inputs that are read for a part of the output.
+  virtual HRESULT MapOutputToInputs(const RECT& output, RECT* inputs) = 0;
+  // The part of the output that a changed part of an input changes.
+  virtual HRESULT MapChange(UINT32 input, const RECT& changed, RECT* output) = 0;
+  // The part that is rendered when that part of the output is required.
+  virtual Render::Rect PartToRender(const Render::Rect& required, const Render::Rect& bounds) = 0;
+  // Draws a part of the output that lies in the rendered one. `bounds` is the output's extent.
+  virtual HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
+                       const Target& target) = 0;
+
+  void OnPropertySet() override { all_invalid_ = true; }
 
  private:
   // The effect's output. It is a part of the effect and shares its references, so that asking for
@@ -100,27 +104,23 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
     bool cyclic = false;
   };
 
-  ~Effect2D() override;
-
   friend ImageNode* FindNode(ID2D1Image* image);
 
+  // The effect behind an input; null for a bitmap or nothing.
+  Effect2D* GetInputEffect(std::size_t index) const;
   // True when this effect or one that feeds it is `sought`. `visit` is a number not used before.
   bool DependsOn(const Effect2D* sought, std::uint64_t visit);
+  // Appends this effect behind all those that feed it, each once. `visit` is as above.
+  void ListFeeders(std::uint64_t visit, std::vector<Effect2D*>* list);
   HRESULT ComputeBounds(Evaluation& evaluation, Render::Rect* bounds);
-  // Runs the effect's pass into `rect` of `target`; position in the image = pixel + origin.
-  HRESULT RunPass(Evaluation& evaluation, Render::Texture* target, const Render::Rect& rect,
-                  float origin_x, float origin_y);
+  // Renders the inputs and draws into the target.
+  HRESULT RenderTo(Evaluation& evaluation, const Target& target);
 
   CComPtr<ID2D1Factory1> factory_;
   std::shared_ptr<GraphicsDevice> device_;
-  std::shared_ptr<const EffectRegistration> registration_;
-  CComPtr<EffectContext2D> context_;
-  CComPtr<DrawInfo2D> draw_info_;
-  CComPtr<TransformGraph2D> graph_;
-  CComPtr<ID2D1EffectImpl> implementation_;
+  std::shared_ptr<const EffectIdentity> identity_;
   std::vector<Input> inputs_;
   mutable Output output_{this};
-  D2D1_CHANGE_TYPE change_ = D2D1_CHANGE_TYPE_GRAPH;
 
   // Results of the evaluation of these numbers.
   std::uint64_t bounds_evaluation_ = 0;
@@ -139,9 +139,6 @@ class Effect2D final : public ComObject<Implements<ID2D1Effect, ID2D1Properties>
   bool all_invalid_ = true;
   Render::Rect invalid_;
 };
-
-// A number for a walk over the graph, not used before.
-std::uint64_t NextVisit();
 
 // The node behind an image of this layer; null for null and for any other image.
 ImageNode* FindNode(ID2D1Image* image);

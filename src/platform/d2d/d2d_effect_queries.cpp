@@ -83,24 +83,10 @@ HRESULT DeviceContext2D::GetEffectRequiredInputRectangles(
     const RECT pixels = ToPixels(ToArea(*renderRectangle), scale, asked);
     asked = ToUnits(pixels, {});
   }
-  drawn->Require(evaluation, PixelsIn(asked, bounds));
+  result = drawn->Require(evaluation, PixelsIn(asked, bounds));
+  if (FAILED(result)) return result;
 
-  // Backwards: an effect's turn comes when all that it feeds have told what they need of it.
-  std::vector<Effect2D*> effects;
-  drawn->ListFeeders(NextVisit(), &effects);
   std::array<RECT, D2D1_MAX_EFFECT_INPUTS> inputs;
-  for (auto effect = effects.rbegin(); effect != effects.rend(); ++effect) {
-    result = (*effect)->MapRequired(evaluation, inputs.data());
-    if (FAILED(result)) return result;
-    for (UINT32 i = 0; i < (*effect)->GetInputCount(); ++i) {
-      Effect2D* input = (*effect)->GetInputEffect(i);
-      if (input) {
-        input->Require(evaluation,
-                       {inputs[i].left, inputs[i].top, inputs[i].right, inputs[i].bottom});
-      }
-    }
-  }
-
   for (UINT32 i = 0; i < count; ++i) {
     const D2D1_EFFECT_INPUT_DESCRIPTION& description = descriptions[i];
     auto* effect = dynamic_cast<Effect2D*>(description.effect);

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "platform/com/com_object.h"
-#include "platform/d2d/d2d_effect.h"
+#include "platform/d2d/d2d_custom_effect.h"
 
 namespace Vantra::Platform {
 

@@ -11,7 +11,8 @@
 
 namespace Vantra::Platform {
 
-// A texture with pixels of an image; `bounds` is its place in the image's own coordinates.
+// A texture with pixels of an image; `bounds` is its place in the image's own coordinates. Null
+// when no part of the image is used.
 struct RenderedImage {
   const Render::Texture* texture = nullptr;
   Render::Rect bounds;
@@ -22,9 +23,17 @@ struct DirectTarget {
   Surface* surface;
   // Part of the target to draw.
   Render::Rect rect;
-  // Position in the image = pixel of the target + origin.
-  float origin_x;
-  float origin_y;
+  // Place in the image = pixel of the target + origin.
+  std::int32_t origin_x;
+  std::int32_t origin_y;
+};
+
+class Effect2D;
+
+// What evaluations use in turn, so that they do not allocate.
+struct EvaluationStorage {
+  std::vector<std::unique_ptr<Render::Texture>> textures;
+  std::vector<Effect2D*> effects;
 };
 
 // One drawing of an image graph. A node that feeds several others is rendered once; its result
@@ -32,8 +41,7 @@ struct DirectTarget {
 class Evaluation {
  public:
   // `target` is what the drawing goes to; null when nothing is drawn.
-  Evaluation(GraphicsDevice& device, const Surface* target,
-             std::vector<std::unique_ptr<Render::Texture>>& storage)
+  Evaluation(GraphicsDevice& device, const Surface* target, EvaluationStorage& storage)
       : device_(device), target_(target), storage_(storage), id_(++s_last_id) {}
   Evaluation(const Evaluation&) = delete;
   Evaluation& operator=(const Evaluation&) = delete;
@@ -43,17 +51,27 @@ class Evaluation {
   // Number of this evaluation, never 0, by which nodes know results of their own.
   std::uint64_t Id() const { return id_; }
 
+  // False for one that only asks for rectangles.
+  bool Draws() const { return target_ != nullptr; }
   bool IsTarget(const Surface& surface) const { return &surface == target_; }
 
-  // A texture for a result, owned by the evaluation.
-  HRESULT NewTexture(const Render::Rect& bounds, Render::Texture** texture);
+  // A texture for a result of that size, owned by the evaluation.
+  // `D2DERR_MAX_TEXTURE_SIZE_EXCEEDED` for a larger one than the device has.
+  HRESULT NewTexture(const Render::Rect& bounds, Render::Texture** texture,
+                     Render::Format format = Render::Format::kBgra8);
+
+  // A list for a walk over the graph, empty.
+  std::vector<Effect2D*>& TakeList() {
+    storage_.effects.clear();
+    return storage_.effects;
+  }
 
  private:
   static std::uint64_t s_last_id;
 
   GraphicsDevice& device_;
   const Surface* target_;
-  std::vector<std::unique_ptr<Render::Texture>>& storage_;
+  EvaluationStorage& storage_;
   std::uint64_t id_;
 };
 
@@ -67,11 +85,14 @@ class ImageNode {
   // `D2DERR_BITMAP_BOUND_AS_TARGET` when the target is part of the image.
   virtual HRESULT GetBounds(Evaluation& evaluation, Render::Rect* bounds) = 0;
 
-  // Brings all pixels of the image into a texture.
+  // Tells which part of the image the evaluation is going to use, before it is rendered.
+  virtual HRESULT Require(Evaluation& evaluation, const Render::Rect& part) = 0;
+
+  // Brings at least the required part of the image into a texture.
   virtual HRESULT Render(Evaluation& evaluation, RenderedImage* image) = 0;
 
-  // Replaces a part of a target by the image's pixels. `S_FALSE` when the image has no faster way
-  // than `Render`; nothing was drawn then.
+  // Replaces a part of a target, within the required one, by the image's pixels. `S_FALSE` when the
+  // image has no faster way than `Render`; nothing was drawn then.
   virtual HRESULT RenderDirectly(Evaluation& evaluation, const DirectTarget& target) = 0;
 
  protected:

@@ -42,14 +42,12 @@ Render::Status GraphicsDevice::GetComputeProgram(std::span<const std::byte> spir
                     [&](auto* made) { return engine_->CreateComputeProgram(spirv, made); });
 }
 
-Render::Status GraphicsDevice::TakeIntermediate(std::uint32_t width, std::uint32_t height,
+Render::Status GraphicsDevice::TakeIntermediate(const Render::TextureDesc& desc,
                                                 std::unique_ptr<Render::Texture>* texture) {
-  const auto fits = [width, height](const Spare& spare) {
-    return spare.texture->Desc().width == width && spare.texture->Desc().height == height;
-  };
+  const auto fits = [&desc](const Spare& spare) { return spare.texture->Desc() == desc; };
   const auto found = std::find_if(spares_.begin(), spares_.end(), fits);
   if (found == spares_.end()) {
-    return engine_->CreateTexture({.width = width, .height = height}, texture);
+    return engine_->CreateTexture(desc, texture);
   }
   *texture = std::move(found->texture);
   spares_.erase(found);

@@ -29,7 +29,7 @@ class GraphicsDevice {
 
   // Textures for results between passes, kept from frame to frame. One is free for the next taker
   // as soon as it is given back, since the engine runs its work in order.
-  Render::Status TakeIntermediate(std::uint32_t width, std::uint32_t height,
+  Render::Status TakeIntermediate(const Render::TextureDesc& desc,
                                   std::unique_ptr<Render::Texture>* texture);
   void GiveBack(std::unique_ptr<Render::Texture> texture) noexcept;
   // Frees intermediates that no session has used for a while.

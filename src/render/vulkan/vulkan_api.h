@@ -45,6 +45,8 @@ constexpr VkFormat ToVkFormat(Format format) {
       return VK_FORMAT_R8_UNORM;
     case Format::kRg8:
       return VK_FORMAT_R8G8_UNORM;
+    case Format::kRgba16Float:
+      return VK_FORMAT_R16G16B16A16_SFLOAT;
   }
   return VK_FORMAT_B8G8R8A8_UNORM;
 }

@@ -147,7 +147,8 @@ DeviceTraits ReadTraits(VkPhysicalDevice physical) {
       std::min({kLargestUseful, limits.maxImageDimension2D, limits.maxFramebufferWidth,
                 limits.maxFramebufferHeight, limits.maxViewportDimensions[0],
                 limits.maxViewportDimensions[1]});
-  for (const Format format : {Format::kBgra8, Format::kRgba8, Format::kR8, Format::kRg8}) {
+  for (const Format format :
+       {Format::kBgra8, Format::kRgba8, Format::kR8, Format::kRg8, Format::kRgba16Float}) {
     traits.maximum_texture_size =
         std::min(traits.maximum_texture_size, LargestImage(physical, ToVkFormat(format)));
   }

@@ -1,7 +1,7 @@
 // The validation layer leaks a little of its own each time, and the software driver in the threads
-// that compile shaders, which a leak checker must not count as ours. They are told by name, and stay
-// loaded to the end so that they have one. Vulkan objects that the engine forgets are not hidden by
-// this: the engine counts its objects, and the layer reports what a device leaves behind.
+// that compile shaders, which a leak checker must not count as ours. They are told by name, and
+// stay loaded to the end so that they have one. Vulkan objects that the engine forgets are not
+// hidden by this: the engine counts its objects, and the layer reports what a device leaves behind.
 
 #include <dlfcn.h>
 

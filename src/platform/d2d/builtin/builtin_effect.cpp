@@ -1,0 +1,109 @@
+#include "platform/d2d/builtin/builtin_effect.h"
+
+#include "platform/d2d/image_pass.h"
+
+namespace Vantra::Platform {
+
+std::shared_ptr<const EffectIdentity> MakeIdentity(REFCLSID id, const wchar_t* name,
+                                                   const wchar_t* category,
+                                                   const wchar_t* description) {
+  auto identity = std::make_shared<EffectIdentity>();
+  *identity = {id, name, L"Vantrix", category, description, 1};
+  return identity;
+}
+
+HRESULT BuiltInEffect2D::MapInputsToOutput(const RECT* inputs, RECT* output) {
+  input_ = ToEngine(inputs[0]);
+  *output = input_.Empty() ? RECT{} : ToContract(MapBounds(input_));
+  return S_OK;
+}
+
+HRESULT BuiltInEffect2D::MapOutputToInputs(const RECT& output, RECT* inputs) {
+  inputs[0] = ToContract(Intersect(MapPart(ToEngine(output), input_), input_));
+  return S_OK;
+}
+
+HRESULT BuiltInEffect2D::MapChange(UINT32, const RECT&, RECT* output) {
+  *output = ToContract(MapBounds(input_));
+  return S_OK;
+}
+
+HRESULT BuiltInEffect2D::Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect&,
+                              const Target& target) {
+  return Draw({evaluation, inputs[0], input_, target});
+}
+
+HRESULT BuiltInEffect2D::RunPass(std::span<const std::byte> program, const RenderedImage& source,
+                                 std::span<const std::byte> constants, const Target& target,
+                                 Render::Filter filter) {
+  GraphicsDevice& device = *GetGraphicsDevice();
+  Render::Pass pass;
+  const HRESULT result = ToResult(device.GetProgram(program, &pass.program));
+  if (FAILED(result)) return result;
+  pass.target = target.texture;
+  pass.rect = target.rect;
+  pass.origin_x = static_cast<float>(target.origin_x - source.bounds.left);
+  pass.origin_y = static_cast<float>(target.origin_y - source.bounds.top);
+  if (source.texture) {
+    pass.extent_x = static_cast<float>(source.bounds.Width());
+    pass.extent_y = static_cast<float>(source.bounds.Height());
+  }
+  pass.bindings[0] = {source.texture, {.filter = filter}};
+  pass.constants = constants;
+  return ToResult(device.GetEngine().Draw(pass));
+}
+
+HRESULT BuiltInEffect2D::Copy(const Drawing& drawing) {
+  GraphicsDevice& device = *GetGraphicsDevice();
+  Render::Pass pass;
+  const HRESULT result =
+      PrepareCopy(device, drawing.source, drawing.target.origin_x, drawing.target.origin_y, &pass);
+  if (FAILED(result)) return result;
+  pass.target = drawing.target.texture;
+  pass.rect = drawing.target.rect;
+  return ToResult(device.GetEngine().Draw(pass));
+}
+
+HRESULT BuiltInEffect2D::NewImage(Evaluation& evaluation, const Render::Rect& bounds,
+                                  Render::Format format, Target* target, RenderedImage* image) {
+  Render::Texture* texture = nullptr;
+  const HRESULT result = evaluation.NewTexture(bounds, &texture, format);
+  if (FAILED(result)) return result;
+  *target = {texture, texture->Bounds(), bounds.left, bounds.top};
+  *image = {texture, bounds};
+  return S_OK;
+}
+
+Render::Rect PartWithin(const Render::Rect& part, const Render::Rect& input, Edges::Mode x,
+                        Edges::Mode y) {
+  // What is read beyond an edge comes from elsewhere in the row or column, mostly from near by;
+  // taking the whole of it is simple and right.
+  Render::Rect within = part;
+  if (x != Edges::Mode::kTransparent && (part.left < input.left || part.right > input.right)) {
+    within.left = input.left;
+    within.right = input.right;
+  }
+  if (y != Edges::Mode::kTransparent && (part.top < input.top || part.bottom > input.bottom)) {
+    within.top = input.top;
+    within.bottom = input.bottom;
+  }
+  return Intersect(within, input);
+}
+
+MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
+  struct Row {
+    CLSID id;
+    MakeBuiltInEffect* make;
+  };
+  static constexpr Row kEffects[] = {
+      {CLSID_D2D13DTransform, Make3DTransform},     {CLSID_D2D1Border, MakeBorder},
+      {CLSID_D2D1ColorMatrix, MakeColorMatrix},     {CLSID_D2D1ConvolveMatrix, MakeConvolveMatrix},
+      {CLSID_D2D1GammaTransfer, MakeGammaTransfer}, {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
+  };
+  for (const Row& row : kEffects) {
+    if (row.id == id) return row.make;
+  }
+  return nullptr;
+}
+
+}  // namespace Vantra::Platform

@@ -1,0 +1,143 @@
+#pragma once
+
+// Effects that belong to the layer. Each has one input, properties that are published as data, and
+// one or more passes.
+
+#include <vantrix/platform/d2d1effects.h>
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "platform/d2d/d2d_effect.h"
+#include "platform/d2d/embedded_program.h"
+
+namespace Vantra::Platform {
+
+struct BuiltInDescription {
+  std::shared_ptr<const EffectIdentity> identity;
+  // By index. Offsets are into the effect's structure of values.
+  std::vector<Property> properties;
+};
+
+// The identity of an effect of the layer.
+std::shared_ptr<const EffectIdentity> MakeIdentity(REFCLSID id, const wchar_t* name,
+                                                   const wchar_t* category,
+                                                   const wchar_t* description);
+
+class BuiltInEffect2D : public Effect2D {
+ protected:
+  // The effect's input and where its result goes.
+  struct Drawing {
+    Evaluation& evaluation;
+    // Holds at least the part that `MapPart` told.
+    RenderedImage source;
+    // Extent of the whole input.
+    Render::Rect input;
+    Target target;
+
+    // The part of the output that is drawn, in coordinates of the image.
+    Render::Rect Part() const {
+      const Render::Rect& rect = target.rect;
+      return {rect.left + target.origin_x, rect.top + target.origin_y, rect.right + target.origin_x,
+              rect.bottom + target.origin_y};
+    }
+  };
+
+  using Effect2D::Effect2D;
+
+  // The extent of the output, for an input of that extent, which is not empty.
+  virtual Render::Rect MapBounds(const Render::Rect& input) const { return input; }
+  // The part of the input that is read for a part of the output. It is cut to the input's extent.
+  virtual Render::Rect MapPart(const Render::Rect& part, const Render::Rect& input) const = 0;
+  virtual HRESULT Draw(const Drawing& drawing) = 0;
+
+  // Runs a program over the target's rectangle. It counts places in texels of the source.
+  HRESULT RunPass(std::span<const std::byte> program, const RenderedImage& source,
+                  std::span<const std::byte> constants, const Target& target,
+                  Render::Filter filter = Render::Filter::kNearest);
+  template <class Constants>
+  HRESULT RunPass(std::span<const std::byte> program, const RenderedImage& source,
+                  const Constants& constants, const Target& target,
+                  Render::Filter filter = Render::Filter::kNearest) {
+    return RunPass(program, source, std::as_bytes(std::span(&constants, 1)), target, filter);
+  }
+  // Puts the source where it is.
+  HRESULT Copy(const Drawing& drawing);
+  // A texture for a result between passes, as a place to draw to and as an image.
+  HRESULT NewImage(Evaluation& evaluation, const Render::Rect& bounds, Render::Format format,
+                   Target* target, RenderedImage* image);
+
+ private:
+  HRESULT MapInputsToOutput(const RECT* inputs, RECT* output) final;
+  HRESULT MapOutputToInputs(const RECT& output, RECT* inputs) final;
+  HRESULT MapChange(UINT32 input, const RECT& changed, RECT* output) final;
+  Render::Rect PartToRender(const Render::Rect& required, const Render::Rect&) final {
+    return required;
+  }
+  HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
+               const Target& target) final;
+
+  Render::Rect input_;
+};
+
+// Base of the effect `E`, whose static function `Description` has the properties of the structure
+// `Values`. Values start as the structure does.
+template <class E, class Values>
+class BuiltIn : public BuiltInEffect2D {
+ public:
+  BuiltIn(CComPtr<ID2D1Factory1> factory, std::shared_ptr<GraphicsDevice> device)
+      : BuiltInEffect2D(std::move(factory), std::move(device), E::Description().identity) {
+    static const Values start;
+    properties_.Add(E::Description().properties, &values_, &start);
+  }
+
+ protected:
+  Values values_;
+};
+
+// What a program of `shaders/edges.glsl` finds around the image: its first constants.
+struct Edges {
+  enum class Mode : std::int32_t { kTransparent, kMirror, kClamp, kWrap };
+
+  // `extent` is the whole image, of which `source` holds a part.
+  Edges(const Render::Rect& extent, const RenderedImage& source, Mode mode_x, Mode mode_y)
+      : left(extent.left - source.bounds.left),
+        top(extent.top - source.bounds.top),
+        right(extent.right - source.bounds.left),
+        bottom(extent.bottom - source.bounds.top),
+        x(mode_x),
+        y(mode_y) {}
+
+  std::int32_t left, top, right, bottom;
+  Mode x, y;
+};
+
+// What a border mode stands for.
+constexpr Edges::Mode ToEdgeMode(UINT32 border_mode) {
+  return border_mode == D2D1_BORDER_MODE_HARD ? Edges::Mode::kMirror : Edges::Mode::kTransparent;
+}
+
+// The part of an input that has to be rendered for reads of `part`, which may leave it.
+Render::Rect PartWithin(const Render::Rect& part, const Render::Rect& input, Edges::Mode x,
+                        Edges::Mode y);
+
+using MakeBuiltInEffect = CComPtr<Effect2D>(CComPtr<ID2D1Factory1> factory,
+                                            std::shared_ptr<GraphicsDevice> device);
+// Null for an id that is not one of the layer's.
+MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id);
+
+template <class E>
+CComPtr<Effect2D> MakeBuiltIn(CComPtr<ID2D1Factory1> factory,
+                              std::shared_ptr<GraphicsDevice> device) {
+  return CComPtr<Effect2D>(MakeCom<E>(std::move(factory), std::move(device)));
+}
+
+MakeBuiltInEffect Make3DTransform;
+MakeBuiltInEffect MakeBorder;
+MakeBuiltInEffect MakeColorMatrix;
+MakeBuiltInEffect MakeConvolveMatrix;
+MakeBuiltInEffect MakeGammaTransfer;
+MakeBuiltInEffect MakeLinearTransfer;
+
+}  // namespace Vantra::Platform
