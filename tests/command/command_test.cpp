@@ -1,6 +1,5 @@
 // The command as a user meets it: what it prints, where, and its exit codes.
 
-
 #include <vantrix/platform/wincodec.h>
 
 #include <algorithm>

@@ -67,6 +67,8 @@ const EffectDescription& StandardAdjust::Description() {
           .name = "StandardAdjust",
           .display_name = "Standard Adjust",
           .description = "Hue, saturation, brightness and contrast",
+          .numbers = {ATTRIBUTE_HUE(), ATTRIBUTE_SATURATION(), ATTRIBUTE_BRIGHTNESS(),
+                      ATTRIBUTE_CONTRAST()},
       },
       0);
   return description;
@@ -154,6 +156,7 @@ const EffectDescription& GammaTransfer::Description() {
           .name = "D2D1GammaTransfer",
           .display_name = "Gamma Transfer",
           .description = "Power of red, green and blue",
+          .numbers = {L"gamma"},
       },
       0);
   return description;
@@ -348,6 +351,7 @@ const EffectDescription& ConvolveMatrix::Description() {
           .display_name = "Convolve Matrix",
           .description = "Weighted sum of neighbours",
           .category = "Filter",
+          .numbers = {L"kernel"},
       },
       0);
   return description;
