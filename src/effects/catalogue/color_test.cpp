@@ -258,6 +258,8 @@ TEST_F(ColorAttributes, ArePublishedReadBackAndDrivenByTheAmount) {
     EXPECT_THROW(Set(*effect, row.attribute, L"red"), std::invalid_argument);
     effect->SetAmout(0.5f);
     EXPECT_EQ(Get(*effect, row.attribute), row.after_amount);
+    Set(*effect, row.attribute, L"nan");
+    EXPECT_NE(Get(*effect, row.attribute).find(L"nan"), std::wstring::npos);
   }
   for (const wchar_t* name : {L"EInvert", L"AlphaConvert"}) {
     EXPECT_EQ(Subject(name).Create(device_, {{kSetAmout, 1.0f}})->GetXmlAttributes(), "");
