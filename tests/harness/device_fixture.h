@@ -12,15 +12,18 @@
 
 namespace Vantra::Testing {
 
-class DeviceFixture : public ::testing::Test {
- protected:
-  // A machine without any engine fails the test: a software device serves.
-  void SetUp() override { ASSERT_NO_THROW(device_.Intialize(nullptr)); }
+// A device with what tests do on one.
+class TestDevice {
+ public:
+  // Throws where there is no engine: a software device serves, so its absence fails the test.
+  void Start() { device_.Intialize(nullptr); }
   // Debug builds run under the validation layer.
-  void TearDown() override {
+  void Stop() {
     device_.Cleanup();
     EXPECT_EQ(Render::ValidationMessageCount(), messages_before_);
   }
+
+  Device& GetDevice() { return device_; }
 
   Render::Engine& Engine() {
     return dynamic_cast<Platform::Device3D&>(*device_.GetD3D11Device())
@@ -72,10 +75,20 @@ class DeviceFixture : public ::testing::Test {
     return attribute.value;
   }
 
+ protected:
   Device device_;
 
  private:
   std::uint64_t messages_before_ = Render::ValidationMessageCount();
+};
+
+class DeviceFixture : public ::testing::Test, protected TestDevice {
+ protected:
+  // The test class has one of its own.
+  using TestDevice::Run;
+
+  void SetUp() override { ASSERT_NO_THROW(Start()); }
+  void TearDown() override { Stop(); }
 };
 
 }  // namespace Vantra::Testing

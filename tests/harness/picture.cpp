@@ -16,20 +16,6 @@ std::uint8_t ToByte(double value) {
   return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
 }
 
-// The steps that a correctly rounded value may have.
-struct Steps {
-  int low;
-  int high;
-};
-
-Steps Round(double value) {
-  // The engines compute in floats; this is a few units of the last place at 255.
-  constexpr double kHalfway = 1e-4;
-  const double scaled = (std::isnan(value) ? 0.0 : std::clamp(value, 0.0, 1.0)) * 255;
-  return {static_cast<int>(std::floor(scaled + 0.5 - kHalfway)),
-          static_cast<int>(std::floor(scaled + 0.5 + kHalfway))};
-}
-
 #ifdef VANTRIX_TEST_PHOTOGRAPHS
 void Require(HRESULT result, const std::filesystem::path& path) {
   if (FAILED(result)) throw std::runtime_error("cannot decode " + path.string());
@@ -122,6 +108,13 @@ std::vector<Picture> LoadPhotographs() {
   return pictures;
 }
 
+int Distance(std::uint8_t actual, double expected, const Tolerance& tolerance) {
+  const double scaled = (std::isnan(expected) ? 0.0 : std::clamp(expected, 0.0, 1.0)) * 255;
+  const int low = static_cast<int>(std::floor(scaled + 0.5 - tolerance.halfway));
+  const int high = static_cast<int>(std::floor(scaled + 0.5 + tolerance.halfway));
+  return std::max({low - actual, actual - high, 0});
+}
+
 std::optional<std::string> Compare(const Picture& input, const Picture& result,
                                    const Formula& formula, Tolerance tolerance) {
   if (result.width != input.width || result.height != input.height || result.pixels.empty()) {
@@ -134,9 +127,8 @@ std::optional<std::string> Compare(const Picture& input, const Picture& result,
     for (int x = 0; x < result.width; ++x) {
       const Color expected = formula(input, x, y);
       for (std::size_t c = 0; c < expected.size(); ++c) {
-        const Steps steps = Round(expected[c]);
-        const int actual = result.At(x, y)[c];
-        const int difference = std::max({steps.low - actual, actual - steps.high, 0});
+        const std::uint8_t actual = result.At(x, y)[c];
+        const int difference = Distance(actual, expected[c], tolerance);
         largest = std::max(largest, difference);
         if (difference > tolerance.steps && !first) {
           first = fmt::format("{} {}x{}: pixel ({}, {}) channel {}: {} where the formula gives {}",

@@ -58,13 +58,19 @@ using Formula = std::function<Color(const Picture& input, int x, int y)>;
 struct Tolerance {
   // Largest accepted difference in steps of 1/255.
   int steps = 0;
-  // Why it is not zero.
+  // Why it is not zero, or why the next is not its own.
   const char* cause = "";
+  // How far, in such steps, a value may lie from the middle between two and be rounded either way.
+  // The engines compute in floats; the start value is a few units of the last place at 255.
+  double halfway = 1e-4;
 };
 
-// Compares a result with the formula. A value that lies halfway between two steps, within the
-// precision of the engines' floats, may be rounded either way. The largest difference is always
-// printed. Returns a description of the first pixel beyond the tolerance, or nothing.
+// How far, in steps, a byte lies from what a value of 0 to 1 may be rounded to; values beyond are
+// clamped, and what is not a number is 0.
+int Distance(std::uint8_t actual, double expected, const Tolerance& tolerance = {});
+
+// Compares a result with the formula. The largest difference is always printed. Returns a
+// description of the first pixel beyond the tolerance, or nothing.
 std::optional<std::string> Compare(const Picture& input, const Picture& result,
                                    const Formula& formula, Tolerance tolerance = {});
 

@@ -19,14 +19,36 @@ constexpr CatalogueEntry Entry() {
 }  // namespace
 
 std::span<const CatalogueEntry> GetCatalogue() {
+  // One entry a line.
+  // clang-format off
   static constexpr CatalogueEntry kCatalogue[] = {
-      Entry<VantraFx::InstagramFilter>(), Entry<VantraFx::InstagramVideo>(),
-      Entry<VantraFx::AlphaConvert>(),    Entry<VantraFx::Posterize>(),
-      Entry<VantraFx::StandardAdjust>(),  Entry<VantraFx::GammaTransfer>(),
-      Entry<VantraFx::LinearTransfer>(),  Entry<VantraFx::GaussianBlur>(),
-      Entry<VantraFx::Morphology>(),      Entry<VantraFx::DirectionalBlur>(),
-      Entry<VantraFx::ConvolveMatrix>(),  Entry<VantraFx::WarpPerspective>(),
+      Entry<VantraFx::InstagramFilter>(),
+      Entry<VantraFx::InstagramVideo>(),
+      Entry<VantraFx::AlphaConvert>(),
+      Entry<VantraFx::EInvert>(),
+      Entry<VantraFx::BrightExtract>(),
+      Entry<VantraFx::MonoChrome>(),
+      Entry<VantraFx::EVibrance>(),
+      Entry<VantraFx::EExposure>(),
+      Entry<VantraFx::EWhiteBalance>(),
+      Entry<VantraFx::BlackAndWhite>(),
+      Entry<VantraFx::PopArt>(),
+      Entry<VantraFx::RedIsolation>(),
+      Entry<VantraFx::GreenIsolation>(),
+      Entry<VantraFx::BlueIsolation>(),
+      Entry<VantraFx::YellowIsolation>(),
+      Entry<VantraFx::PhotoFilter>(),
+      Entry<VantraFx::Posterize>(),
+      Entry<VantraFx::StandardAdjust>(),
+      Entry<VantraFx::GammaTransfer>(),
+      Entry<VantraFx::LinearTransfer>(),
+      Entry<VantraFx::GaussianBlur>(),
+      Entry<VantraFx::Morphology>(),
+      Entry<VantraFx::DirectionalBlur>(),
+      Entry<VantraFx::ConvolveMatrix>(),
+      Entry<VantraFx::WarpPerspective>(),
   };
+  // clang-format on
   return kCatalogue;
 }
 

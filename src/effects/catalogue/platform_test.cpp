@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/harness/device_fixture.h"
+#include "tests/harness/effect_check.h"
 
 namespace VantraFx {
 namespace {
@@ -228,45 +229,43 @@ TEST_F(PlatformEffects, StandardAdjustMakesOneMatrixOfFourSteps) {
 }
 
 // A function of straight red, green and blue, with alpha kept.
-Formula OnStraight(const std::function<Rgb(const Rgb&)>& function) {
-  return [function](const Picture& input, int x, int y) {
-    const Pixel& p = input.At(x, y);
-    const double alpha = p[3] / 255.0;
-    Rgb straight = {};
-    if (p[3]) straight = {p[2] / 255.0 / alpha, p[1] / 255.0 / alpha, p[0] / 255.0 / alpha};
-    const Rgb rgb = function(straight);
-    return Color{rgb[2] * alpha, rgb[1] * alpha, rgb[0] * alpha, alpha};
+PixelFormula OnStraight(const std::function<Rgb(const Rgb&)>& function) {
+  return [function](Place& place) {
+    const Rgba p = place.Own();
+    const Rgb rgb = function(p.a > 0 ? Rgb{p.r / p.a, p.g / p.a, p.b / p.a} : Rgb{});
+    return Rgba{rgb[0] * p.a, rgb[1] * p.a, rgb[2] * p.a, p.a};
   };
 }
 
-TEST_F(PlatformEffects, AdjustmentsAndTransfersChangeStraightColours) {
-  StandardAdjust adjust;
-  GammaTransfer gamma;
-  LinearTransfer linear;
-  ASSERT_TRUE(adjust.Create(&device_) && gamma.Create(&device_) && linear.Create(&device_));
-  for (const Picture& picture : {DrawScene(64, 48), DrawSceneWithAlpha(61, 47)}) {
-    for (const Adjustment& by : kAdjustments) {
-      Adjust(adjust, by);
-      const auto difference =
-          Compare(picture, Run(adjust, picture),
-                  OnStraight([&by](const Rgb& rgb) { return Adjusted(rgb, by); }));
-      EXPECT_FALSE(difference) << by.hue << " " << by.contrast << ": " << *difference;
-    }
-    for (const float value : {0.0f, -100.0f, -45.0f, 120.0f, -300.0f}) {
-      gamma.SetGamma(value);
-      const auto difference =
-          Compare(picture, Run(gamma, picture), OnStraight([value](Rgb rgb) {
-                    for (double& c : rgb) c = std::pow(c, (value + 100) / 100);
-                    return rgb;
-                  }),
-                  {value == 0 ? 0 : 1, "devices compute powers to a few thousandths of a step"});
-      EXPECT_FALSE(difference) << value << ": " << *difference;
-    }
-    const auto difference = Compare(picture, Run(linear, picture), OnStraight([](const Rgb& rgb) {
-                                      return Rgb{2.5 * rgb[0] - 1, 5 * rgb[1] - 1, rgb[2]};
-                                    }));
-    EXPECT_FALSE(difference) << *difference;
+TEST(PlatformEffectPixels, StandardAdjustTakesItsStepsInOrder) {
+  std::vector<EffectCase> cases;
+  for (const Adjustment& by : kAdjustments) {
+    cases.push_back({{{StandardAdjust::ATTRIBUTE_HUE(), static_cast<float>(by.hue)},
+                      {StandardAdjust::ATTRIBUTE_SATURATION(), static_cast<float>(by.saturation)},
+                      {StandardAdjust::ATTRIBUTE_BRIGHTNESS(), static_cast<float>(by.brightness)},
+                      {StandardAdjust::ATTRIBUTE_CONTRAST(), static_cast<float>(by.contrast)}},
+                     OnStraight([by](const Rgb& rgb) { return Adjusted(rgb, by); })});
   }
+  CheckEffect(L"StandardAdjust", cases);
+  // Brightness comes before contrast: (0 + 0.1) * 2 is 51 of 255, and half of it at half alpha.
+  CheckPixels(L"StandardAdjust", {{L"brightness", 10.0f}, {L"contrast", 100.0f}},
+              {{{0, 0, 0, 255}, {51, 51, 51, 255}}, {{0, 0, 0, 130}, {26, 26, 26, 130}}});
+}
+
+TEST(PlatformEffectPixels, TransfersMapStraightColours) {
+  std::vector<EffectCase> cases;
+  for (const float gamma : {0.0f, -100.0f, -45.0f, 120.0f, -300.0f}) {
+    cases.push_back({{{L"any", gamma}},
+                     OnStraight([gamma](Rgb rgb) {
+                       for (double& c : rgb) c = std::pow(c, (gamma + 100) / 100);
+                       return rgb;
+                     }),
+                     {0, "devices compute powers to some units of the last place", 1e-3}});
+  }
+  CheckEffect(L"D2D1GammaTransfer", cases);
+  CheckEffect(L"D2D1LinearTransfer", {{{}, OnStraight([](const Rgb& rgb) {
+                                         return Rgb{2.5 * rgb[0] - 1, 5 * rgb[1] - 1, rgb[2]};
+                                       })}});
 }
 
 TEST_F(PlatformEffects, TheTransfersWriteTheirFunctions) {
@@ -314,6 +313,7 @@ TEST_F(PlatformEffects, ConvolveMatrixTakesEachOfItsKernels) {
       {L"Emboss", 3, 3, 1, {2, 1, 0, 1, 1, -1, 0, -1, -2}},
       {L"Horizontal Smear (width 20)", 20, 1, 20, std::vector<float>(20, 1)}};
   EXPECT_EQ(convolve.GetKernel(), 2);
+  std::vector<EffectCase> cases;
   for (int i = 0; i < ConvolveMatrix::kKernelCount; ++i) {
     const Kernel& kernel = kernels[static_cast<std::size_t>(i)];
     convolve.SetAttribute(L"Kernel", static_cast<float>(i) + 0.5f);
@@ -329,23 +329,22 @@ TEST_F(PlatformEffects, ConvolveMatrixTakesEachOfItsKernels) {
               S_OK);
     EXPECT_EQ(elements, kernel.elements);
     // On the picture as it is, transparent beyond its edges.
-    const Picture scene = DrawSceneWithAlpha(61, 47);
-    const auto difference =
-        Compare(scene, Run(convolve, scene), [&kernel](const Picture& input, int x, int y) {
-          Color sum = {};
-          for (int k = 0; k < static_cast<int>(kernel.elements.size()); ++k) {
-            const int column = x + k % kernel.width - kernel.width / 2;
-            const int row = y + k / kernel.width - kernel.height / 2;
-            if (column < 0 || row < 0 || column >= input.width || row >= input.height) continue;
-            for (std::size_t c = 0; c < 4; ++c) {
-              sum[c] += kernel.elements[static_cast<std::size_t>(k)] / kernel.divisor *
-                        input.At(column, row)[c] / 255.0;
-            }
-          }
-          return sum;
-        });
-    EXPECT_FALSE(difference) << i << ": " << *difference;
+    cases.push_back({{{L"kernel", static_cast<float>(i)}}, [&kernel](Place& place) {
+                       Color sum = {};
+                       for (int k = 0; k < static_cast<int>(kernel.elements.size()); ++k) {
+                         const int x = place.x + k % kernel.width - kernel.width / 2;
+                         const int y = place.y + k / kernel.width - kernel.height / 2;
+                         const Picture& input = place.input;
+                         if (x < 0 || y < 0 || x >= input.width || y >= input.height) continue;
+                         const double weight = kernel.elements[static_cast<std::size_t>(k)];
+                         for (std::size_t c = 0; c < 4; ++c) {
+                           sum[c] += weight / kernel.divisor * input.At(x, y)[c] / 255.0;
+                         }
+                       }
+                       return Rgba{sum[2], sum[1], sum[0], sum[3]};
+                     }});
   }
+  CheckEffect(L"D2D1ConvolveMatrix", cases);
   for (const float index : {-1.0f, 6.0f, 1e30f, kNaN}) convolve.SetAttribute(L"kernel", index);
   convolve.SetAttribute(L"other", 0.0f);
   EXPECT_FALSE(convolve.SetKernel(6));

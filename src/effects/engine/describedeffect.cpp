@@ -36,13 +36,18 @@ void DescribedEffect::OnSetAttribute(const wchar_t* name, IStream* stream) {
   shader->SetTexture(attribute->texture_slot, stream, nullptr);
 }
 
-void DescribedEffect::OnSetAttribute(const wchar_t* name, float value) {
-  const AttributeDescription* attribute = description_.Find(name);
+void DescribedEffect::SetNumber(const AttributeDescription* attribute, float value) {
   DescribedShader* shader = GetDescribedShader();
   if (!attribute || !shader) return;
   SetAttributeNumber(*attribute, value, shader->GetConstants());
   shader->UpdateConstants();
 }
+
+void DescribedEffect::OnSetAttribute(const wchar_t* name, float value) {
+  SetNumber(description_.Find(name), value);
+}
+
+void DescribedEffect::OnSetAmout(float amount) { SetNumber(description_.GetAmout(), amount); }
 
 void DescribedEffect::OnSetAttribute(const Attribute* attribute) {
   const AttributeDescription* description = description_.Find(attribute->name.c_str());

@@ -57,7 +57,7 @@ TEST_F(Transfers, GammaRaisesEachStraightChannelToItsPower) {
     std::array<Curve, 4> curves;
     Tolerance tolerance;
   };
-  constexpr Tolerance kPower = {1, "devices compute powers to a few thousandths of a step"};
+  constexpr Tolerance kPower = {0, "devices compute powers to some units of the last place", 1e-3};
   const Case cases[] = {
       {{kSame, kSame, kSame, kSame}, {}},
       {{{{1, 2.2f, 0, FALSE}, {1, 0.45f, 0, FALSE}, {0.8f, 3, 0.1f, FALSE}, kSame}}, kPower},

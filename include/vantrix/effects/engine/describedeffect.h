@@ -43,6 +43,8 @@ class VANTRIX_API DescribedEffect : public Effect {
   void OnSetAttribute(const wchar_t* name, float value) override;
   void OnSetAttribute(const Attribute* attribute) override;
   void OnGetAttribute(Attribute* attribute) override;
+  /// Writes the constant that the description names as the effect's strength, if there is one.
+  void OnSetAmout(float amount) override;
 
  protected:
   explicit DescribedEffect(const EffectDescription& description)
@@ -53,6 +55,8 @@ class VANTRIX_API DescribedEffect : public Effect {
   DescribedShader* GetDescribedShader() const;
 
  private:
+  void SetNumber(const AttributeDescription* attribute, float value);
+
   const EffectDescription& description_;
 };
 

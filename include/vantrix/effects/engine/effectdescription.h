@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -78,13 +79,17 @@ class VANTRIX_API EffectDescription {
 
   /// The attribute of that name, case ignored, or null.
   const AttributeDescription* Find(const wchar_t* name) const;
+  /// The constant that `Effect::SetAmout` writes, or null when the effect has no strength.
+  const AttributeDescription* GetAmout() const { return amout_ ? &*amout_ : nullptr; }
 
   void Add(AttributeDescription attribute);
+  void SetAmout(AttributeDescription amout) { amout_ = std::move(amout); }
 
  private:
   Identity identity_;
   std::size_t constants_size_;
   std::vector<AttributeDescription> attributes_;
+  std::optional<AttributeDescription> amout_;
   std::string xml_;
 };
 
@@ -187,6 +192,14 @@ class Describe {
     attribute.name = name;
     attribute.texture_slot = slot;
     return Add(std::move(attribute));
+  }
+
+  /// Makes a constant the effect's strength: `Effect::SetAmout` writes it, through `to_constant`
+  /// where one is given. Nothing is published of it.
+  template <class T>
+  Describe&& Amout(T Constants::*member, Mapping to_constant = nullptr) && {
+    description_.SetAmout(Value(AttributeType::kFloat, L"", member, {.to_constant = to_constant}));
+    return std::move(*this);
   }
 
  private:
