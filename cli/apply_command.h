@@ -4,13 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace Vantrix::Command {
+#include "cli/render.h"
 
-// One effect of the chain, with texts of the form Name=Value.
-struct ChainLink {
-  std::string effect;
-  std::vector<std::string> settings;
-};
+namespace Vantrix::Command {
 
 struct ApplyOptions {
   std::string input;

@@ -1,7 +1,8 @@
 #include "cli/effect_commands.h"
 
+#include <algorithm>
 #include <fmt/format.h>
-#include <vector>
+#include <strings.h>
 
 #include "cli/command_error.h"
 #include "cli/text.h"
@@ -10,24 +11,6 @@ namespace Vantrix::Command {
 namespace {
 
 using Parser = Vantra::EffectAttributesParser;
-
-const char* TypeWord(Parser::Type type) {
-  switch (type) {
-    case Parser::Type::Float:
-      return "float";
-    case Parser::Type::Int:
-      return "int";
-    case Parser::Type::Bool:
-      return "bool";
-    case Parser::Type::Position:
-      return "position";
-    case Parser::Type::Texture:
-      return "texture";
-    case Parser::Type::Color:
-      return "color";
-  }
-  return "float";
-}
 
 template <class Print>
 void ForEachBound(const Parser::Attribute& attribute, Print print) {
@@ -81,17 +64,69 @@ std::unique_ptr<Vantra::Effect> MakeEffect(Vantra::EffectFactory& factory,
   return effect;
 }
 
+Attributes::Attributes(const Vantra::Effect& effect, const std::string& name) {
+  described.Parse(effect.GetXmlAttributes());
+  const auto all = Vantra::EffectFactory::ListEffects();
+  auto listing = std::find_if(all.begin(), all.end(), [&name](const auto& each) {
+    const std::string whole = Narrow(each.name);
+    return strcasecmp(whole.c_str(), name.c_str()) == 0 ||
+           strcasecmp(whole.c_str(), ("CLSID_" + name).c_str()) == 0;
+  });
+  // A filter that was made by the name of a look is listed under its own.
+  if (listing == all.end()) {
+    listing = std::find_if(all.begin(), all.end(),
+                           [&effect](const auto& each) { return each.id == effect.GetEffectID(); });
+  }
+  if (listing == all.end()) return;
+  for (const std::wstring& number : listing->numbers) {
+    if (!described.GetAttribute(number)) numbers.push_back(Narrow(number));
+  }
+}
+
+bool Attributes::IsNumber(const std::string& name) const {
+  return std::any_of(numbers.begin(), numbers.end(), [&name](const std::string& number) {
+    return strcasecmp(number.c_str(), name.c_str()) == 0;
+  });
+}
+
+std::vector<std::string> Attributes::Names() const {
+  std::vector<std::string> names;
+  for (const auto& each : described.GetAttributes()) names.push_back(Narrow(each->attribute.name));
+  names.insert(names.end(), numbers.begin(), numbers.end());
+  return names;
+}
+
+const char* TypeWord(Parser::Type type) {
+  switch (type) {
+    case Parser::Type::Float:
+      return "float";
+    case Parser::Type::Int:
+      return "int";
+    case Parser::Type::Bool:
+      return "bool";
+    case Parser::Type::Position:
+      return "position";
+    case Parser::Type::Texture:
+      return "texture";
+    case Parser::Type::Color:
+      return "color";
+  }
+  return "float";
+}
+
 void ListEffects(Output output) {
   std::vector<std::string> lines;
   for (const auto& effect : Vantra::EffectFactory::ListEffects()) {
     const std::string name = Narrow(effect.name);
     const std::string display_name = Narrow(effect.display_name);
     const std::string category = Narrow(effect.category);
+    std::vector<std::string> numbers;
+    for (const std::wstring& number : effect.numbers) numbers.push_back(Quote(Narrow(number)));
     lines.push_back(output == Output::kJson
                         ? fmt::format("{{\"name\": {}, \"displayName\": {}, \"category\": {}, "
-                                      "\"description\": {}}}",
+                                      "\"description\": {}, \"numbers\": [{}]}}",
                                       Quote(name), Quote(display_name), Quote(category),
-                                      Quote(Narrow(effect.description)))
+                                      Quote(Narrow(effect.description)), fmt::join(numbers, ", "))
                         : fmt::format("{}\t{}\t{}", name, display_name, category));
   }
   Print(lines, output);
@@ -100,16 +135,20 @@ void ListEffects(Output output) {
 void DescribeEffect(const std::string& name, Output output) {
   Vantra::EffectFactory factory;
   const std::unique_ptr<Vantra::Effect> effect = MakeEffect(factory, name);
-  const std::string& xml = effect->GetXmlAttributes();
   if (output == Output::kXml) {
-    fmt::print("{}\n", xml);
+    fmt::print("{}\n", effect->GetXmlAttributes());
     return;
   }
-  Parser parser;
-  parser.Parse(xml);
+  const Attributes attributes(*effect, name);
   std::vector<std::string> lines;
-  for (const auto& attribute : parser.GetAttributes()) {
+  for (const auto& attribute : attributes.described.GetAttributes()) {
     lines.push_back(output == Output::kJson ? ToJson(*attribute) : ToText(*attribute));
+  }
+  for (const std::string& number : attributes.numbers) {
+    lines.push_back(output == Output::kJson
+                        ? fmt::format("{{\"name\": {}, \"type\": \"float\", \"byNumber\": true}}",
+                                      Quote(number))
+                        : fmt::format("{}\tfloat\tby number", number));
   }
   Print(lines, output);
 }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Vantrix::Command {
 
@@ -12,6 +13,24 @@ enum class Output { kText, kJson, kXml };
 // Makes an effect from its name, with or without "CLSID_". Throws `CommandError` for an unknown
 // one.
 std::unique_ptr<Vantra::Effect> MakeEffect(Vantra::EffectFactory& factory, const std::string& name);
+
+// What can be set on an effect.
+struct Attributes {
+  // Of an effect that was made from `name`.
+  Attributes(const Vantra::Effect& effect, const std::string& name);
+
+  // Case ignored.
+  bool IsNumber(const std::string& name) const;
+  // The described ones first.
+  std::vector<std::string> Names() const;
+
+  Vantra::EffectAttributesParser described;
+  // Names that the effect takes by number only; none of them is described.
+  std::vector<std::string> numbers;
+};
+
+// The word for an attribute's type, as in "float".
+const char* TypeWord(Vantra::EffectAttributesParser::Type type);
 
 // `vantrix effects`: every effect with its display name and category.
 void ListEffects(Output output);

@@ -10,6 +10,7 @@
 #include "cli/convert_command.h"
 #include "cli/effect_commands.h"
 #include "cli/engines_command.h"
+#include "cli/gallery_command.h"
 #include "cli/resources_command.h"
 
 namespace {
@@ -92,6 +93,14 @@ int Run(int argc, char** argv) {
   convert->add_option("--size", conversion.size, "Size of the frame as WxH")->required();
   convert->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
 
+  GalleryOptions gallery_options;
+  CLI::App* gallery = app.add_subcommand("gallery", "Make a page that shows every effect");
+  gallery->add_option("OUTDIR", gallery_options.folder, "Folder of the page")->required();
+  gallery->add_option("PHOTO", gallery_options.photo, "PNG, JPEG or BMP file to draw on");
+  gallery->add_option("--size", gallery_options.size, "Size of the pictures as WxH")
+      ->capture_default_str();
+  gallery->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
+
   CLI::App* engines = app.add_subcommand("engines", "List the devices to render on");
 
   try {
@@ -117,6 +126,9 @@ int Run(int argc, char** argv) {
   } else if (convert->parsed()) {
     SelectEngine(engine);
     Convert(conversion);
+  } else if (gallery->parsed()) {
+    SelectEngine(engine);
+    MakeGallery(gallery_options);
   } else {
     options.chain = ReadChain(*apply, effect, setting);
     SelectEngine(engine);

@@ -1,6 +1,8 @@
 #include "cli/picture_file.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <fmt/format.h>
 #include <string_view>
@@ -70,6 +72,20 @@ Picture ReadPicture(Vantra::Device& device, const std::string& path, std::option
                            static_cast<UINT>(picture.pixels.size()), picture.pixels.data()),
         "read", path);
   return picture;
+}
+
+Picture ReadPictureWithin(Vantra::Device& device, const std::string& path, Size size) {
+  CComPtr<IWICBitmapSource> source;
+  UINT width = 0;
+  UINT height = 0;
+  Check(device.LoadFile(Widen(path).c_str(), 0, 0, &source), "read", path);
+  Check(source->GetSize(&width, &height), "read", path);
+  const double scale = std::min(
+      {1.0, static_cast<double>(size.width) / width, static_cast<double>(size.height) / height});
+  const auto scaled = [scale](UINT side) {
+    return static_cast<unsigned>(std::max(1L, std::lround(side * scale)));
+  };
+  return ReadPicture(device, path, Size{scaled(width), scaled(height)});
 }
 
 void WritePicture(const std::string& path, const Picture& picture) {

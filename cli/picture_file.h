@@ -24,6 +24,9 @@ struct Picture {
 // `CommandError` that tells the cause and the file.
 Picture ReadPicture(Vantra::Device& device, const std::string& path, std::optional<Size> size);
 
+// The same for a picture that is scaled down, where it is larger, to lie within a size.
+Picture ReadPictureWithin(Vantra::Device& device, const std::string& path, Size size);
+
 // Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file
 // that is there stays as it was until the new one is complete.
 void WritePicture(const std::string& path, const Picture& picture);

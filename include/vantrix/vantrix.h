@@ -7,6 +7,7 @@
 #include <vantrix/device/dexception.h>
 #include <vantrix/effects/catalogue/color.h>
 #include <vantrix/effects/catalogue/lut.h>
+#include <vantrix/effects/catalogue/platform.h>
 #include <vantrix/effects/engine/effect.h>
 #include <vantrix/effects/engine/effectattributesparser.h>
 #include <vantrix/effects/engine/effectfactory.h>

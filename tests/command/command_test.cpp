@@ -1,5 +1,7 @@
 // The command as a user meets it: what it prints, where, and its exit codes.
 
+#include <vantrix/platform/wincodec.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -9,9 +11,12 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <set>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/imaging/png_writer.h"
 #include "tests/harness/picture.h"
@@ -132,6 +137,25 @@ TEST_F(Command, AChainRunsInOrderAndEachAttributeBelongsToTheEffectBeforeIt) {
   EXPECT_EQ(ReadFile(folder_ / "chain.bgra"), ReadFile(folder_ / "second.bgra"));
 }
 
+TEST_F(Command, SetsByNumberWhatNoAttributeXmlTells) {
+  // A filter without a look is black at full strength and leaves the picture at none.
+  Store("in.png", DrawScene(9, 7));
+  EXPECT_EQ(Run({"apply", "in.png", "same.bgra", "-e", "AlphaConvert"}).code, 0);
+  EXPECT_EQ(Run({"apply", "in.png", "none.bgra", "-e", "InstagramNone", "-s", "Amout=0"}).code, 0);
+  EXPECT_EQ(ReadFile(folder_ / "none.bgra"), ReadFile(folder_ / "same.bgra"));
+  EXPECT_EQ(Run({"describe", "InstagramFilter"}).out, "amout\tfloat\tby number\n");
+  EXPECT_EQ(Run({"describe", "InstagramNone", "--json"}).out,
+            "[\n  {\"name\": \"amout\", \"type\": \"float\", \"byNumber\": true}\n]\n");
+  EXPECT_NE(Run({"effects", "--json"}).out.find("\"numbers\": [\"amout\"]"), std::string::npos);
+  for (const auto& [setting, cause] : {std::pair{"hue=1", "no such attribute; amout"},
+                                       {"amout=", "not a number"},
+                                       {"amout=1x", "not a number"},
+                                       {"amout=nan", "not a number"},
+                                       {"amout=1e99", "out of range"}}) {
+    ExpectFailure(2, cause, {"apply", "in.png", "out.png", "-e", "InstagramFilter", "-s", setting});
+  }
+}
+
 TEST_F(Command, ConvertsARawFrameAndScalesPictures) {
   // Two by two pixels: black, white, and colours that are none.
   std::ofstream(folder_ / "frame.nv12", std::ios::binary) << "\x10\xEB\x10\xEB\x80\x80";
@@ -239,6 +263,76 @@ TEST_F(Command, DamagedAndHostilePicturesFailAndLoseNothing) {
   std::ofstream(folder_ / "kept.png") << "kept";
   EXPECT_EQ(Run({"apply", "bad.png", "kept.png", "-e", "Posterize"}).code, 1);
   EXPECT_EQ(ReadFile(folder_ / "kept.png"), "kept");
+}
+
+// Width and height of a picture file that decodes whole, else nothing.
+std::pair<UINT, UINT> Decode(const std::filesystem::path& path) {
+  CComPtr<IWICImagingFactory2> factory;
+  CComPtr<IWICBitmapDecoder> decoder;
+  CComPtr<IWICBitmapFrameDecode> frame;
+  UINT width = 0;
+  UINT height = 0;
+  if (FAILED(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                              IID_PPV_ARGS(&factory))) ||
+      FAILED(factory->CreateDecoderFromFilename(path.wstring().c_str(), nullptr, GENERIC_READ,
+                                                WICDecodeMetadataCacheOnLoad, &decoder)) ||
+      FAILED(decoder->GetFrame(0, &frame)) || FAILED(frame->GetSize(&width, &height))) {
+    return {};
+  }
+  std::vector<BYTE> pixels(std::size_t{width} * height * 4);
+  const HRESULT result =
+      frame->CopyPixels(nullptr, width * 4, static_cast<UINT>(pixels.size()), pixels.data());
+  return SUCCEEDED(result) ? std::pair{width, height} : std::pair<UINT, UINT>{};
+}
+
+TEST_F(Command, AGalleryShowsEveryEffectAndReplacesOnlyItsOwnFiles) {
+  const std::filesystem::path page = folder_ / "new" / "out" / "index.html";
+  EXPECT_EQ(Run({"gallery", "new/out", "--size", "16x12"}).out, "new/out/index.html\n");
+  EXPECT_NE(ReadFile(page).find("a sample drawing"), std::string::npos);
+  std::ofstream(folder_ / "new" / "out" / "other") << "kept";
+
+  Store("a&b<.png", DrawScene(60, 40));
+  const Outcome outcome = Run({"gallery", "new/out", "a&b<.png", "--size", "30x30"});
+  EXPECT_EQ(ReadFile(folder_ / "new" / "out" / "other"), "kept");
+  const std::string html = ReadFile(page);
+  EXPECT_NE(html.find("a&amp;b&lt;.png"), std::string::npos);
+  EXPECT_EQ(html.find("a&b<"), std::string::npos);
+
+  std::istringstream effects(Run({"effects"}).out);
+  std::size_t count = 0;
+  for (std::string line; std::getline(effects, line); ++count) {
+    const std::string name = line.substr(0, line.find('\t'));
+    EXPECT_NE(html.find(">" + name + "<"), std::string::npos) << name;
+  }
+  // An effect that this system cannot make is shown as such and named at the end.
+  const bool failed = html.find("could not be drawn") != std::string::npos;
+  EXPECT_EQ(outcome.code, failed ? 1 : 0) << outcome.err;
+  EXPECT_EQ(outcome.err.find("could not be drawn") != std::string::npos, failed) << outcome.err;
+  const std::string start = "src=\"";
+  std::set<std::string> links;
+  for (std::size_t at = 0; (at = html.find(start, at)) != std::string::npos; ++at) {
+    const std::size_t from = at + start.size();
+    links.insert(html.substr(from, html.find('"', from) - from));
+  }
+  // One for each effect, and one or two that they start from.
+  EXPECT_TRUE(failed || links.size() > count) << links.size();
+  for (const std::string& link : links) {
+    EXPECT_EQ(Decode(page.parent_path() / link), (std::pair<UINT, UINT>{30, 20})) << link;
+  }
+}
+
+TEST_F(Command, AGalleryThatCannotBeMadeLosesNothing) {
+  Store("in.png", DrawScene(4, 4));
+  std::filesystem::create_directories(folder_ / "out" / "pictures" / "before.png");
+  std::ofstream(folder_ / "out" / "index.html") << "kept";
+  ExpectFailure(1, "cannot write out/pictures/before.png", {"gallery", "out"});
+  EXPECT_EQ(ReadFile(folder_ / "out" / "index.html"), "kept");
+  ExpectFailure(1, "in.png/pictures: Not a directory", {"gallery", "in.png"});
+  ExpectFailure(1, "none.png: no such file", {"gallery", "new", "none.png"});
+  ExpectFailure(1, "neither a PNG", {"gallery", "new", "out/index.html"});
+  ExpectFailure(2, "expected WxH", {"gallery", "new", "--size", "x"});
+  ExpectFailure(2, "up to 2048 pixels", {"gallery", "new", "--size", "2049x1"});
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
 }
 
 TEST_F(Command, WithoutAnyDeviceItSaysSo) {

@@ -26,7 +26,7 @@ enum D2D1_COLORMATRIX_ALPHA_MODE : UINT32 {
   D2D1_COLORMATRIX_ALPHA_MODE_STRAIGHT = 2,
 };
 
-/// Replaces each straight channel c by amplitude * c ^ exponent + offset.
+/// Replaces each straight channel c by amplitude * c ^ exponent + offset, where c ^ 0 is 1.
 constexpr CLSID CLSID_D2D1GammaTransfer = {
     0x409444C4, 0xC419, 0x41A0, {0xB0, 0xC1, 0x8C, 0xD0, 0xC0, 0xA1, 0x8E, 0x42}};
 enum D2D1_GAMMATRANSFER_PROP : UINT32 {
@@ -138,13 +138,17 @@ enum D2D1_MORPHOLOGY_MODE : UINT32 {
 };
 
 /// Replaces each pixel by a weighted sum of those around it: sum / divisor + bias. The first
-/// element of the kernel, whose rows follow each other, belongs to the pixel at the top left.
+/// element of the kernel, whose rows follow each other, belongs to the pixel at the top left. The
+/// kernel's centre is the element at half its size, rounded down.
 constexpr CLSID CLSID_D2D1ConvolveMatrix = {
     0x407F8C08, 0x5533, 0x4331, {0xA3, 0x41, 0x23, 0xCC, 0x38, 0x77, 0x84, 0x3E}};
 enum D2D1_CONVOLVEMATRIX_PROP : UINT32 {
   /// `D2D1_VECTOR_2F` of 0.01 to 100, (1, 1): the distance between elements of the kernel.
   D2D1_CONVOLVEMATRIX_PROP_KERNEL_UNIT_LENGTH = 0,
-  /// `D2D1_CONVOLVEMATRIX_SCALE_MODE`, linear: how places between pixels are read.
+  /// `D2D1_CONVOLVEMATRIX_SCALE_MODE`, linear: how places between pixels are read. Multi-sample
+  /// and anisotropic are linear, and both cubics take 4 by 4 pixels with the cubic weights of B =
+  /// 0,
+  /// C = 1/2. Within 1/512 of a pixel all read it as it is.
   D2D1_CONVOLVEMATRIX_PROP_SCALE_MODE = 1,
   /// `UINT32` of 1 to 100, 3.
   D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X = 2,

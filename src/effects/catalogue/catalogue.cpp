@@ -2,13 +2,18 @@
 
 #include <vantrix/effects/catalogue/color.h>
 #include <vantrix/effects/catalogue/lut.h>
+#include <vantrix/effects/catalogue/platform.h>
 
 namespace Vantra {
 namespace {
 
 template <class E>
 constexpr CatalogueEntry Entry() {
-  return {E::Description, E::CreateInstance, E::EShader::CreateInstance};
+  if constexpr (requires { typename E::EShader; }) {
+    return {E::Description, E::CreateInstance, E::EShader::CreateInstance};
+  } else {
+    return {E::Description, E::CreateInstance, nullptr};
+  }
 }
 
 }  // namespace
@@ -34,6 +39,14 @@ std::span<const CatalogueEntry> GetCatalogue() {
       Entry<VantraFx::YellowIsolation>(),
       Entry<VantraFx::PhotoFilter>(),
       Entry<VantraFx::Posterize>(),
+      Entry<VantraFx::StandardAdjust>(),
+      Entry<VantraFx::GammaTransfer>(),
+      Entry<VantraFx::LinearTransfer>(),
+      Entry<VantraFx::GaussianBlur>(),
+      Entry<VantraFx::Morphology>(),
+      Entry<VantraFx::DirectionalBlur>(),
+      Entry<VantraFx::ConvolveMatrix>(),
+      Entry<VantraFx::WarpPerspective>(),
   };
   // clang-format on
   return kCatalogue;

@@ -15,6 +15,7 @@ class Effect;
 struct CatalogueEntry {
   const EffectDescription& (*description)();
   std::unique_ptr<Effect> (*create)();
+  // Null for an effect that drives one of the 2D layer's own, which needs no registration.
   PD2D1_EFFECT_FACTORY create_shader;
 };
 

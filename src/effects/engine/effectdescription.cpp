@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "effects/engine/attributevalue.h"
 
@@ -49,16 +47,6 @@ std::string DescribeAttribute(const AttributeDescription& attribute) {
   bound("def", attribute.def);
   bound("step", attribute.step);
   return xml + " </attribute>";
-}
-
-// The whole part of a number that may lie anywhere.
-template <class Integer>
-Integer WholePart(float value) {
-  using Limits = std::numeric_limits<Integer>;
-  if (std::isnan(value)) return 0;
-  return static_cast<Integer>(std::clamp(std::trunc(static_cast<double>(value)),
-                                         static_cast<double>(Limits::min()),
-                                         static_cast<double>(Limits::max())));
 }
 
 template <class T>

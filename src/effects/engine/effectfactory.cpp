@@ -38,6 +38,7 @@ void EffectFactory::Create(Device* device) {
   device_ = device;
   ID2D1Factory1* factory = device->GetD2DFactory();
   for (const CatalogueEntry& entry : GetCatalogue()) {
+    if (!entry.create_shader) continue;
     factory->RegisterEffectFromString(entry.description().GetIdentity().id,
                                       entry.description().GetRegistrationXml().c_str(), nullptr, 0,
                                       entry.create_shader);
@@ -73,8 +74,12 @@ std::vector<EffectFactory::Listing> EffectFactory::ListEffects() {
   std::vector<Listing> list;
   for (const CatalogueEntry& entry : GetCatalogue()) {
     const auto& identity = entry.description().GetIdentity();
-    list.push_back({NameOf(entry), Widen(identity.display_name), Widen(identity.category),
-                    Widen(identity.description)});
+    list.push_back({NameOf(entry),
+                    Widen(identity.display_name),
+                    Widen(identity.category),
+                    Widen(identity.description),
+                    identity.id,
+                    {identity.numbers.begin(), identity.numbers.end()}});
   }
   return list;
 }

@@ -7,7 +7,9 @@ namespace {
 
 using namespace Testing;
 
-constexpr CLSID kBuiltIns[] = {CLSID_D2D1ColorMatrix, CLSID_D2D1Border, CLSID_D2D13DTransform};
+constexpr CLSID kBuiltIns[] = {CLSID_D2D1ColorMatrix,    CLSID_D2D1Border,
+                               CLSID_D2D13DTransform,    CLSID_D2D1GammaTransfer,
+                               CLSID_D2D1LinearTransfer, CLSID_D2D1ConvolveMatrix};
 
 TEST_F(BuiltInEffects, TellTheirPropertiesByIndexAndByName) {
   for (const CLSID& id : kBuiltIns) {

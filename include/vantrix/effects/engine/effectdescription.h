@@ -50,16 +50,19 @@ class VANTRIX_API EffectDescription {
  public:
   struct Identity {
     GUID id = GUID_NULL;
-    /// Class name; the host's name for the effect is this behind "CLSID_".
+    /// The host's name for the effect is this behind "CLSID_": the class's name, or that of the 2D
+    /// layer's own effect that the class drives.
     std::string_view name;
     std::string_view display_name;
     std::string_view description;
     std::string_view category = "Color";
-    /// Resource name of the pixel program.
+    /// Resource name of the pixel program; null for an effect that has none of its own.
     const wchar_t* shader = nullptr;
     /// Resource names of the pictures of texture slots 1 and 2.
     std::vector<const wchar_t*> textures = {};
     std::vector<std::string_view> inputs = {"Source"};
+    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
+    std::vector<const wchar_t*> numbers = {};
   };
 
   EffectDescription(Identity identity, std::size_t constants_size)
@@ -159,8 +162,8 @@ class Describe {
   }
 
   template <class T>
-  Describe&& Bool(const wchar_t* name, bool def, T Constants::*member) && {
-    AttributeDescription attribute = Value(AttributeType::kBool, name, member, {});
+  Describe&& Bool(const wchar_t* name, bool def, T Constants::*member, Mappings mappings = {}) && {
+    AttributeDescription attribute = Value(AttributeType::kBool, name, member, mappings);
     attribute.def = def ? "true" : "false";
     return Add(std::move(attribute));
   }

@@ -22,6 +22,9 @@ class VANTRIX_API EffectFactory {
     std::wstring display_name;
     std::wstring category;
     std::wstring description;
+    GUID id;
+    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
+    std::vector<std::wstring> numbers;
   };
 
   EffectFactory() = default;

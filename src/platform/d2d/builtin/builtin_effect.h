@@ -136,5 +136,8 @@ CComPtr<Effect2D> MakeBuiltIn(CComPtr<ID2D1Factory1> factory,
 MakeBuiltInEffect Make3DTransform;
 MakeBuiltInEffect MakeBorder;
 MakeBuiltInEffect MakeColorMatrix;
+MakeBuiltInEffect MakeConvolveMatrix;
+MakeBuiltInEffect MakeGammaTransfer;
+MakeBuiltInEffect MakeLinearTransfer;
 
 }  // namespace Vantra::Platform

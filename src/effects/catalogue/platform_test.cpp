@@ -1,0 +1,444 @@
+#include <vantrix/effects/catalogue/platform.h>
+#include <vantrix/sundrix/logger.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <stdexcept>
+
+#include "tests/harness/device_fixture.h"
+#include "tests/harness/effect_check.h"
+
+namespace VantraFx {
+namespace {
+
+using namespace Vantra::Testing;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// A property of the platform effect behind a created effect.
+template <class T = float>
+T Property(const Vantra::Effect& effect, unsigned int index) {
+  T value{};
+  EXPECT_EQ(effect.GetValue(index, reinterpret_cast<unsigned char*>(&value), sizeof(value)), S_OK);
+  return value;
+}
+
+D2D1_MATRIX_5X4_F MatrixOf(const StandardAdjust& effect) {
+  return Property<D2D1_MATRIX_5X4_F>(effect, D2D1_COLORMATRIX_PROP_COLOR_MATRIX);
+}
+
+D2D1_MATRIX_4X4_F MatrixOf(const WarpPerspective& effect) {
+  return Property<D2D1_MATRIX_4X4_F>(effect, D2D1_3DTRANSFORM_PROP_TRANSFORM_MATRIX);
+}
+
+class PlatformEffects : public DeviceFixture {
+ protected:
+  // Loses the device and lets it recover, so that the platform effects are made anew.
+  void LoseDevice() {
+    ASSERT_TRUE(Vantra::Platform::InjectDeviceLoss(device_.GetD3D11Device()));
+    device_.BeginDraw(nullptr, {0, 0, 0, 0});
+    device_.EndDrawCallback();
+  }
+};
+
+TEST(PlatformEffectClasses, PublishTheirAttributes) {
+  const std::string head = "<?xml version='1.0'?> <attributes> ";
+  const std::string amount =
+      "<attribute name='Amout' type='float'> <min value='0'/> <max value='1'/> <def "
+      "value='0.125'/> <step value='0.01'/> </attribute> ";
+  EXPECT_EQ(GaussianBlur().GetXmlAttributes(), head + amount + "</attributes>");
+  EXPECT_EQ(Morphology().GetXmlAttributes(),
+            head + amount +
+                "<attribute name='Erode' type='bool'> <def value='true'/> </attribute> "
+                "</attributes>");
+  EXPECT_EQ(DirectionalBlur().GetXmlAttributes(),
+            head + amount +
+                "<attribute name='Angle' type='int'> <min value='0'/> <max value='360'/> <def "
+                "value='45'/> </attribute> </attributes>");
+  for (const auto& create :
+       {StandardAdjust::CreateInstance, GammaTransfer::CreateInstance,
+        LinearTransfer::CreateInstance, ConvolveMatrix::CreateInstance, Border::CreateInstance,
+        WarpPerspective::CreateInstance, BarrelDistortion::CreateInstance}) {
+    EXPECT_EQ(create()->GetXmlAttributes(), "");
+  }
+}
+
+// Whether both ways of the factory make an `E`.
+template <class E>
+bool IsMade(const wchar_t* name, const GUID& id) {
+  Vantra::EffectFactory factory;
+  return E::GetEffectGUID() == id &&
+         dynamic_cast<E*>(factory.CreateEffectByID(std::wstring(name)).get()) &&
+         dynamic_cast<E*>(factory.CreateEffectByID(id).get());
+}
+
+TEST(PlatformEffectClasses, AreFoundByNameAndId) {
+  EXPECT_TRUE(IsMade<GammaTransfer>(L"CLSID_D2D1GammaTransfer", CLSID_D2D1GammaTransfer));
+  EXPECT_TRUE(IsMade<LinearTransfer>(L"CLSID_D2D1LinearTransfer", CLSID_D2D1LinearTransfer));
+  EXPECT_TRUE(IsMade<GaussianBlur>(L"CLSID_D2D1GaussianBlur", CLSID_D2D1GaussianBlur));
+  EXPECT_TRUE(IsMade<Morphology>(L"CLSID_D2D1Morphology", CLSID_D2D1Morphology));
+  EXPECT_TRUE(IsMade<DirectionalBlur>(L"CLSID_D2D1DirectionalBlur", CLSID_D2D1DirectionalBlur));
+  EXPECT_TRUE(IsMade<ConvolveMatrix>(L"CLSID_D2D1ConvolveMatrix", CLSID_D2D1ConvolveMatrix));
+  EXPECT_TRUE(IsMade<WarpPerspective>(L"CLSID_D2D13DTransform", CLSID_D2D13DTransform));
+  EXPECT_TRUE(IsMade<StandardAdjust>(L"clsid_standardadjust", StandardAdjust::GetEffectGUID()));
+  EXPECT_EQ(StandardAdjust().GetEffectID(), CLSID_D2D1ColorMatrix);
+  EXPECT_EQ(Border().GetEffectID(), CLSID_D2D1Border);
+  Vantra::EffectFactory factory;
+  for (const GUID& id :
+       {CLSID_D2D1ColorMatrix, CLSID_D2D1Border, BarrelDistortion::GetEffectGUID()}) {
+    EXPECT_FALSE(factory.CreateEffectByID(id));
+  }
+}
+
+TEST_F(PlatformEffects, TakeValuesBeforeTheyAreCreated) {
+  GaussianBlur blur;
+  Set(blur, L"amout", L"1");
+  EXPECT_EQ(Get(blur, L"Amout"), L"1.000000");
+  EXPECT_THROW(Set(blur, L"Amout", L"much"), std::invalid_argument);
+  EXPECT_THROW(Set(blur, L"Amout", L"1e99"), std::out_of_range);
+  EXPECT_EQ(Get(blur, L"AMOUT"), L"1.000000");
+  blur.SetAttribute(L"anything", 0.5f);
+  EXPECT_EQ(Get(blur, L"Amout"), L"0.500000");
+  EXPECT_EQ(Get(blur, L"anything"), L"untouched");
+  blur.SetDefaultParameters();
+  EXPECT_EQ(Get(blur, L"Amout"), L"0.500000");
+
+  Morphology morphology;
+  Set(morphology, L"Amout", L"0.75");
+  morphology.SetAmout(0.5f);
+  morphology.SetAttribute(L"Amout", 0.5f);
+  EXPECT_EQ(Get(morphology, L"Amout"), L"0.750000");
+  EXPECT_EQ(Get(morphology, L"Erode"), L"true");
+  for (const auto& [text, read] :
+       {std::pair{L"false", L"false"}, {L"False", L"true"}, {L"", L"true"}}) {
+    Set(morphology, L"erode", text);
+    EXPECT_EQ(Get(morphology, L"Erode"), read) << text;
+  }
+
+  DirectionalBlur line;
+  EXPECT_EQ(Get(line, L"Angle"), L"45");
+  for (const auto& [text, read] : {std::pair{L"360", L"360"}, {L"-45.75", L"-45"}}) {
+    Set(line, L"Angle", text);
+    EXPECT_EQ(Get(line, L"Angle"), read);
+  }
+  line.SetAttribute(L"Angle", 90.0f);
+  line.SetAttribute(L"Amout", 0.0f);
+  EXPECT_EQ(Get(line, L"Angle") + Get(line, L"Amout"), L"-450.125000");
+}
+
+TEST_F(PlatformEffects, ValuesOutliveTheMakingOfThePlatformEffect) {
+  ConvolveMatrix convolve;
+  StandardAdjust adjust;
+  GammaTransfer gamma;
+  WarpPerspective warp;
+  convolve.SetKernel(5);
+  adjust.SetContrast(100);
+  gamma.SetGamma(-50.9f);
+  warp.SetPoints({2, 2}, {0, 0}, {6, 0}, {0, 6}, {6, 6});
+  const auto expect_values = [&] {
+    EXPECT_EQ(Property<UINT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X), 20u);
+    EXPECT_EQ(MatrixOf(adjust).m[1][1], 2.0f);
+    EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_BLUE_EXPONENT), 0.5f);
+    EXPECT_EQ(MatrixOf(warp)._11, 3.0f);
+  };
+  const std::array<Vantra::Effect*, 4> effects = {&convolve, &adjust, &gamma, &warp};
+  for (Vantra::Effect* effect : effects) ASSERT_TRUE(effect->Create(&device_));
+  expect_values();
+  LoseDevice();
+  expect_values();
+
+  adjust.SetDefaultParameters();
+  EXPECT_FALSE(adjust.IsAdjusting());
+  EXPECT_EQ(MatrixOf(adjust).m[1][1], 1.0f);
+  gamma.SetDefaultParameters();
+  EXPECT_FALSE(gamma.IsAdjusting());
+  EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.0f);
+  warp.SetDefaultParameters();
+  EXPECT_EQ(MatrixOf(warp)._41, 230.0f);
+}
+
+using Rgb = std::array<double, 3>;
+
+struct Adjustment {
+  int hue;
+  int saturation;
+  int brightness;
+  int contrast;
+};
+
+// The four steps one by one, the last two as SVG's filters of colour matrices have them.
+Rgb Adjusted(Rgb p, const Adjustment& by) {
+  for (double& c : p) c = (c + by.brightness / 100.0) * (by.contrast + 100) / 100.0;
+  const double s = (by.saturation + 100) / 100.0;
+  const double grey = 0.213 * p[0] + 0.715 * p[1] + 0.072 * p[2];
+  for (double& c : p) c = grey + s * (c - grey);
+  const double angle = by.hue * std::numbers::pi / 100;
+  const double c = std::cos(angle);
+  const double n = std::sin(angle);
+  return {(0.213 + c * 0.787 - n * 0.213) * p[0] + (0.715 - c * 0.715 - n * 0.715) * p[1] +
+              (0.072 - c * 0.072 + n * 0.928) * p[2],
+          (0.213 - c * 0.213 + n * 0.143) * p[0] + (0.715 + c * 0.285 + n * 0.140) * p[1] +
+              (0.072 - c * 0.072 - n * 0.283) * p[2],
+          (0.213 - c * 0.213 - n * 0.787) * p[0] + (0.715 - c * 0.715 + n * 0.715) * p[1] +
+              (0.072 + c * 0.928 + n * 0.072) * p[2]};
+}
+
+constexpr Adjustment kAdjustments[] = {
+    {0, 0, 0, 0},  {0, 0, 10, 100}, {0, 0, 0, -100}, {0, -100, 0, 0},    {0, 80, 0, 0},
+    {25, 0, 0, 0}, {-100, 0, 0, 0}, {100, 0, 0, 0},  {-30, 40, 15, -20}, {70, -60, -25, 90}};
+
+void Adjust(Vantra::Effect& effect, const Adjustment& by) {
+  effect.SetAttribute(StandardAdjust::ATTRIBUTE_HUE(), static_cast<float>(by.hue));
+  effect.SetAttribute(StandardAdjust::ATTRIBUTE_SATURATION(), static_cast<float>(by.saturation));
+  effect.SetAttribute(StandardAdjust::ATTRIBUTE_BRIGHTNESS(), static_cast<float>(by.brightness));
+  effect.SetAttribute(StandardAdjust::ATTRIBUTE_CONTRAST(), static_cast<float>(by.contrast));
+}
+
+TEST_F(PlatformEffects, StandardAdjustMakesOneMatrixOfFourSteps) {
+  StandardAdjust adjust;
+  ASSERT_TRUE(adjust.Create(&device_));
+  for (const Adjustment& by : kAdjustments) {
+    Adjust(adjust, by);
+    EXPECT_EQ(adjust.IsAdjusting(), by.hue || by.saturation || by.brightness || by.contrast);
+    const D2D1_MATRIX_5X4_F matrix = MatrixOf(adjust);
+    for (const Rgb& colour : {Rgb{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0.2, 0.7, 0.4}}) {
+      const Rgb expected = Adjusted(colour, by);
+      for (std::size_t j = 0; j < 3; ++j) {
+        const double actual = colour[0] * matrix.m[0][j] + colour[1] * matrix.m[1][j] +
+                              colour[2] * matrix.m[2][j] + matrix.m[4][j];
+        // The matrix is a product of matrices of floats.
+        EXPECT_NEAR(actual, expected[j], 1e-6);
+      }
+    }
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(matrix.m[i][3], i == 3 ? 1.0f : 0.0f);
+  }
+  Adjust(adjust, {});
+  const D2D1_MATRIX_5X4_F neutral = MatrixOf(adjust);
+  for (std::size_t i = 0; i < 5; ++i) {
+    for (std::size_t j = 0; j < 4; ++j) EXPECT_EQ(neutral.m[i][j], i == j ? 1.0f : 0.0f);
+  }
+  adjust.SetAttribute(L"Contrast", -99.9f);
+  EXPECT_EQ(MatrixOf(adjust).m[0][0], 0.01f);
+  adjust.SetAttribute(L"gamma", 5.0f);
+  Set(adjust, L"hue", L"5");
+  EXPECT_EQ(MatrixOf(adjust).m[0][0], 0.01f);
+  // Numbers that no integer holds.
+  for (const float value : {kNaN, 1e30f, -1e30f}) adjust.SetAttribute(L"contrast", value);
+  EXPECT_TRUE(adjust.IsAdjusting());
+}
+
+// A function of straight red, green and blue, with alpha kept.
+PixelFormula OnStraight(const std::function<Rgb(const Rgb&)>& function) {
+  return [function](Place& place) {
+    const Rgba p = place.Own();
+    const Rgb rgb = function(p.a > 0 ? Rgb{p.r / p.a, p.g / p.a, p.b / p.a} : Rgb{});
+    return Rgba{rgb[0] * p.a, rgb[1] * p.a, rgb[2] * p.a, p.a};
+  };
+}
+
+TEST(PlatformEffectPixels, StandardAdjustTakesItsStepsInOrder) {
+  std::vector<EffectCase> cases;
+  for (const Adjustment& by : kAdjustments) {
+    cases.push_back({{{StandardAdjust::ATTRIBUTE_HUE(), static_cast<float>(by.hue)},
+                      {StandardAdjust::ATTRIBUTE_SATURATION(), static_cast<float>(by.saturation)},
+                      {StandardAdjust::ATTRIBUTE_BRIGHTNESS(), static_cast<float>(by.brightness)},
+                      {StandardAdjust::ATTRIBUTE_CONTRAST(), static_cast<float>(by.contrast)}},
+                     OnStraight([by](const Rgb& rgb) { return Adjusted(rgb, by); })});
+  }
+  CheckEffect(L"StandardAdjust", cases);
+  // Brightness comes before contrast: (0 + 0.1) * 2 is 51 of 255, and half of it at half alpha.
+  CheckPixels(L"StandardAdjust", {{L"brightness", 10.0f}, {L"contrast", 100.0f}},
+              {{{0, 0, 0, 255}, {51, 51, 51, 255}}, {{0, 0, 0, 130}, {26, 26, 26, 130}}});
+}
+
+TEST(PlatformEffectPixels, TransfersMapStraightColours) {
+  std::vector<EffectCase> cases;
+  for (const float gamma : {0.0f, -100.0f, -45.0f, 120.0f, -300.0f}) {
+    cases.push_back({{{L"any", gamma}},
+                     OnStraight([gamma](Rgb rgb) {
+                       for (double& c : rgb) c = std::pow(c, (gamma + 100) / 100);
+                       return rgb;
+                     }),
+                     {0, "devices compute powers to some units of the last place", 1e-3}});
+  }
+  CheckEffect(L"D2D1GammaTransfer", cases);
+  CheckEffect(L"D2D1LinearTransfer", {{{}, OnStraight([](const Rgb& rgb) {
+                                         return Rgb{2.5 * rgb[0] - 1, 5 * rgb[1] - 1, rgb[2]};
+                                       })}});
+}
+
+TEST_F(PlatformEffects, TheTransfersWriteTheirFunctions) {
+  GammaTransfer gamma;
+  ASSERT_TRUE(gamma.Create(&device_));
+  for (const auto& [value, exponent, kept] :
+       {std::tuple{-100.0f, 0.0f, 0.0f}, {50.5f, 1.505f, 1.5f}, {-0.5f, 0.995f, 1.0f}}) {
+    gamma.SetAttribute(L"any", value);
+    EXPECT_EQ(gamma.IsAdjusting(), std::trunc(value) != 0);
+    for (const float expected : {exponent, kept}) {
+      EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), expected);
+      EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_GREEN_EXPONENT), expected);
+      EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_BLUE_EXPONENT), expected);
+      EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_ALPHA_EXPONENT), 1.0f);
+      gamma.UpdateParameters();
+    }
+  }
+  gamma.SetGamma(kNaN);
+  EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.0f);
+
+  LinearTransfer linear;
+  ASSERT_TRUE(linear.Create(&device_));
+  constexpr std::array<std::array<float, 2>, 4> kLines = {{{-1, 2.5f}, {-1, 5}, {0, 1}, {0, 1}}};
+  for (unsigned channel = 0; channel < 4; ++channel) {
+    EXPECT_EQ(Property(linear, channel * 3), kLines[channel][0]);
+    EXPECT_EQ(Property(linear, channel * 3 + 1), kLines[channel][1]);
+  }
+}
+
+TEST_F(PlatformEffects, ConvolveMatrixTakesEachOfItsKernels) {
+  ConvolveMatrix convolve;
+  ASSERT_TRUE(convolve.Create(&device_));
+  struct Kernel {
+    std::wstring name;
+    int width;
+    int height;
+    float divisor;
+    std::vector<float> elements;
+  };
+  const std::vector<Kernel> kernels = {
+      {L"Passthrough", 1, 1, 1, {1}},
+      {L"Box Blur (width 5)", 5, 5, 25, std::vector<float>(25, 1)},
+      {L"Simple Edge Detect", 3, 3, 1, {0, -1, 0, -1, 4, -1, 0, -1, 0}},
+      {L"Simple Sharpen", 3, 3, 2, {0, -1, 0, -1, 6, -1, 0, -1, 0}},
+      {L"Emboss", 3, 3, 1, {2, 1, 0, 1, 1, -1, 0, -1, -2}},
+      {L"Horizontal Smear (width 20)", 20, 1, 20, std::vector<float>(20, 1)}};
+  EXPECT_EQ(convolve.GetKernel(), 2);
+  std::vector<EffectCase> cases;
+  for (int i = 0; i < ConvolveMatrix::kKernelCount; ++i) {
+    const Kernel& kernel = kernels[static_cast<std::size_t>(i)];
+    convolve.SetAttribute(L"Kernel", static_cast<float>(i) + 0.5f);
+    EXPECT_EQ(convolve.GetKernel(), i);
+    EXPECT_EQ(ConvolveMatrix::GetKernelName(i), kernel.name);
+    EXPECT_EQ(Property<INT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X), kernel.width);
+    EXPECT_EQ(Property<INT32>(convolve, D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_Y), kernel.height);
+    EXPECT_EQ(Property(convolve, D2D1_CONVOLVEMATRIX_PROP_DIVISOR), kernel.divisor);
+    std::vector<float> elements(kernel.elements.size());
+    EXPECT_EQ(convolve.GetValue(D2D1_CONVOLVEMATRIX_PROP_KERNEL_MATRIX,
+                                reinterpret_cast<unsigned char*>(elements.data()),
+                                static_cast<unsigned>(elements.size() * sizeof(float))),
+              S_OK);
+    EXPECT_EQ(elements, kernel.elements);
+    // On the picture as it is, transparent beyond its edges.
+    cases.push_back({{{L"kernel", static_cast<float>(i)}}, [&kernel](Place& place) {
+                       Color sum = {};
+                       for (int k = 0; k < static_cast<int>(kernel.elements.size()); ++k) {
+                         const int x = place.x + k % kernel.width - kernel.width / 2;
+                         const int y = place.y + k / kernel.width - kernel.height / 2;
+                         const Picture& input = place.input;
+                         if (x < 0 || y < 0 || x >= input.width || y >= input.height) continue;
+                         const double weight = kernel.elements[static_cast<std::size_t>(k)];
+                         for (std::size_t c = 0; c < 4; ++c) {
+                           sum[c] += weight / kernel.divisor * input.At(x, y)[c] / 255.0;
+                         }
+                       }
+                       return Rgba{sum[2], sum[1], sum[0], sum[3]};
+                     }});
+  }
+  CheckEffect(L"D2D1ConvolveMatrix", cases);
+  for (const float index : {-1.0f, 6.0f, 1e30f, kNaN}) convolve.SetAttribute(L"kernel", index);
+  convolve.SetAttribute(L"other", 0.0f);
+  EXPECT_FALSE(convolve.SetKernel(6));
+  EXPECT_EQ(convolve.GetKernel(), 5);
+  EXPECT_EQ(ConvolveMatrix::GetKernelName(6), nullptr);
+}
+
+using Corners = std::array<D2D_POINT_2F, 4>;
+
+void ExpectCorners(const WarpPerspective& effect, D2D_SIZE_F size, const Corners& points) {
+  const D2D1_MATRIX_4X4_F m = MatrixOf(effect);
+  for (std::size_t i = 0; i < 4; ++i) {
+    const double x = i % 2 ? size.width : 0;
+    const double y = i / 2 ? size.height : 0;
+    const double w = x * m._14 + y * m._24 + m._44;
+    // The elements are floats, of which a corner is a quotient of sums.
+    EXPECT_NEAR((x * m._11 + y * m._21 + m._41) / w, points[i].x, 1e-3) << i;
+    EXPECT_NEAR((x * m._12 + y * m._22 + m._42) / w, points[i].y, 1e-3) << i;
+  }
+}
+
+TEST_F(PlatformEffects, WarpPerspectiveTakesTheCornersToThePoints) {
+  WarpPerspective warp;
+  ASSERT_TRUE(warp.Create(&device_));
+  ExpectCorners(warp, {1280, 720}, {{{230, 160}, {1060, 230}, {0, 715}, {1272, 600}}});
+  const Corners corners = {{{100, 20}, {500, 60}, {30, 470}, {620, 400}}};
+  warp.SetPoints({640, 480}, corners[0], corners[1], corners[2], corners[3]);
+  ExpectCorners(warp, {640, 480}, corners);
+
+  // A parallelogram has no perspective, and the picture's own corners change nothing.
+  warp.SetPoints({4, 4}, {1, 1}, {9, 2}, {3, 7}, {11, 8});
+  EXPECT_EQ(MatrixOf(warp)._14, 0.0f);
+  EXPECT_EQ(MatrixOf(warp)._24, 0.0f);
+  warp.SetPoints({1281, 719}, {0, 0}, {1281, 0}, {0, 719}, {1281, 719});
+  const D2D1_MATRIX_4X4_F same = MatrixOf(warp);
+  constexpr D2D1_MATRIX_4X4_F kSame = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+  EXPECT_EQ(std::memcmp(&same, &kSame, sizeof(kSame)), 0);
+
+  // Each quarter of a picture is found at its corner.
+  Picture quarters("quarters", 40, 40);
+  for (int y = 0; y < 40; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      quarters.At(x, y) = {static_cast<std::uint8_t>(x < 20 ? 50 : 100),
+                           static_cast<std::uint8_t>(y < 20 ? 50 : 100), 0, 255};
+    }
+  }
+  warp.SetPoints({40, 40}, {4, 10}, {30, 2}, {12, 36}, {38, 30});
+  const Picture shown = Run(warp, quarters);
+  EXPECT_EQ(shown.At(6, 11), (Pixel{50, 50, 0, 255}));
+  EXPECT_EQ(shown.At(28, 4), (Pixel{100, 50, 0, 255}));
+  EXPECT_EQ(shown.At(13, 33), (Pixel{50, 100, 0, 255}));
+  EXPECT_EQ(shown.At(36, 29), (Pixel{100, 100, 0, 255}));
+  for (const auto& [x, y] : {std::pair{0, 0}, {2, 10}, {36, 12}, {6, 30}, {39, 39}}) {
+    EXPECT_EQ(shown.At(x, y), Pixel{}) << x << "," << y;
+  }
+
+  // Three corners on a line have no finite matrix.
+  warp.SetPoints({4, 4}, {0, 0}, {1, 1}, {2, 2}, {5, 9});
+  EXPECT_EQ(MatrixOf(warp)._41, 4.0f);
+}
+
+TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {
+  Border border;
+  ASSERT_TRUE(border.Create(&device_));
+  EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_X), D2D1_BORDER_EDGE_MODE_MIRROR);
+  EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_Y), D2D1_BORDER_EDGE_MODE_MIRROR);
+  const Picture scene = DrawSceneWithAlpha(5, 4);
+  Vantra::Bitmap input, output;
+  Upload(input, scene);
+  Prepare(output, 20, 15);
+  border.SetInput(0, &input);
+  device_.BeginDraw(nullptr, {0, 0, 0, 0});
+  const D2D_RECT_F around = {-7, -6, 13, 9};
+  border.Apply(&output, nullptr, &around);
+  device_.EndDrawNoCallback();
+  const Picture shown = Read(output);
+  const auto mirrored = [](int at, int count) {
+    const int place = (at + 4 * count) % (2 * count);
+    return place < count ? place : 2 * count - 1 - place;
+  };
+  for (int y = 0; y < 15; ++y) {
+    for (int x = 0; x < 20; ++x) {
+      EXPECT_EQ(shown.At(x, y), scene.At(mirrored(x - 7, 5), mirrored(y - 6, 4)));
+    }
+  }
+
+  std::vector<std::string> log;
+  sundrix::Logger::GetInstance().SetSink([&log](sundrix::log_severity_level,
+                                                const std::string& message, const char*,
+                                                const char*, int) { log.push_back(message); });
+  EXPECT_FALSE(BarrelDistortion::CreateInstance()->Create(&device_));
+  sundrix::Logger::GetInstance().SetSink({});
+  EXPECT_EQ(log, std::vector<std::string>{"Create effect Failed!"});
+}
+
+}  // namespace
+}  // namespace VantraFx

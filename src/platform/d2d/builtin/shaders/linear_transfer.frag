@@ -1,0 +1,21 @@
+#version 450
+#extension GL_GOOGLE_include_directive : require
+#include "pixel.glsl"
+
+struct Line {
+  float intercept;
+  float slope;
+  uint disabled;
+};
+
+CONSTANTS {
+  Line lines[4];
+  uint clampOutput;
+};
+
+float transferred(float c, int channel) {
+  Line line = lines[channel];
+  return line.disabled != 0u ? c : line.slope * c + line.intercept;
+}
+
+#include "transfer.glsl"
