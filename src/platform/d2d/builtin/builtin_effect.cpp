@@ -97,6 +97,9 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
   };
   static constexpr Row kEffects[] = {
       {CLSID_D2D1ColorMatrix, MakeColorMatrix},
+      {CLSID_D2D1DirectionalBlur, MakeDirectionalBlur},
+      {CLSID_D2D1GaussianBlur, MakeGaussianBlur},
+      {CLSID_D2D1Morphology, MakeMorphology},
   };
   for (const Row& row : kEffects) {
     if (row.id == id) return row.make;

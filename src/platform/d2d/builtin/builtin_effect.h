@@ -134,5 +134,8 @@ CComPtr<Effect2D> MakeBuiltIn(CComPtr<ID2D1Factory1> factory,
 }
 
 MakeBuiltInEffect MakeColorMatrix;
+MakeBuiltInEffect MakeDirectionalBlur;
+MakeBuiltInEffect MakeGaussianBlur;
+MakeBuiltInEffect MakeMorphology;
 
 }  // namespace Vantra::Platform
