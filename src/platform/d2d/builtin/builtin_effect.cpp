@@ -96,9 +96,15 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
     MakeBuiltInEffect* make;
   };
   static constexpr Row kEffects[] = {
-      {CLSID_D2D13DTransform, Make3DTransform},     {CLSID_D2D1Border, MakeBorder},
-      {CLSID_D2D1ColorMatrix, MakeColorMatrix},     {CLSID_D2D1ConvolveMatrix, MakeConvolveMatrix},
-      {CLSID_D2D1GammaTransfer, MakeGammaTransfer}, {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
+      {CLSID_D2D13DTransform, Make3DTransform},
+      {CLSID_D2D1Border, MakeBorder},
+      {CLSID_D2D1ColorMatrix, MakeColorMatrix},
+      {CLSID_D2D1ConvolveMatrix, MakeConvolveMatrix},
+      {CLSID_D2D1DirectionalBlur, MakeDirectionalBlur},
+      {CLSID_D2D1GammaTransfer, MakeGammaTransfer},
+      {CLSID_D2D1GaussianBlur, MakeGaussianBlur},
+      {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
+      {CLSID_D2D1Morphology, MakeMorphology},
   };
   for (const Row& row : kEffects) {
     if (row.id == id) return row.make;

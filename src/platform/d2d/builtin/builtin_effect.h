@@ -139,5 +139,8 @@ MakeBuiltInEffect MakeColorMatrix;
 MakeBuiltInEffect MakeConvolveMatrix;
 MakeBuiltInEffect MakeGammaTransfer;
 MakeBuiltInEffect MakeLinearTransfer;
+MakeBuiltInEffect MakeDirectionalBlur;
+MakeBuiltInEffect MakeGaussianBlur;
+MakeBuiltInEffect MakeMorphology;
 
 }  // namespace Vantra::Platform
