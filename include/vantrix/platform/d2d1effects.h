@@ -82,7 +82,8 @@ enum D2D1_BORDER_MODE : UINT32 {
   D2D1_BORDER_MODE_HARD = 1,
 };
 
-/// Blurs with a Gaussian kernel that reaches 3 standard deviations.
+/// Blurs with a Gaussian kernel along rows and columns. It reaches 3 standard deviations on each
+/// side, rounded up to whole pixels.
 constexpr CLSID CLSID_D2D1GaussianBlur = {
     0x1FEB6D69, 0x2FE6, 0x4AC9, {0x8C, 0x58, 0x1D, 0x7F, 0x93, 0xE7, 0xA6, 0xA5}};
 enum D2D1_GAUSSIANBLUR_PROP : UINT32 {
@@ -93,14 +94,20 @@ enum D2D1_GAUSSIANBLUR_PROP : UINT32 {
   /// `D2D1_BORDER_MODE`, soft.
   D2D1_GAUSSIANBLUR_PROP_BORDER_MODE = 2,
 };
-/// From which deviation on the blur is computed in a smaller picture.
+/// From which deviation on the blur is computed in a smaller picture, so that its cost does not
+/// grow with the deviation. A result is within a level of the kernel's in each mode.
 enum D2D1_GAUSSIANBLUR_OPTIMIZATION : UINT32 {
+  /// 4 pixels.
   D2D1_GAUSSIANBLUR_OPTIMIZATION_SPEED = 0,
+  /// 8 pixels.
   D2D1_GAUSSIANBLUR_OPTIMIZATION_BALANCED = 1,
+  /// 16 pixels.
   D2D1_GAUSSIANBLUR_OPTIMIZATION_QUALITY = 2,
 };
 
-/// Blurs with a Gaussian kernel along one line.
+/// Blurs with a Gaussian kernel along one line, to both sides. It reaches 3 standard deviations.
+/// The line is walked in whole pixels along the axis that it is closer to, and places between two
+/// pixels take both.
 constexpr CLSID CLSID_D2D1DirectionalBlur = {
     0x174319A6, 0x58E9, 0x49B2, {0xBB, 0x63, 0xCA, 0xF2, 0xC8, 0x11, 0xA3, 0xDB}};
 enum D2D1_DIRECTIONALBLUR_PROP : UINT32 {
@@ -113,16 +120,21 @@ enum D2D1_DIRECTIONALBLUR_PROP : UINT32 {
   /// `D2D1_BORDER_MODE`, soft.
   D2D1_DIRECTIONALBLUR_PROP_BORDER_MODE = 3,
 };
-/// From which deviation on the blur is computed in two steps.
+/// From which deviation on the blur is computed in two passes, of which the second takes wide
+/// steps. Lines at multiples of 45 degrees stay within a level, others are a little softer across.
 enum D2D1_DIRECTIONALBLUR_OPTIMIZATION : UINT32 {
+  /// 12 pixels.
   D2D1_DIRECTIONALBLUR_OPTIMIZATION_SPEED = 0,
+  /// 24 pixels.
   D2D1_DIRECTIONALBLUR_OPTIMIZATION_BALANCED = 1,
+  /// 64 pixels.
   D2D1_DIRECTIONALBLUR_OPTIMIZATION_QUALITY = 2,
 };
 
 /// Takes the smallest or the largest value, channel by channel, in a rectangle around each pixel.
 /// The rectangle begins half its size, rounded down, before the pixel. Beyond the edges the input
-/// is transparent black: eroding makes the output smaller than the input, dilating larger.
+/// is transparent black: eroding makes the output smaller than the input, down to nothing, and
+/// dilating larger.
 constexpr CLSID CLSID_D2D1Morphology = {
     0xEAE6C40D, 0x626A, 0x4C2D, {0xBF, 0xCB, 0x39, 0x10, 0x01, 0xAB, 0xE2, 0x02}};
 enum D2D1_MORPHOLOGY_PROP : UINT32 {

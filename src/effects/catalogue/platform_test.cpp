@@ -130,6 +130,67 @@ TEST_F(PlatformEffects, TakeValuesBeforeTheyAreCreated) {
   EXPECT_EQ(Get(line, L"Angle") + Get(line, L"Amout"), L"-450.125000");
 }
 
+TEST_F(PlatformEffects, AmountsBecomeTheUnitsOfThePlatformEffect) {
+  GaussianBlur blur;
+  ASSERT_TRUE(blur.Create(&device_));
+  const auto deviation = [&blur] {
+    return Property(blur, D2D1_GAUSSIANBLUR_PROP_STANDARD_DEVIATION);
+  };
+  EXPECT_EQ(deviation(), 8.0f);
+  EXPECT_EQ(Property<UINT32>(blur, D2D1_GAUSSIANBLUR_PROP_OPTIMIZATION),
+            D2D1_GAUSSIANBLUR_OPTIMIZATION_BALANCED);
+  Set(blur, L"Amout", L"0");
+  EXPECT_EQ(deviation(), 0.0f);
+  Set(blur, L"Amout", L"1");
+  EXPECT_EQ(deviation(), 64.0f);
+  blur.SetAttribute(L"anything", 0.5f);
+  EXPECT_EQ(deviation(), 32.0f);
+  // What the platform effect refuses leaves it as it was.
+  blur.SetAmout(kNaN);
+  EXPECT_EQ(deviation(), 32.0f);
+
+  DirectionalBlur line;
+  ASSERT_TRUE(line.Create(&device_));
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION), 16.0f);
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_ANGLE), 45.0f);
+  EXPECT_EQ(Property<UINT32>(line, D2D1_DIRECTIONALBLUR_PROP_OPTIMIZATION),
+            D2D1_DIRECTIONALBLUR_OPTIMIZATION_BALANCED);
+  Set(line, L"Amout", L"0.5");
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION), 64.0f);
+  Set(line, L"Angle", L"-45.75");
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_ANGLE), -45.75f);
+
+  Morphology square;
+  ASSERT_TRUE(square.Create(&device_));
+  const auto side = [&square] {
+    const auto width = Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_WIDTH);
+    EXPECT_EQ(Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_HEIGHT), width);
+    return width;
+  };
+  EXPECT_EQ(side(), 8u);
+  Set(square, L"Amout", L"1");
+  EXPECT_EQ(side(), 64u);
+  square.SetAmout(0.515f);
+  EXPECT_EQ(side(), 32u);
+  // Sides beyond 1 to 100, or that no integer holds.
+  for (const float amount : {0.0f, 0.01f, -1.0f, 1.6f, 1e30f, kNaN}) {
+    square.SetAmout(amount);
+    EXPECT_EQ(side(), 32u) << amount;
+  }
+  Set(square, L"Erode", L"false");
+  EXPECT_EQ(Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_MODE), D2D1_MORPHOLOGY_MODE_DILATE);
+
+  // They are written to the platform effects that follow a loss.
+  blur.SetAmout(0.25f);
+  square.SetAmout(0.25f);
+  LoseDevice();
+  EXPECT_EQ(deviation(), 16.0f);
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION), 64.0f);
+  EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_ANGLE), -45.75f);
+  EXPECT_EQ(side(), 16u);
+  EXPECT_EQ(Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_MODE), D2D1_MORPHOLOGY_MODE_DILATE);
+}
+
 TEST_F(PlatformEffects, ValuesOutliveTheMakingOfThePlatformEffect) {
   ConvolveMatrix convolve;
   StandardAdjust adjust;

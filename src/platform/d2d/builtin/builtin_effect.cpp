@@ -95,11 +95,20 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
     CLSID id;
     MakeBuiltInEffect* make;
   };
+  // One effect a line.
+  // clang-format off
   static constexpr Row kEffects[] = {
-      {CLSID_D2D13DTransform, Make3DTransform},     {CLSID_D2D1Border, MakeBorder},
-      {CLSID_D2D1ColorMatrix, MakeColorMatrix},     {CLSID_D2D1ConvolveMatrix, MakeConvolveMatrix},
-      {CLSID_D2D1GammaTransfer, MakeGammaTransfer}, {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
+      {CLSID_D2D13DTransform, Make3DTransform},
+      {CLSID_D2D1Border, MakeBorder},
+      {CLSID_D2D1ColorMatrix, MakeColorMatrix},
+      {CLSID_D2D1ConvolveMatrix, MakeConvolveMatrix},
+      {CLSID_D2D1DirectionalBlur, MakeDirectionalBlur},
+      {CLSID_D2D1GammaTransfer, MakeGammaTransfer},
+      {CLSID_D2D1GaussianBlur, MakeGaussianBlur},
+      {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
+      {CLSID_D2D1Morphology, MakeMorphology},
   };
+  // clang-format on
   for (const Row& row : kEffects) {
     if (row.id == id) return row.make;
   }

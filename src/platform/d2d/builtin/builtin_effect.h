@@ -137,7 +137,10 @@ MakeBuiltInEffect Make3DTransform;
 MakeBuiltInEffect MakeBorder;
 MakeBuiltInEffect MakeColorMatrix;
 MakeBuiltInEffect MakeConvolveMatrix;
+MakeBuiltInEffect MakeDirectionalBlur;
 MakeBuiltInEffect MakeGammaTransfer;
+MakeBuiltInEffect MakeGaussianBlur;
 MakeBuiltInEffect MakeLinearTransfer;
+MakeBuiltInEffect MakeMorphology;
 
 }  // namespace Vantra::Platform
