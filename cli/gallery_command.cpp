@@ -30,11 +30,28 @@ struct Showcase {
   // Whether it works on alpha, and so needs a picture that is transparent in parts.
   bool transparent = false;
   const char* note = "";
+  // What settings do not reach; may be null.
+  void (*prepare)(Vantra::Effect& effect, const Picture& picture) = nullptr;
 };
+
+// The corners of the start, which are made for pictures of 1280 by 720 pixels.
+void MoveCorners(Vantra::Effect& effect, const Picture& picture) {
+  const auto width = static_cast<float>(picture.width);
+  const auto height = static_cast<float>(picture.height);
+  const auto corner = [&](float x, float y) {
+    return D2D_POINT_2F{x * width / 1280, y * height / 720};
+  };
+  dynamic_cast<VantraFx::WarpPerspective&>(effect).SetPoints(
+      {width, height}, corner(230, 160), corner(1060, 230), corner(0, 715), corner(1272, 600));
+}
 
 const Showcase& FindShowcase(const std::string& effect) {
   static const Showcase kShowcases[] = {
       {.effect = "AlphaConvert", .transparent = true},
+      {.effect = "D2D13DTransform",
+       .note = "Shown with the corners of its start in proportion to the picture.",
+       .prepare = MoveCorners},
+      {.effect = "D2D1ConvolveMatrix", .settings = {"kernel=4"}},
       {.effect = "D2D1GammaTransfer", .settings = {"gamma=-50"}},
       {.effect = "InstagramFilter",
        .settings = {"amout=0.5"},
@@ -54,11 +71,21 @@ const Showcase& FindShowcase(const std::string& effect) {
 // A bar on a terminal, else a line for each step.
 class Progress {
  public:
-  explicit Progress(std::size_t total) : total_(total) {}
+  explicit Progress(std::size_t total) : total_(total) {
+    if (!terminal_) return;
+    // A message of the library takes the place of the bar until the next step.
+    former_sink_ = sundrix::Logger::GetInstance().SetSink(
+        [this](auto level, const std::string& message, auto... place) {
+          fmt::print(stderr, "{}", kClear);
+          former_sink_(level, message, place...);
+        });
+  }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() {
-    if (terminal_) fmt::print(stderr, "{}", kClear);
+    if (!terminal_) return;
+    fmt::print(stderr, "{}", kClear);
+    sundrix::Logger::GetInstance().SetSink(std::move(former_sink_));
   }
 
   void Step(const std::string& name) {
@@ -79,6 +106,7 @@ class Progress {
   const bool terminal_ = isatty(STDERR_FILENO) == 1;
   const std::size_t total_;
   std::size_t done_ = 0;
+  sundrix::Logger::Sink former_sink_;
 };
 
 // A picture and where it lies.
@@ -211,6 +239,7 @@ class Gallery {
     Chain chain;
     chain.push_back(MakeLink(device_, {card.name, card.settings}, picture.width, picture.height));
     chain.back()->SetTime(kTime);
+    if (const auto prepare = FindShowcase(card.name).prepare) prepare(*chain.back(), picture);
     return Draw(device_, chain, picture, card.name);
   }
 

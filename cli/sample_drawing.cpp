@@ -225,8 +225,10 @@ Picture DrawSample(Size size) {
     for (unsigned x = 0; x < size.width; ++x) {
       Rgb sum{0, 0, 0};
       for (int i = 0; i < kSamples * kSamples; ++i) {
-        const float right = (static_cast<float>(i % kSamples) + 0.5f) / kSamples;
-        const float down = static_cast<float>(i / kSamples) / kSamples + 0.5f / kSamples;
+        const int column = i % kSamples;
+        const int row = i / kSamples;
+        const float right = (static_cast<float>(column) + 0.5f) / kSamples;
+        const float down = (static_cast<float>(row) + 0.5f) / kSamples;
         const Rgb color = Landscape({(static_cast<float>(x) + right) / height,
                                      (static_cast<float>(y) + down) / height, width});
         // A highlight is cut off at each sample, as its edge would be jagged otherwise.

@@ -121,13 +121,14 @@ TEST(ColorEffects, PopArtPrintsThreeBands) {
               }));
 }
 
-double Hue(const Rgba& p) {
-  const double mx = std::max({p.r, p.g, p.b});
-  const double d = mx - std::min({p.r, p.g, p.b});
-  if (d == 0) return 0;
-  if (p.r == mx && p.g != mx) return 60 * ((p.g - p.b) / d);
-  if (p.g == mx && p.b != mx) return 60 * ((p.b - p.r) / d + 2);
-  return 60 * ((p.r - p.g) / d + 4);
+// Whether the hue of a pixel lies within whole degrees, by whole numbers alone.
+bool HueIsWithin(const Pixel& p, int low, int high) {
+  const int b = p[0], g = p[1], r = p[2];
+  const int mx = std::max({r, g, b});
+  const int d = mx - std::min({r, g, b});
+  if (d == 0) return low <= 0 && high >= 0;
+  const int n = r == mx && g != mx ? g - b : g == mx && b != mx ? b - r + 2 * d : r - g + 4 * d;
+  return 60 * n >= low * d && 60 * n <= high * d;
 }
 
 TEST(ColorEffects, IsolationsKeepTheirHuesAndMixTheRestWithGrey) {
@@ -141,8 +142,8 @@ TEST(ColorEffects, IsolationsKeepTheirHuesAndMixTheRestWithGrey) {
       {{0, 99, 200, 255}, 118}, {{240, 0, 79, 255}, 50},   {{240, 0, 81, 255}, 51}};
   struct Isolation {
     const wchar_t* name;
-    double low;
-    double high;
+    int low;
+    int high;
     // Which of those pixels stay.
     const char* kept;
   };
@@ -156,8 +157,8 @@ TEST(ColorEffects, IsolationsKeepTheirHuesAndMixTheRestWithGrey) {
     CheckEffect(name, Sweep(L"Amout", 1, {0, 0.5, -1, 2},
                             [low = low, high = high](Place& place, double amout) {
                               const Rgba p = place.Own();
-                              const double h = Hue(p);
-                              if (!place.Less(h, low) && !place.Less(high, h)) return p;
+                              const Pixel& bytes = place.input.At(place.x, place.y);
+                              if (HueIsWithin(bytes, low, high)) return p;
                               return Mix(p, Lum(p), Lum(p), Lum(p), amout);
                             }));
     std::vector<std::pair<Pixel, Pixel>> expected;
