@@ -52,7 +52,8 @@ struct Axis {
   Axis(FLOAT unit_length, UINT32 size, FLOAT offset, Reading reading) : unit(unit_length) {
     // Beyond every image, and exact in a float.
     constexpr float kFar = 1 << 22;
-    first = std::clamp((offset - static_cast<float>(size / 2)) * unit, -kFar, kFar);
+    const UINT32 center = size / 2;
+    first = std::clamp((offset - static_cast<float>(center)) * unit, -kFar, kFar);
     for (UINT32 i = 0; i < size; ++i) {
       // As the program has it.
       const float place = first + static_cast<float>(i) * unit;
