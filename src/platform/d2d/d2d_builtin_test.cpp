@@ -8,9 +8,9 @@ namespace {
 using namespace Testing;
 
 constexpr CLSID kBuiltIns[] = {
-    CLSID_D2D13DTransform,    CLSID_D2D1Border,          CLSID_D2D1ColorMatrix,
-    CLSID_D2D1ConvolveMatrix, CLSID_D2D1DirectionalBlur, CLSID_D2D1GammaTransfer,
-    CLSID_D2D1GaussianBlur,   CLSID_D2D1LinearTransfer,  CLSID_D2D1Morphology};
+    CLSID_D2D1ColorMatrix,   CLSID_D2D1Border,          CLSID_D2D13DTransform,
+    CLSID_D2D1GammaTransfer, CLSID_D2D1LinearTransfer,  CLSID_D2D1ConvolveMatrix,
+    CLSID_D2D1GaussianBlur,  CLSID_D2D1DirectionalBlur, CLSID_D2D1Morphology};
 
 TEST_F(BuiltInEffects, TellTheirPropertiesByIndexAndByName) {
   for (const CLSID& id : kBuiltIns) {

@@ -222,8 +222,9 @@ class VANTRIX_API DirectionalBlur final : public PlatformEffect<DirectionalBlur>
   Constants constants_;
 };
 
-/// Replaces each pixel by a weighted sum of its neighbours. There are six kernels; the one of the
-/// start finds edges.
+/// Replaces each pixel by a weighted sum of its neighbours, beyond the edges transparent. There are
+/// six kernels; the one of the start finds edges. Alpha is summed like a colour, so that edges in
+/// an opaque picture come out with an alpha of 0: they are seen once drawn over another picture.
 ///
 /// It publishes no attributes. Setting `kernel` to a number is `SetKernel` with its whole part.
 class VANTRIX_API ConvolveMatrix final : public PlatformEffect<ConvolveMatrix> {

@@ -95,6 +95,8 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
     CLSID id;
     MakeBuiltInEffect* make;
   };
+  // One effect a line.
+  // clang-format off
   static constexpr Row kEffects[] = {
       {CLSID_D2D13DTransform, Make3DTransform},
       {CLSID_D2D1Border, MakeBorder},
@@ -106,6 +108,7 @@ MakeBuiltInEffect* FindBuiltInEffect(REFCLSID id) {
       {CLSID_D2D1LinearTransfer, MakeLinearTransfer},
       {CLSID_D2D1Morphology, MakeMorphology},
   };
+  // clang-format on
   for (const Row& row : kEffects) {
     if (row.id == id) return row.make;
   }

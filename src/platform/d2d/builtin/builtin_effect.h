@@ -137,10 +137,10 @@ MakeBuiltInEffect Make3DTransform;
 MakeBuiltInEffect MakeBorder;
 MakeBuiltInEffect MakeColorMatrix;
 MakeBuiltInEffect MakeConvolveMatrix;
-MakeBuiltInEffect MakeGammaTransfer;
-MakeBuiltInEffect MakeLinearTransfer;
 MakeBuiltInEffect MakeDirectionalBlur;
+MakeBuiltInEffect MakeGammaTransfer;
 MakeBuiltInEffect MakeGaussianBlur;
+MakeBuiltInEffect MakeLinearTransfer;
 MakeBuiltInEffect MakeMorphology;
 
 }  // namespace Vantra::Platform

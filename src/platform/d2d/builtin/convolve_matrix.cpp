@@ -8,6 +8,8 @@
 #include "platform/d2d/builtin/builtin_effect.h"
 
 VANTRIX_EMBEDDED_PROGRAM(convolve_matrix)
+VANTRIX_EMBEDDED_PROGRAM(convolve_matrix_between)
+VANTRIX_EMBEDDED_PROGRAM(convolve_matrix_edges)
 
 namespace Vantra::Platform {
 namespace {
@@ -50,12 +52,14 @@ struct Axis {
   Axis(FLOAT unit_length, UINT32 size, FLOAT offset, Reading reading) : unit(unit_length) {
     // Beyond every image, and exact in a float.
     constexpr float kFar = 1 << 22;
-    first = std::clamp((offset - static_cast<float>(size / 2)) * unit, -kFar, kFar);
+    const UINT32 center = size / 2;
+    first = std::clamp((offset - static_cast<float>(center)) * unit, -kFar, kFar);
     for (UINT32 i = 0; i < size; ++i) {
       // As the program has it.
       const float place = first + static_cast<float>(i) * unit;
       const float whole = std::floor(place + 0.5f);
       const bool exact = reading == Reading::kNearest || std::abs(place - whole) < 1.0f / 512;
+      on_texels = on_texels && exact;
       const int base = static_cast<int>(exact ? whole : std::floor(place));
       const int around = reading == Reading::kCubic ? 1 : 0;
       before = std::max(before, exact ? -base : around - base);
@@ -65,6 +69,8 @@ struct Axis {
 
   float first;
   float unit;
+  // Whether every element lies on a texel.
+  bool on_texels = true;
   // How many texels on each side of the pixel are read.
   int before = 0;
   int behind = 0;
@@ -128,8 +134,11 @@ class ConvolveMatrix final : public BuiltIn<ConvolveMatrix, Values> {
     const Axis columns = Columns();
     const Axis rows = Rows();
     const Edges::Mode mode = ToEdgeMode(values_.border_mode);
-    return PartWithin(Grow(part, {columns.before, rows.before, columns.behind, rows.behind}), input,
-                      mode, mode);
+    // Between texels the program reads four along each direction, some of them for nothing.
+    const int more = columns.on_texels && rows.on_texels ? 0 : 2;
+    return PartWithin(Grow(part, {columns.before + more, rows.before + more, columns.behind + more,
+                                  rows.behind + more}),
+                      input, mode, mode);
   }
 
   HRESULT Draw(const Drawing& drawing) override {
@@ -153,10 +162,33 @@ class ConvolveMatrix final : public BuiltIn<ConvolveMatrix, Values> {
         .kernel = {},
     };
     std::copy(values_.kernel.begin(), values_.kernel.end(), constants.kernel.begin());
-    const auto bytes = std::as_bytes(std::span(&constants, 1));
-    return RunPass(convolve_matrix_program(), drawing.source,
-                   bytes.first(offsetof(Constants, kernel) + count * sizeof(float)),
-                   drawing.target);
+    const auto bytes = std::as_bytes(std::span(&constants, 1))
+                           .first(offsetof(Constants, kernel) + count * sizeof(float));
+    if (!columns.on_texels || !rows.on_texels) {
+      return RunPass(convolve_matrix_between_program(), drawing.source, bytes, drawing.target);
+    }
+    // Far from the edges nothing has to ask for them.
+    const Render::Rect& whole = drawing.target.rect;
+    const Render::Rect& input = drawing.input;
+    const Render::Rect inner =
+        Intersect(whole, {input.left + columns.before - drawing.target.origin_x,
+                          input.top + rows.before - drawing.target.origin_y,
+                          input.right - columns.behind - drawing.target.origin_x,
+                          input.bottom - rows.behind - drawing.target.origin_y});
+    const auto run = [&](std::span<const std::byte> program, const Render::Rect& rect) {
+      Target target = drawing.target;
+      target.rect = rect;
+      return rect.Empty() ? S_OK : RunPass(program, drawing.source, bytes, target);
+    };
+    if (inner.Empty()) return run(convolve_matrix_edges_program(), whole);
+    HRESULT result = run(convolve_matrix_program(), inner);
+    for (const Render::Rect& rest : {Render::Rect{whole.left, whole.top, whole.right, inner.top},
+                                     {whole.left, inner.top, inner.left, inner.bottom},
+                                     {inner.right, inner.top, whole.right, inner.bottom},
+                                     {whole.left, inner.bottom, whole.right, whole.bottom}}) {
+      if (SUCCEEDED(result)) result = run(convolve_matrix_edges_program(), rest);
+    }
+    return result;
   }
 };
 
