@@ -4,7 +4,9 @@
 #include <cmath>
 
 VANTRIX_EMBEDDED_PROGRAM(slanted_line)
+VANTRIX_EMBEDDED_PROGRAM(slanted_line_edges)
 VANTRIX_EMBEDDED_PROGRAM(stepped_line)
+VANTRIX_EMBEDDED_PROGRAM(stepped_line_edges)
 
 namespace Vantra::Platform {
 
@@ -35,16 +37,21 @@ LineConstants::LineConstants(const Edges& edge_rules, bool along_rows, double sl
       reach(static_cast<std::int32_t>(line_weights.size()) - 1),
       to_half(result == Render::Format::kRgba16Float ? 1 : 0),
       weights() {
-  const std::int32_t along = reach * stride;
-  // One more for the second of two pixels.
-  const auto rise = static_cast<std::int32_t>(std::ceil(std::abs(along * slope_across)));
-  const std::int32_t beside = slope_across == 0 ? 0 : rise + 1;
-  span_x = along_rows ? along : beside;
-  span_y = along_rows ? beside : along;
   std::ranges::copy(line_weights, weights.begin());
 }
 
-std::span<const std::byte> SteppedLineProgram() { return stepped_line_program(); }
-std::span<const std::byte> SlantedLineProgram() { return slanted_line_program(); }
+Render::Rect LineConstants::Inner() const {
+  const std::int32_t along = reach * stride;
+  // One more for the second of two pixels.
+  const std::int32_t beside =
+      slope == 0
+          ? 0
+          : static_cast<std::int32_t>(std::ceil(std::abs(static_cast<float>(along) * slope))) + 1;
+  const std::int32_t x = axis_x != 0 ? along : beside, y = axis_x != 0 ? beside : along;
+  return {edges.left + x, edges.top + y, edges.right - x, edges.bottom - y};
+}
+
+EdgePrograms SteppedLine() { return {stepped_line_program(), stepped_line_edges_program()}; }
+EdgePrograms SlantedLine() { return {slanted_line_program(), slanted_line_edges_program()}; }
 
 }  // namespace Vantra::Platform

@@ -32,10 +32,12 @@ struct LineConstants {
         .first(offsetof(LineConstants, weights) + (reach + std::size_t{1}) * sizeof(float));
   }
 
+  // The places, in texels, whose lines stay in the image.
+  Render::Rect Inner() const;
+
   Edges edges;
   std::int32_t axis_x, axis_y;
   std::int32_t across_x, across_y;
-  std::int32_t span_x, span_y;
   std::int32_t stride;
   float slope;
   std::int32_t reach;
@@ -44,8 +46,8 @@ struct LineConstants {
 };
 static_assert(sizeof(LineConstants) <= Render::kMaximumConstantBytes);
 
-// Of places between two pixels one program takes the nearer one, the other both.
-std::span<const std::byte> SteppedLineProgram();
-std::span<const std::byte> SlantedLineProgram();
+// Of places between two pixels the stepped line takes the nearer one, the slanted both.
+EdgePrograms SteppedLine();
+EdgePrograms SlantedLine();
 
 }  // namespace Vantra::Platform
