@@ -20,8 +20,9 @@ std::vector<float> GaussianWeights(double deviation, double end) {
     weights.push_back(share * std::exp(-i * i / (2 * deviation * deviation)));
     sum += (i == 0 ? 1 : 2) * weights.back();
   }
-  std::vector<float> normalised;
-  for (const double weight : weights) normalised.push_back(static_cast<float>(weight / sum));
+  std::vector<float> normalised(weights.size());
+  std::ranges::transform(weights, normalised.begin(),
+                         [sum](double weight) { return static_cast<float>(weight / sum); });
   return normalised;
 }
 
