@@ -95,7 +95,7 @@ enum D2D1_GAUSSIANBLUR_PROP : UINT32 {
   D2D1_GAUSSIANBLUR_PROP_BORDER_MODE = 2,
 };
 /// From which deviation on the blur is computed in a smaller picture, so that its cost does not
-/// grow with the deviation. A result is within a level of the kernel's in each mode.
+/// grow with the deviation. Balanced and with quality, a result is within a level of the kernel's.
 enum D2D1_GAUSSIANBLUR_OPTIMIZATION : UINT32 {
   /// 4 pixels.
   D2D1_GAUSSIANBLUR_OPTIMIZATION_SPEED = 0,

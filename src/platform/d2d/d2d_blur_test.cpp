@@ -177,7 +177,7 @@ class Blurs : public DrawingFixture {
         }
       }
     }
-    fmt::print("  {}: largest difference {:.3f} levels of {} allowed: {}\n", what, largest,
+    fmt::print("  {}: largest difference {:.3f} levels of {:.2f} allowed: {}\n", what, largest,
                0.5 + margin.levels, margin.cause);
     EXPECT_LE(largest, 0.5 + margin.levels) << what;
   }

@@ -53,6 +53,31 @@ HRESULT BuiltInEffect2D::RunPass(std::span<const std::byte> program, const Rende
   return ToResult(device.GetEngine().Draw(pass));
 }
 
+HRESULT BuiltInEffect2D::RunPasses(const EdgePrograms& programs, const Render::Rect& inner,
+                                   const RenderedImage& source,
+                                   std::span<const std::byte> constants, const Target& target) {
+  const Render::Rect& all = target.rect;
+  const std::int32_t x = target.origin_x - source.bounds.left;
+  const std::int32_t y = target.origin_y - source.bounds.top;
+  const Render::Rect middle =
+      Intersect({inner.left - x, inner.top - y, inner.right - x, inner.bottom - y}, all);
+  if (middle.Empty()) return RunPass(programs.around, source, constants, target);
+  const Render::Rect parts[] = {middle,
+                                {all.left, all.top, all.right, middle.top},
+                                {all.left, middle.bottom, all.right, all.bottom},
+                                {all.left, middle.top, middle.left, middle.bottom},
+                                {middle.right, middle.top, all.right, middle.bottom}};
+  for (const Render::Rect& part : parts) {
+    if (part.Empty()) continue;
+    Target place = target;
+    place.rect = part;
+    const HRESULT result =
+        RunPass(&part == parts ? programs.inside : programs.around, source, constants, place);
+    if (FAILED(result)) return result;
+  }
+  return S_OK;
+}
+
 HRESULT BuiltInEffect2D::Copy(const Drawing& drawing) {
   GraphicsDevice& device = *GetGraphicsDevice();
   Render::Pass pass;

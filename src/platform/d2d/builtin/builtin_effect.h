@@ -25,6 +25,13 @@ std::shared_ptr<const EffectIdentity> MakeIdentity(REFCLSID id, const wchar_t* n
                                                    const wchar_t* category,
                                                    const wchar_t* description);
 
+// Two programs that do the same: one where all that is read lies inside the image, which is faster,
+// and one with a rule for what lies beyond.
+struct EdgePrograms {
+  std::span<const std::byte> inside;
+  std::span<const std::byte> around;
+};
+
 class BuiltInEffect2D : public Effect2D {
  protected:
   // The effect's input and where its result goes.
@@ -62,6 +69,11 @@ class BuiltInEffect2D : public Effect2D {
                   Render::Filter filter = Render::Filter::kNearest) {
     return RunPass(program, source, std::as_bytes(std::span(&constants, 1)), target, filter);
   }
+  // The same with one program for the places in `inner`, in texels of the source, and one for those
+  // around it.
+  HRESULT RunPasses(const EdgePrograms& programs, const Render::Rect& inner,
+                    const RenderedImage& source, std::span<const std::byte> constants,
+                    const Target& target);
   // Puts the source where it is.
   HRESULT Copy(const Drawing& drawing);
   // A texture for a result between passes, as a place to draw to and as an image.

@@ -167,28 +167,11 @@ class ConvolveMatrix final : public BuiltIn<ConvolveMatrix, Values> {
     if (!columns.on_texels || !rows.on_texels) {
       return RunPass(convolve_matrix_between_program(), drawing.source, bytes, drawing.target);
     }
-    // Far from the edges nothing has to ask for them.
-    const Render::Rect& whole = drawing.target.rect;
-    const Render::Rect& input = drawing.input;
-    const Render::Rect inner =
-        Intersect(whole, {input.left + columns.before - drawing.target.origin_x,
-                          input.top + rows.before - drawing.target.origin_y,
-                          input.right - columns.behind - drawing.target.origin_x,
-                          input.bottom - rows.behind - drawing.target.origin_y});
-    const auto run = [&](std::span<const std::byte> program, const Render::Rect& rect) {
-      Target target = drawing.target;
-      target.rect = rect;
-      return rect.Empty() ? S_OK : RunPass(program, drawing.source, bytes, target);
-    };
-    if (inner.Empty()) return run(convolve_matrix_edges_program(), whole);
-    HRESULT result = run(convolve_matrix_program(), inner);
-    for (const Render::Rect& rest : {Render::Rect{whole.left, whole.top, whole.right, inner.top},
-                                     {whole.left, inner.top, inner.left, inner.bottom},
-                                     {inner.right, inner.top, whole.right, inner.bottom},
-                                     {whole.left, inner.bottom, whole.right, whole.bottom}}) {
-      if (SUCCEEDED(result)) result = run(convolve_matrix_edges_program(), rest);
-    }
-    return result;
+    const Edges& edges = constants.edges;
+    return RunPasses({convolve_matrix_program(), convolve_matrix_edges_program()},
+                     {edges.left + columns.before, edges.top + rows.before,
+                      edges.right - columns.behind, edges.bottom - rows.behind},
+                     drawing.source, bytes, drawing.target);
   }
 };
 

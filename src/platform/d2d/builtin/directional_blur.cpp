@@ -55,8 +55,8 @@ class DirectionalBlur final : public BuiltIn<DirectionalBlur, Values> {
   // Wide steps, each of `stride` pixels, along what a short pass has blurred.
   struct Steps {
     std::int32_t stride;
-    std::vector<float> near;
-    std::vector<float> far;
+    LineWeights near;
+    LineWeights far;
 
     std::int32_t NearReach() const { return static_cast<std::int32_t>(near.size()) - 1; }
     std::int32_t FarReach() const { return stride * (static_cast<std::int32_t>(far.size()) - 1); }
@@ -118,14 +118,14 @@ class DirectionalBlur final : public BuiltIn<DirectionalBlur, Values> {
     const Line line = MakeLine();
     const Edges edges(drawing.input, drawing.source, Mode(), Mode());
     const bool interpolates = line.slope != std::round(line.slope);
-    const std::span<const std::byte> program =
-        interpolates ? SlantedLineProgram() : SteppedLineProgram();
+    const EdgePrograms programs = interpolates ? SlantedLine() : SteppedLine();
     if (!HasTwoPasses()) {
-      const std::vector<float> weights =
+      const LineWeights weights =
           GaussianWeights(line.deviation, GaussianReach(line.deviation) + 0.5);
       const LineConstants constants(edges, line.along_rows, line.slope, 1, weights,
                                     Render::Format::kBgra8);
-      return RunPass(program, drawing.source, constants.Bytes(), drawing.target);
+      return RunPasses(programs, constants.Inner(), drawing.source, constants.Bytes(),
+                       drawing.target);
     }
     const Steps steps = MakeSteps(line);
     Rect bounds = line.Around(drawing.Part(), steps.FarReach());
@@ -140,12 +140,12 @@ class DirectionalBlur final : public BuiltIn<DirectionalBlur, Values> {
     // Taking the nearer pixels only blurs less across the line.
     const LineConstants first(edges, line.along_rows, line.slope, 1, steps.near,
                               Render::Format::kRgba16Float);
-    result = RunPass(SteppedLineProgram(), drawing.source, first.Bytes(), target);
+    result = RunPasses(SteppedLine(), first.Inner(), drawing.source, first.Bytes(), target);
     if (FAILED(result)) return result;
     const Edges::Mode nothing = Edges::Mode::kTransparent;
     const LineConstants second(Edges(bounds, near, nothing, nothing), line.along_rows, line.slope,
                                steps.stride, steps.far, Render::Format::kBgra8);
-    return RunPass(program, near, second.Bytes(), drawing.target);
+    return RunPasses(programs, second.Inner(), near, second.Bytes(), drawing.target);
   }
 };
 

@@ -8,6 +8,7 @@
 
 VANTRIX_EMBEDDED_PROGRAM(enlarge_line)
 VANTRIX_EMBEDDED_PROGRAM(reduce_line)
+VANTRIX_EMBEDDED_PROGRAM(reduce_line_edges)
 
 namespace Vantra::Platform {
 namespace {
@@ -22,7 +23,7 @@ struct Values {
 
 constexpr Render::Format kBetween = Render::Format::kRgba16Float;
 
-// The constants of `shaders/reduce_line.frag`.
+// The constants of `shaders/reduce.glsl`.
 struct ReduceConstants {
   Edges edges;
   std::int32_t axis_x, axis_y;
@@ -70,14 +71,14 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
     // A cell has 1 << shift pixels in each direction; 0 when there is no smaller picture.
     int shift;
     // By the distance in cells.
-    std::vector<float> weights;
+    LineWeights weights;
 
     std::int32_t Reach() const { return static_cast<std::int32_t>(weights.size()) - 1; }
   };
 
   Plan MakePlan() const {
     // The smallest deviation in cells. It decides how far the smaller picture's results are from
-    // those of the kernel itself: 0.5, 0.2 and 0.1 of 255 levels at an edge from black to white.
+    // those of the kernel itself: at most 0.6, 0.3 and 0.2 of 255 levels in pictures.
     static constexpr double kInCells[] = {2, 4, 8};
     const double deviation = values_.deviation;
     const double least = kInCells[values_.optimization];
@@ -160,7 +161,7 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
     const Edges edges({rows.left, drawing.input.top, rows.right, drawing.input.bottom}, image,
                       Mode(), Mode());
     const LineConstants constants(edges, false, 0, 1, plan.weights, Render::Format::kBgra8);
-    return RunPass(SteppedLineProgram(), image, constants.Bytes(), drawing.target);
+    return RunPasses(SteppedLine(), constants.Inner(), image, constants.Bytes(), drawing.target);
   }
 
   HRESULT DrawCells(const Drawing& drawing, const Plan& plan) {
@@ -210,7 +211,7 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
     const Edges::Mode mode = plan.shift == 0 ? Mode() : Edges::Mode::kTransparent;
     const LineConstants constants(Edges(extent, *image, mode, mode), along_rows, 0, 1, plan.weights,
                                   kBetween);
-    result = RunPass(SteppedLineProgram(), *image, constants.Bytes(), target);
+    result = RunPasses(SteppedLine(), constants.Inner(), *image, constants.Bytes(), target);
     *image = blurred;
     return result;
   }
@@ -226,8 +227,19 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
         RangeOf(pixels, along_rows).first - RangeOf(image->bounds, along_rows).first;
     const ReduceConstants constants = {Edges(extent, *image, Mode(), Mode()), along_rows ? 1 : 0,
                                        along_rows ? 0 : 1, 1 << shift, offset};
-    result =
-        RunPass(reduce_line_program(), CountedFrom(target, *image, along_rows), constants, target);
+    const RenderedImage counted = CountedFrom(target, *image, along_rows);
+    // The cells, counted as they are drawn, that lie in the image with all that they share in.
+    Rect inner = counted.bounds;
+    const Range range = RangeOf(inner, along_rows);
+    const std::int32_t first = along_rows ? constants.edges.left : constants.edges.top;
+    const std::int32_t end = along_rows ? constants.edges.right : constants.edges.bottom;
+    range.first = (first - offset + (1 << shift) - 1) >> shift;
+    range.end = ((end - offset) >> shift) - 1;
+    (along_rows ? inner.top : inner.left) = 0;
+    (along_rows ? inner.bottom : inner.right) =
+        along_rows ? image->bounds.Height() : image->bounds.Width();
+    result = RunPasses({reduce_line_program(), reduce_line_edges_program()}, inner, counted,
+                       std::as_bytes(std::span(&constants, 1)), target);
     *image = reduced;
     return result;
   }

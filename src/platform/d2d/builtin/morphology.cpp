@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "platform/d2d/builtin/builtin_effect.h"
+#include "platform/d2d/builtin/short_list.h"
 
 VANTRIX_EMBEDDED_PROGRAM(morphology)
 
@@ -46,6 +47,9 @@ class Morphology final : public BuiltIn<Morphology, Values> {
     bool along_rows;
     std::int32_t first, stride, last;
   };
+  // Two in each direction.
+  static constexpr std::size_t kMostSteps = 4;
+  using Steps = ShortList<Step, kMostSteps>;
 
   std::int32_t Width() const { return static_cast<std::int32_t>(values_.width); }
   std::int32_t Height() const { return static_cast<std::int32_t>(values_.height); }
@@ -69,7 +73,7 @@ class Morphology final : public BuiltIn<Morphology, Values> {
 
   // Looks at a window of w pixels in about 2 sqrt(w) reads: first at some neighbours, then at as
   // many of these results as the window needs. They may overlap, an extremum does not mind.
-  static void AddSteps(bool along_rows, std::int32_t size, std::vector<Step>* steps) {
+  static void AddSteps(bool along_rows, std::int32_t size, Steps* steps) {
     const std::int32_t before = size / 2;
     if (size == 1) return;
     if (size <= kLargestOfOnePass) {
@@ -82,18 +86,19 @@ class Morphology final : public BuiltIn<Morphology, Values> {
   }
 
   HRESULT Draw(const Drawing& drawing) override {
-    std::vector<Step> steps;
+    Steps steps;
     AddSteps(true, Width(), &steps);
     AddSteps(false, Height(), &steps);
     if (steps.empty()) return Copy(drawing);
     // What each step has to make, from what the following one reads.
-    std::vector<Render::Rect> parts = {drawing.Part()};
-    for (auto step = steps.rbegin(); step != steps.rend() - 1; ++step) {
+    ShortList<Render::Rect, kMostSteps> parts;
+    parts.push_back(drawing.Part());
+    for (const Step* step = steps.end() - 1; step != steps.begin(); --step) {
       Render::Rect part = parts.back();
       (step->along_rows ? part.left : part.top) += step->first;
       (step->along_rows ? part.right : part.bottom) += step->last;
       // Rows around the image have nothing.
-      if (!step->along_rows && (step + 1)->along_rows) {
+      if (!step->along_rows && (step - 1)->along_rows) {
         part.top = std::max(part.top, drawing.input.top);
         part.bottom = std::min(part.bottom, drawing.input.bottom);
       }

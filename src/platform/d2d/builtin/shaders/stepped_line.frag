@@ -2,4 +2,5 @@
 #extension GL_GOOGLE_include_directive : require
 #include "pixel.glsl"
 #define LINE_INTERPOLATES 0
+#define LINE_HAS_EDGES 0
 #include "line.glsl"

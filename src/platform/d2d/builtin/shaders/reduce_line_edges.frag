@@ -1,0 +1,5 @@
+#version 450
+#extension GL_GOOGLE_include_directive : require
+#include "pixel.glsl"
+#define REDUCE_HAS_EDGES 1
+#include "reduce.glsl"
