@@ -38,8 +38,12 @@ TEST_F(SteadyState, AFrameTakesNoMemoryAndOneSubmission) {
   Bitmap frame, overlay;
   frame.Create(&device_);
   Upload(overlay, logo);
-  VantraFx::Posterize coarse, fine;
-  ASSERT_TRUE(coarse.Create(&device_) && fine.Create(&device_));
+  VantraFx::Posterize posterize;
+  VantraFx::GaussianBlur blur;
+  VantraFx::Morphology erode;
+  VantraFx::StandardAdjust adjust;
+  Effect* const chain[] = {&posterize, &blur, &erode, &adjust};
+  for (Effect* effect : chain) ASSERT_TRUE(effect->Create(&device_));
   int delivered = 0;
   device_.SetRenderCallback([&](void*, unsigned, unsigned, unsigned) { ++delivered; });
   const auto draw = [&](bool convert) {
@@ -48,11 +52,12 @@ TEST_F(SteadyState, AFrameTakesNoMemoryAndOneSubmission) {
     } else {
       frame.RestoreCpuPixels();
     }
-    coarse.SetInput(0, &frame);
-    fine.SetInput(0, &coarse);
-    fine.SetAttribute(L"Amout", 12.0f);
+    posterize.SetInput(0, &frame);
+    for (std::size_t i = 1; i < std::size(chain); ++i) chain[i]->SetInput(0, chain[i - 1]);
+    posterize.SetAttribute(L"Amout", 12.0f);
+    adjust.SetSaturation(30);
     device_.BeginDraw(nullptr, {0, 0, 0, 1});
-    device_.DrawImage(&fine, D2D1_INTERPOLATION_MODE_LINEAR, D2D1_COMPOSITE_MODE_SOURCE_OVER);
+    device_.DrawImage(&adjust, D2D1_INTERPOLATION_MODE_LINEAR, D2D1_COMPOSITE_MODE_SOURCE_OVER);
     device_.DrawImage(&overlay, D2D_POINT_2F{4.5f, 7}, D2D1_INTERPOLATION_MODE_CUBIC,
                       D2D1_COMPOSITE_MODE_SOURCE_OVER);
     device_.EndDrawCallback();
