@@ -5,7 +5,6 @@
 #include <vantrix/vantrix.h>
 
 #include <benchmark/benchmark.h>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -25,7 +24,6 @@ class BuiltInBench : public benchmark::Fixture {
   void SetUp(const benchmark::State&) override {
     // Of one colour, which blurs and extrema leave as it is away from the edges.
     frame_.assign(std::size_t{kWidth} * kHeight * 4, 200);
-    copy_.resize(frame_.size());
     device_ = std::make_unique<Device>();
     device_->Intialize(nullptr);
     input_ = std::make_unique<Bitmap>();
@@ -61,19 +59,7 @@ class BuiltInBench : public benchmark::Fixture {
       state.SkipWithError("the effect does not draw");
       return;
     }
-    Clock::duration work_time{};
-    Clock::duration copy_time{};
-    for (auto _ : state) {
-      const auto start = Clock::now();
-      Draw();
-      const auto end = Clock::now();
-      std::memcpy(copy_.data(), frame_.data(), frame_.size());
-      benchmark::ClobberMemory();
-      copy_time += Clock::now() - end;
-      work_time += end - start;
-      state.SetIterationTime(Seconds(end - start));
-    }
-    state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
+    MeasureBesideCopy(state, frame_, [this] { Draw(); });
   }
 
  private:
@@ -90,7 +76,6 @@ class BuiltInBench : public benchmark::Fixture {
   }
 
   std::vector<unsigned char> frame_;
-  std::vector<unsigned char> copy_;
   std::unique_ptr<Device> device_;
   std::unique_ptr<Bitmap> input_;
   std::unique_ptr<Bitmap> output_;

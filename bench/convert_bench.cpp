@@ -25,7 +25,6 @@ void Convert(benchmark::State& state, DXGI_FORMAT format, int row_bytes, int row
   std::vector<unsigned char> frame(static_cast<std::size_t>(row_bytes * rows));
   for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(i * 7);
   std::vector<unsigned char> picture(std::size_t{kWidth} * kHeight * 4);
-  std::vector<unsigned char> copy(picture.size());
   const auto convert = [&] {
     converter.Apply(frame.data(), kWidth, kHeight, row_bytes, picture.data(), kWidth * 4, format);
   };
@@ -33,20 +32,7 @@ void Convert(benchmark::State& state, DXGI_FORMAT format, int row_bytes, int row
   convert();
   if (picture[3] == 0) state.SkipWithError("nothing was converted");
 
-  Clock::duration work_time{};
-  Clock::duration copy_time{};
-  for (auto _ : state) {
-    const auto start = Clock::now();
-    convert();
-    const auto end = Clock::now();
-    std::memcpy(copy.data(), picture.data(), picture.size());
-    benchmark::ClobberMemory();
-    copy_time += Clock::now() - end;
-    work_time += end - start;
-    state.SetIterationTime(Seconds(end - start));
-  }
-  state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(picture.size()));
+  MeasureBesideCopy(state, picture, convert);
 }
 
 // Planes of half the height follow in NV12 and planar frames.

@@ -6,7 +6,6 @@
 #include <vantrix/vantrix.h>
 
 #include <benchmark/benchmark.h>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -45,7 +44,6 @@ void MeasurePass(benchmark::State& state, const std::wstring& name) {
   for (std::size_t i = 0; i < frame.size(); ++i) {
     frame[i] = i % 4 == 3 ? 255 : static_cast<unsigned char>(i * 7 + i / 977);
   }
-  std::vector<unsigned char> copy(frame.size());
   input.SetPixels(frame.data(), kWidth, kHeight, kWidth * 4, 0);
   output.SetPixelSize(kWidth, kHeight);
   const auto [first, last] = Settings().equal_range(name);
@@ -63,20 +61,8 @@ void MeasurePass(benchmark::State& state, const std::wstring& name) {
   };
   // The first makes pipelines and textures.
   pass();
-  Clock::duration work_time{};
-  Clock::duration copy_time{};
-  for (auto _ : state) {
-    const auto start = Clock::now();
-    pass();
-    const auto end = Clock::now();
-    std::memcpy(copy.data(), frame.data(), frame.size());
-    benchmark::ClobberMemory();
-    copy_time += Clock::now() - end;
-    work_time += end - start;
-    state.SetIterationTime(Seconds(end - start));
-  }
+  MeasureBesideCopy(state, frame, pass);
   if (!drawn) state.SkipWithError("a result could not be read");
-  state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
 }
 
 }  // namespace

@@ -5,8 +5,12 @@
 #include <vantrix/vantrix.h>
 
 #include <array>
+#include <benchmark/benchmark.h>
 #include <chrono>
+#include <cstring>
 #include <optional>
+#include <span>
+#include <vector>
 
 namespace Vantra::Bench {
 
@@ -17,6 +21,27 @@ using Pixel = std::array<unsigned char, 4>;
 constexpr D3DCOLORVALUE kTransparent = {0, 0, 0, 0};
 
 inline double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
+
+/// Times `work` and, between its rounds, a plain copy of `bytes`, and reports the ratio as
+/// `copies`.
+template <class Work>
+void MeasureBesideCopy(benchmark::State& state, std::span<const unsigned char> bytes, Work work) {
+  std::vector<unsigned char> copy(bytes.size());
+  Clock::duration work_time{};
+  Clock::duration copy_time{};
+  for (auto _ : state) {
+    const auto start = Clock::now();
+    work();
+    const auto end = Clock::now();
+    std::memcpy(copy.data(), bytes.data(), bytes.size());
+    benchmark::ClobberMemory();
+    copy_time += Clock::now() - end;
+    work_time += end - start;
+    state.SetIterationTime(Seconds(end - start));
+  }
+  state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
 
 /// Reads one pixel of a bitmap on the device. The end of a session does not wait for the device;
 /// this does.

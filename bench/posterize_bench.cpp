@@ -90,20 +90,7 @@ class FrameBench : public benchmark::Fixture {
       state.SkipWithError("the objects could not be made");
       return;
     }
-    Clock::duration work_time{};
-    Clock::duration copy_time{};
-    for (auto _ : state) {
-      const auto start = Clock::now();
-      work();
-      const auto end = Clock::now();
-      std::memcpy(copy_.data(), frame_.data(), frame_.size());
-      benchmark::ClobberMemory();
-      copy_time += Clock::now() - end;
-      work_time += end - start;
-      state.SetIterationTime(Seconds(end - start));
-    }
-    state.counters["copies"] = Seconds(work_time) / Seconds(copy_time);
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(frame_.size()));
+    MeasureBesideCopy(state, frame_, work);
   }
 
   long width_ = 0;

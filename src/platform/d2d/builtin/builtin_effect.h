@@ -108,6 +108,22 @@ class BuiltIn : public BuiltInEffect2D {
   Values values_;
 };
 
+// Base of an effect that makes each pixel of the one in its place. Its program `E::Program()` has
+// the values for constants, as they are.
+template <class E, class Values>
+class BuiltInPixelwise : public BuiltIn<E, Values> {
+  using Base = BuiltIn<E, Values>;
+
+ public:
+  using Base::Base;
+
+ private:
+  Render::Rect MapPart(const Render::Rect& part, const Render::Rect&) const final { return part; }
+  HRESULT Draw(const typename Base::Drawing& drawing) final {
+    return this->RunPass(E::Program(), drawing.source, this->values_, drawing.target);
+  }
+};
+
 // What a program of `shaders/edges.glsl` finds around the image: its first constants.
 struct Edges {
   enum class Mode : std::int32_t { kTransparent, kMirror, kClamp, kWrap };

@@ -14,9 +14,11 @@ struct Values {
   BOOL clamp = FALSE;
 };
 
-class ColorMatrix final : public BuiltIn<ColorMatrix, Values> {
+class ColorMatrix final : public BuiltInPixelwise<ColorMatrix, Values> {
  public:
-  using BuiltIn::BuiltIn;
+  using BuiltInPixelwise::BuiltInPixelwise;
+
+  static std::span<const std::byte> Program() { return color_matrix_program(); }
 
   static const BuiltInDescription& Description() {
     static const BuiltInDescription description = {
@@ -27,16 +29,6 @@ class ColorMatrix final : public BuiltIn<ColorMatrix, Values> {
           D2D1_COLORMATRIX_ALPHA_MODE_PREMULTIPLIED, D2D1_COLORMATRIX_ALPHA_MODE_STRAIGHT},
          {L"ClampOutput", D2D1_PROPERTY_TYPE_BOOL, offsetof(Values, clamp)}}};
     return description;
-  }
-
- private:
-  Render::Rect MapPart(const Render::Rect& part, const Render::Rect&) const override {
-    return part;
-  }
-
-  // The program's constants are the values as they are.
-  HRESULT Draw(const Drawing& drawing) override {
-    return RunPass(color_matrix_program(), drawing.source, values_, drawing.target);
   }
 };
 

@@ -19,9 +19,11 @@ struct Values {
   BOOL clamp = FALSE;
 };
 
-class GammaTransfer final : public BuiltIn<GammaTransfer, Values> {
+class GammaTransfer final : public BuiltInPixelwise<GammaTransfer, Values> {
  public:
-  using BuiltIn::BuiltIn;
+  using BuiltInPixelwise::BuiltInPixelwise;
+
+  static std::span<const std::byte> Program() { return gamma_transfer_program(); }
 
   static const BuiltInDescription& Description() {
     constexpr auto kFloat = D2D1_PROPERTY_TYPE_FLOAT;
@@ -47,16 +49,6 @@ class GammaTransfer final : public BuiltIn<GammaTransfer, Values> {
          {L"AlphaDisable", kBool, offsetof(Values, alpha.disabled)},
          {L"ClampOutput", kBool, offsetof(Values, clamp)}}};
     return description;
-  }
-
- private:
-  Render::Rect MapPart(const Render::Rect& part, const Render::Rect&) const override {
-    return part;
-  }
-
-  // The program's constants are the values as they are.
-  HRESULT Draw(const Drawing& drawing) override {
-    return RunPass(gamma_transfer_program(), drawing.source, values_, drawing.target);
   }
 };
 

@@ -18,9 +18,11 @@ struct Values {
   BOOL clamp = FALSE;
 };
 
-class LinearTransfer final : public BuiltIn<LinearTransfer, Values> {
+class LinearTransfer final : public BuiltInPixelwise<LinearTransfer, Values> {
  public:
-  using BuiltIn::BuiltIn;
+  using BuiltInPixelwise::BuiltInPixelwise;
+
+  static std::span<const std::byte> Program() { return linear_transfer_program(); }
 
   static const BuiltInDescription& Description() {
     constexpr auto kFloat = D2D1_PROPERTY_TYPE_FLOAT;
@@ -42,16 +44,6 @@ class LinearTransfer final : public BuiltIn<LinearTransfer, Values> {
          {L"AlphaDisable", kBool, offsetof(Values, alpha.disabled)},
          {L"ClampOutput", kBool, offsetof(Values, clamp)}}};
     return description;
-  }
-
- private:
-  Render::Rect MapPart(const Render::Rect& part, const Render::Rect&) const override {
-    return part;
-  }
-
-  // The program's constants are the values as they are.
-  HRESULT Draw(const Drawing& drawing) override {
-    return RunPass(linear_transfer_program(), drawing.source, values_, drawing.target);
   }
 };
 
