@@ -68,7 +68,7 @@ const Showcase& FindShowcase(const std::string& effect) {
   return found == std::end(kShowcases) ? kStartValues : *found;
 }
 
-// A bar on a terminal, else a line for each step.
+// A bar on a terminal, else a line for each step. What cannot be written is left out.
 class Progress {
  public:
   explicit Progress(std::size_t total) : total_(total) {
@@ -76,7 +76,7 @@ class Progress {
     // A message of the library takes the place of the bar until the next step.
     former_sink_ = sundrix::Logger::GetInstance().SetSink(
         [this](auto level, const std::string& message, auto... place) {
-          fmt::print(stderr, "{}", kClear);
+          std::fputs(kClear, stderr);
           former_sink_(level, message, place...);
         });
   }
@@ -84,7 +84,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress() {
     if (!terminal_) return;
-    fmt::print(stderr, "{}", kClear);
+    std::fputs(kClear, stderr);
     sundrix::Logger::GetInstance().SetSink(std::move(former_sink_));
   }
 
@@ -92,13 +92,14 @@ class Progress {
     constexpr std::size_t kWidth = 24;
     ++done_;
     if (!terminal_) {
-      fmt::print(stderr, "  {}/{} {}\n", done_, total_, name);
+      std::fputs(fmt::format("  {}/{} {}\n", done_, total_, name).c_str(), stderr);
       return;
     }
     const std::size_t filled = done_ * kWidth / total_;
-    fmt::print(stderr, "{}[{:#<{}}{:.<{}}] {}/{} {}", kClear, "", filled, "", kWidth - filled,
-               done_, total_, name);
-    std::fflush(stderr);
+    std::fputs(fmt::format("{}[{:#<{}}{:.<{}}] {}/{} {}", kClear, "", filled, "", kWidth - filled,
+                           done_, total_, name)
+                   .c_str(),
+               stderr);
   }
 
  private:
