@@ -326,12 +326,13 @@ TEST_F(Command, AGalleryThatCannotBeMadeLosesNothing) {
   Store("in.png", DrawScene(4, 4));
   std::filesystem::create_directories(folder_ / "out" / "pictures" / "before.png");
   std::ofstream(folder_ / "out" / "index.html") << "kept";
-  ExpectFailure(1, "cannot write out/pictures/before.png", {"gallery", "out"});
+  ExpectFailure(1, "cannot write out/pictures/before.png", {"gallery", "out", "in.png"});
   EXPECT_EQ(ReadFile(folder_ / "out" / "index.html"), "kept");
   ExpectFailure(1, "in.png/pictures: Not a directory", {"gallery", "in.png"});
   ExpectFailure(1, "none.png: no such file", {"gallery", "new", "none.png"});
   ExpectFailure(1, "neither a PNG", {"gallery", "new", "out/index.html"});
   ExpectFailure(2, "expected WxH", {"gallery", "new", "--size", "x"});
+  ExpectFailure(2, "OUTDIR is empty", {"gallery", ""});
   ExpectFailure(2, "up to 2048 pixels", {"gallery", "new", "--size", "2049x1"});
   EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
 }
