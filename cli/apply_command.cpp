@@ -23,7 +23,7 @@ void SetMouse(Vantra::Effect& effect, const std::string& name, const std::string
     throw CommandError(kWrongUsage, fmt::format("--mouse {}: expected X,Y", place));
   }
   if (!effect.SetMousePosition(x, y)) {
-    fmt::print(stderr, "vantrix: {} does not follow the mouse\n", name);
+    PrintError(fmt::format("{} does not follow the mouse", name).c_str());
   }
 }
 

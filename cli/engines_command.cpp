@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "cli/command_error.h"
+#include "cli/text.h"
 
 namespace Vantrix::Command {
 namespace {
@@ -37,7 +38,7 @@ void ListEngines() {
                Describe(engine.type), engine.name, engine.driver, engine.maximumTextureSize,
                engine.index == 0 ? "\t(auto)" : "");
   }
-  for (const std::string& reason : list.rejected) fmt::print(stderr, "vantrix: {}\n", reason);
+  for (const std::string& reason : list.rejected) PrintError(reason.c_str());
   if (list.engines.empty()) throw CommandError(kFailed, "there is no usable render engine");
 }
 

@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -68,7 +71,19 @@ const Showcase& FindShowcase(const std::string& effect) {
   return found == std::end(kShowcases) ? kStartValues : *found;
 }
 
-// A bar on a terminal, else a line for each step.
+// Whether the standard error stream can move back on its line.
+bool ShowsBar() {
+  const char* const kind = std::getenv("TERM");
+  return isatty(STDERR_FILENO) == 1 && kind != nullptr && *kind != '\0' &&
+         std::string_view(kind) != "dumb";
+}
+
+std::size_t TerminalWidth() {
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+// A bar on a terminal, else a line for each step. What cannot be written is left out.
 class Progress {
  public:
   explicit Progress(std::size_t total) : total_(total) {
@@ -76,7 +91,7 @@ class Progress {
     // A message of the library takes the place of the bar until the next step.
     former_sink_ = sundrix::Logger::GetInstance().SetSink(
         [this](auto level, const std::string& message, auto... place) {
-          fmt::print(stderr, "{}", kClear);
+          std::fputs(kClear, stderr);
           former_sink_(level, message, place...);
         });
   }
@@ -84,7 +99,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress() {
     if (!terminal_) return;
-    fmt::print(stderr, "{}", kClear);
+    std::fputs(kClear, stderr);
     sundrix::Logger::GetInstance().SetSink(std::move(former_sink_));
   }
 
@@ -92,18 +107,20 @@ class Progress {
     constexpr std::size_t kWidth = 24;
     ++done_;
     if (!terminal_) {
-      fmt::print(stderr, "  {}/{} {}\n", done_, total_, name);
+      std::fputs(fmt::format("  {}/{} {}\n", done_, total_, name).c_str(), stderr);
       return;
     }
     const std::size_t filled = done_ * kWidth / total_;
-    fmt::print(stderr, "{}[{:#<{}}{:.<{}}] {}/{} {}", kClear, "", filled, "", kWidth - filled,
-               done_, total_, name);
-    std::fflush(stderr);
+    std::string line = fmt::format("[{:#<{}}{:.<{}}] {}/{} {}", "", filled, "", kWidth - filled,
+                                   done_, total_, name);
+    // A wrapped line could not be cleared, and the last column may wrap already.
+    line.resize(std::min(line.size(), TerminalWidth() - 1));
+    std::fputs((kClear + line).c_str(), stderr);
   }
 
  private:
   static constexpr const char* kClear = "\r\033[K";
-  const bool terminal_ = isatty(STDERR_FILENO) == 1;
+  const bool terminal_ = ShowsBar();
   const std::size_t total_;
   std::size_t done_ = 0;
   sundrix::Logger::Sink former_sink_;
@@ -121,6 +138,7 @@ class Gallery {
 
   void Make() {
     // What can be refused is, before anything is written.
+    if (options_.folder.empty()) throw CommandError(kWrongUsage, "OUTDIR is empty");
     const Size size = ParseSize(options_.size);
     if (std::max(size.width, size.height) > kMaximumSide) {
       throw CommandError(kWrongUsage, fmt::format("--size {}: a gallery's pictures have up to {} "
@@ -128,9 +146,16 @@ class Gallery {
                                                   options_.size, kMaximumSide));
     }
     StartDevice(device_);
-    Picture picture =
-        options_.photo ? ReadPictureWithin(device_, *options_.photo, size) : DrawSample(size);
+    Picture picture;
+    if (options_.photo) picture = ReadPictureWithin(device_, *options_.photo, size);
     MakeFolder();
+    const auto all = Vantra::EffectFactory::ListEffects();
+    std::optional<Progress> progress(std::in_place, all.size() + (options_.photo ? 0 : 1));
+    if (!options_.photo) {
+      // Told before it is done, since a large drawing takes longer than any effect.
+      progress->Step("the sample drawing");
+      picture = DrawSample(size);
+    }
     GalleryPage page{options_.photo ? std::filesystem::path(*options_.photo).filename().string()
                                     : "a sample drawing",
                      Vantra::Platform::GetEngineChoice().engine.name,
@@ -142,17 +167,14 @@ class Gallery {
     WritePicture(Path(opaque_.link), opaque_.picture);
     WritePicture(Path(transparent_.link), transparent_.picture);
 
-    const auto all = Vantra::EffectFactory::ListEffects();
     std::vector<std::string> failed;
-    {
-      Progress progress(all.size());
-      for (const auto& listing : all) {
-        page.cards.push_back(MakeCard(listing));
-        const GalleryCard& card = page.cards.back();
-        if (!card.failure.empty()) failed.push_back(card.name);
-        progress.Step(card.name);
-      }
+    for (const auto& listing : all) {
+      page.cards.push_back(MakeCard(listing));
+      const GalleryCard& card = page.cards.back();
+      if (!card.failure.empty()) failed.push_back(card.name);
+      progress->Step(card.name);
     }
+    progress.reset();
     // Last, so that a page never links to what is not there.
     const std::string html = FormatPage(page);
     WriteBytes(Path("index.html"), html.data(), html.size());

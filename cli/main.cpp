@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <map>
 #include <new>
+#include <unistd.h>
 
 #include "cli/apply_command.h"
 #include "cli/command_error.h"
@@ -12,6 +14,7 @@
 #include "cli/engines_command.h"
 #include "cli/gallery_command.h"
 #include "cli/resources_command.h"
+#include "cli/text.h"
 
 namespace {
 
@@ -107,7 +110,7 @@ int Run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
-    fmt::print(stderr, "vantrix: {} (see --help)\n", error.what());
+    PrintError(fmt::format("{} (see --help)", error.what()).c_str());
     return kWrongUsage;
   }
   const Output output = json ? Output::kJson : xml ? Output::kXml : Output::kText;
@@ -137,9 +140,19 @@ int Run(int argc, char** argv) {
   return kDone;
 }
 
+// Takes the numbers of standard streams that were closed, which a file opened later would get, and
+// then the messages with it. Nothing can be written to them.
+void FillClosedStreams() {
+  int file = 0;
+  while ((file = open("/dev/null", O_RDONLY)) >= 0 && file <= STDERR_FILENO) {
+  }
+  if (file >= 0) close(file);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  FillClosedStreams();
   try {
     const int code = Run(argc, argv);
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
@@ -147,12 +160,12 @@ int main(int argc, char** argv) {
     }
     return code;
   } catch (const CommandError& error) {
-    fmt::print(stderr, "vantrix: {}\n", error.what());
+    PrintError(error.what());
     return error.Code();
   } catch (const std::bad_alloc&) {
-    fmt::print(stderr, "vantrix: not enough memory\n");
+    PrintError("not enough memory");
   } catch (const std::exception& error) {
-    fmt::print(stderr, "vantrix: {}\n", error.what());
+    PrintError(error.what());
   }
   return kFailed;
 }

@@ -17,7 +17,9 @@ namespace {
 
 namespace Platform = Vantra::Platform;
 
-// The number that is the whole text. Throws as `Effect::SetAttribute` does.
+// The finite number that is the whole text, for values by number; those of attributes are left to
+// the library, which reads a number that the text starts with. Throws as `Effect::SetAttribute`
+// does.
 float ParseNumber(const std::string& text) {
   float number = 0;
   const char* const end = text.data() + text.size();
@@ -29,14 +31,14 @@ float ParseNumber(const std::string& text) {
   return number;
 }
 
-void SetAttribute(Vantra::Effect& effect, const std::string& name, const std::string& setting) {
+void SetAttribute(Vantra::Effect& effect, const Attributes& attributes, const std::string& name,
+                  const std::string& setting) {
   const std::size_t split = setting.find('=');
   if (split == std::string::npos || split == 0) {
     throw CommandError(kWrongUsage, fmt::format("-s {}: expected Name=Value", setting));
   }
   const std::string key = setting.substr(0, split);
   const std::string value = setting.substr(split + 1);
-  const Attributes attributes(effect, name);
   try {
     if (attributes.described.GetAttribute(Widen(key))) {
       Vantra::Effect::Attribute attribute{Widen(key), Widen(value)};
@@ -57,14 +59,19 @@ void SetAttribute(Vantra::Effect& effect, const std::string& name, const std::st
   }
 }
 
+std::string DescribeLack(const char* lacking, const Picture& picture) {
+  return fmt::format("{} has {} for {} x {} pixels", Platform::GetEngineChoice().engine.name,
+                     lacking, picture.width, picture.height);
+}
+
 // Stops at a failure that the library reports only by leaving a bitmap empty.
 void RequireBitmap(const Vantra::Bitmap& bitmap, const Picture& picture, const std::string& name) {
   if (!bitmap.IsEmpty()) return;
-  const Platform::EngineInfo engine = Platform::GetEngineChoice().engine;
-  const bool large = std::max(picture.width, picture.height) > engine.maximumTextureSize;
-  throw CommandError(
-      kFailed, fmt::format("cannot process {}: {} has {} for {} x {} pixels", name, engine.name,
-                           large ? "no textures" : "no memory", picture.width, picture.height));
+  const bool large = std::max(picture.width, picture.height) >
+                     Platform::GetEngineChoice().engine.maximumTextureSize;
+  throw CommandError(kFailed,
+                     fmt::format("cannot process {}: {}", name,
+                                 DescribeLack(large ? "no textures" : "no memory", picture)));
 }
 
 }  // namespace
@@ -76,7 +83,11 @@ std::unique_ptr<Vantra::Effect> MakeLink(Vantra::Device& device, const ChainLink
     throw CommandError(kFailed, fmt::format("the effect {} cannot be created", link.effect));
   }
   effect->SetImageDimension(width, height);
-  for (const std::string& setting : link.settings) SetAttribute(*effect, link.effect, setting);
+  if (link.settings.empty()) return effect;
+  const Attributes attributes(*effect, link.effect);
+  for (const std::string& setting : link.settings) {
+    SetAttribute(*effect, attributes, link.effect, setting);
+  }
   return effect;
 }
 
@@ -99,6 +110,13 @@ Picture Draw(Vantra::Device& device, const Chain& chain, const Picture& picture,
   context->BeginDraw();
   chain.back()->Apply(&output);
   const HRESULT result = context->EndDraw(nullptr, nullptr);
+  if (result == D2DERR_MAX_TEXTURE_SIZE_EXCEEDED) {
+    // That of an effect's own picture, which may be larger than the one that it is drawn on.
+    throw CommandError(
+        kFailed,
+        fmt::format("drawing {} failed: {}", name,
+                    DescribeLack("no textures of the size that an effect needs", picture)));
+  }
   if (FAILED(result)) {
     throw CommandError(kFailed, fmt::format("drawing {} failed: error 0x{:08x}", name,
                                             static_cast<unsigned>(result)));

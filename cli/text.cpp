@@ -1,6 +1,7 @@
 #include "cli/text.h"
 
 #include <charconv>
+#include <cstdio>
 #include <fmt/format.h>
 #include <optional>
 #include <system_error>
@@ -33,6 +34,8 @@ Size ParseSize(const std::string& text) {
   }
   return size;
 }
+
+void PrintError(const char* message) noexcept { std::fprintf(stderr, "vantrix: %s\n", message); }
 
 std::string Quote(const std::string& text) {
   std::string quoted = "\"";

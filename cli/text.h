@@ -16,6 +16,10 @@ struct Size {
 // Reads a size as WxH, of 1 to 65500 pixels a side. Throws `CommandError` for anything else.
 Size ParseSize(const std::string& text);
 
+// Writes a line to the standard error stream. Where that cannot be written the message is lost, and
+// nothing else: what the command was asked for does not depend on it.
+void PrintError(const char* message) noexcept;
+
 // A text as a JSON string, with its quotes.
 std::string Quote(const std::string& text);
 

@@ -52,8 +52,10 @@ class Command : public ::testing::Test {
 
   // Runs the command in the test's folder.
   Outcome Run(std::vector<std::string> arguments) {
+    return Run(std::move(arguments), folder_ / "stderr");
+  }
+  Outcome Run(std::vector<std::string> arguments, const std::filesystem::path& err) {
     const auto out = folder_ / "stdout";
-    const auto err = folder_ / "stderr";
     const pid_t child = fork();
     if (child == 0) {
       std::vector<char*> argv = {const_cast<char*>(VANTRIX_COMMAND)};
@@ -67,7 +69,8 @@ class Command : public ::testing::Test {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out),
+                    std::filesystem::is_regular_file(err) ? ReadFile(err) : std::string()};
     return outcome;
   }
 
@@ -323,14 +326,23 @@ TEST_F(Command, AGalleryThatCannotBeMadeLosesNothing) {
   Store("in.png", DrawScene(4, 4));
   std::filesystem::create_directories(folder_ / "out" / "pictures" / "before.png");
   std::ofstream(folder_ / "out" / "index.html") << "kept";
-  ExpectFailure(1, "cannot write out/pictures/before.png", {"gallery", "out"});
+  ExpectFailure(1, "cannot write out/pictures/before.png", {"gallery", "out", "in.png"});
   EXPECT_EQ(ReadFile(folder_ / "out" / "index.html"), "kept");
   ExpectFailure(1, "in.png/pictures: Not a directory", {"gallery", "in.png"});
   ExpectFailure(1, "none.png: no such file", {"gallery", "new", "none.png"});
   ExpectFailure(1, "neither a PNG", {"gallery", "new", "out/index.html"});
   ExpectFailure(2, "expected WxH", {"gallery", "new", "--size", "x"});
+  ExpectFailure(2, "OUTDIR is empty", {"gallery", ""});
   ExpectFailure(2, "up to 2048 pixels", {"gallery", "new", "--size", "2049x1"});
   EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
+}
+
+TEST_F(Command, MessagesThatCannotBeWrittenChangeNothingElse) {
+  EXPECT_EQ(Run({"gallery", "page", "--size", "8x8"}, "/dev/full").code, 0);
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "page" / "index.html"));
+  Store("in.png", DrawScene(4, 4));
+  EXPECT_EQ(Run({"apply", "in.png", "out.png", "-e", "Nothing"}, "/dev/full").code, 2);
+  EXPECT_EQ(Run({"apply"}, "/dev/full").code, 2);
 }
 
 TEST_F(Command, WithoutAnyDeviceItSaysSo) {

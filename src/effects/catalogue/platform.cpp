@@ -349,7 +349,7 @@ const EffectDescription& ConvolveMatrix::Description() {
           .id = CLSID_D2D1ConvolveMatrix,
           .name = "D2D1ConvolveMatrix",
           .display_name = "Convolve Matrix",
-          .description = "Weighted sum of neighbours",
+          .description = "Weighted sum of neighbours by a kernel from 0 to 5",
           .category = "Filter",
           .numbers = {L"kernel"},
       },
