@@ -180,10 +180,19 @@ TEST_F(PlatformEffects, AmountsBecomeTheUnitsOfThePlatformEffect) {
   Set(square, L"Erode", L"false");
   EXPECT_EQ(Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_MODE), D2D1_MORPHOLOGY_MODE_DILATE);
 
-  // They are written to the platform effects that follow a loss.
+  // What was taken is written to the platform effects that follow a loss, not what was refused.
   blur.SetAmout(0.25f);
   square.SetAmout(0.25f);
+  blur.SetAmout(10);
+  Set(line, L"Amout", L"-0.25");
+  Set(line, L"Angle", L"nan");
+  square.SetAmout(10);
+  GaussianBlur unmade;
+  unmade.SetAmout(10);
+  ASSERT_TRUE(unmade.Create(&device_));
+  EXPECT_EQ(Property(unmade, D2D1_GAUSSIANBLUR_PROP_STANDARD_DEVIATION), 8.0f);
   LoseDevice();
+  EXPECT_EQ(Get(blur, L"Amout") + Get(line, L"Amout"), L"10.000000-0.250000");
   EXPECT_EQ(deviation(), 16.0f);
   EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION), 64.0f);
   EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_ANGLE), -45.75f);
@@ -290,9 +299,15 @@ TEST_F(PlatformEffects, StandardAdjustTakesWholeNumbersByName) {
   adjust.SetAttribute(L"gamma", 5.0f);
   Set(adjust, L"hue", L"5");
   EXPECT_FALSE(adjust.IsAdjusting());
-  // Numbers that no integer holds.
-  for (const float value : {kNaN, 1e30f, -1e30f}) adjust.SetAttribute(L"contrast", value);
-  EXPECT_TRUE(adjust.IsAdjusting());
+  // Numbers that no integer holds become the nearest, and what is no number changes nothing.
+  for (const float value : {1e30f, -1e30f, kNaN}) {
+    adjust.SetAttribute(L"contrast", 0.0f);
+    adjust.SetAttribute(L"contrast", value);
+    EXPECT_EQ(adjust.IsAdjusting(), !std::isnan(value)) << value;
+  }
+  adjust.SetAttribute(L"contrast", 100.0f);
+  adjust.SetAttribute(L"contrast", kNaN);
+  EXPECT_EQ(MatrixOf(adjust)[5], 2.0f);
 }
 
 TEST(PlatformEffectPixels, TransfersMapStraightColours) {
@@ -322,8 +337,12 @@ TEST_F(PlatformEffects, GammaTransferForgetsAFractionWhenItUpdates) {
     gamma.UpdateParameters();
     EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_GREEN_EXPONENT), kept);
   }
-  gamma.SetGamma(kNaN);
-  EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.0f);
+  gamma.SetGamma(50.0f);
+  for (const float value : {kNaN, std::numeric_limits<float>::infinity()}) {
+    gamma.SetGamma(value);
+    gamma.UpdateParameters();
+    EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.5f);
+  }
 }
 
 TEST(PlatformEffectPixels, ConvolveMatrixTakesEachOfItsKernels) {
@@ -415,9 +434,18 @@ TEST_F(PlatformEffects, WarpPerspectiveTakesTheCornersToThePoints) {
     EXPECT_EQ(shown.At(x, y), Pixel{}) << x << "," << y;
   }
 
-  // Three corners on a line have no finite matrix.
-  warp.SetPoints({4, 4}, {0, 0}, {1, 1}, {2, 2}, {5, 9});
-  EXPECT_EQ(MatrixOf(warp)._41, 4.0f);
+  // Three corners on a line, corners that are one, and a picture without width are not taken,
+  // before the platform effect is remade and after.
+  const Corners lines[] = {{{{0, 0}, {1, 1}, {2, 2}, {5, 9}}},
+                           {{{0, 0}, {10, 0.1f}, {0, 10}, {70, 0.7f}}},
+                           {{{0, 0}, {10, 0}, {0.1f, 10}, {0.7f, 70}}},
+                           {{{1, 1}, {9, 0.3f}, {0, 9.3f}, {4.5f, 4.8f}}},
+                           {{{0, 0}, {9, 0}, {0, 9}, {9, 0}}}};
+  for (const Corners& line : lines) warp.SetPoints({4, 4}, line[0], line[1], line[2], line[3]);
+  warp.SetPoints({0, 4}, {0, 0}, {9, 0}, {0, 9}, {9, 9});
+  ExpectCorners(warp, {40, 40}, {{{4, 10}, {30, 2}, {12, 36}, {38, 30}}});
+  LoseDevice();
+  ExpectCorners(warp, {40, 40}, {{{4, 10}, {30, 2}, {12, 36}, {38, 30}}});
 }
 
 TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {
