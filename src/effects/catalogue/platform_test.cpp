@@ -6,6 +6,7 @@
 #include <numbers>
 #include <stdexcept>
 
+#include "platform/d2d/blur_reference.h"
 #include "tests/harness/device_fixture.h"
 #include "tests/harness/effect_check.h"
 
@@ -389,6 +390,54 @@ TEST(PlatformEffectPixels, ConvolveMatrixTakesEachOfItsKernels) {
   EXPECT_FALSE(convolve.SetKernel(-1));
   EXPECT_EQ(convolve.GetKernel(), 5);
   EXPECT_EQ(ConvolveMatrix::GetKernelName(6), nullptr);
+}
+
+// A row is computed once for all its pixels.
+PixelFormula FromRows(const RowFormula& rows) {
+  struct Last {
+    const Vantra::Testing::Picture* picture = nullptr;
+    int y = 0;
+    std::vector<Color> row;
+  };
+  return [rows, last = std::make_shared<Last>()](Place& place) {
+    if (last->picture != &place.input || last->y != place.y) {
+      *last = {&place.input, place.y, rows(place.input, place.y, 0)};
+    }
+    const Color& color = last->row[static_cast<std::size_t>(place.x)];
+    return Rgba{color[2], color[1], color[0], color[3]};
+  };
+}
+
+TEST(PlatformEffectPixels, BlursAndMorphologyFollowTheirAmounts) {
+  const Tolerance small = {0, "the picture is blurred in 4 to 8 cells for a deviation", 0.25};
+  const Tolerance floats = {0, "many products are summed in floats", 1e-3};
+  const Tolerance wide = {0, "wide steps along the line, and 16-bit floats", 0.2};
+  CheckEffect(L"D2D1GaussianBlur",
+              {{{}, FromRows(GaussianRows(8)), small},
+               {{{L"Amout", L"0"}}, FromRows(GaussianRows(0))},
+               {{{L"Amout", L"1"}}, FromRows(GaussianRows(64)), small},
+               {{{L"Amout", L"0.5"}, {L"Amout", L"10"}}, FromRows(GaussianRows(32)), small}});
+  const auto extrema = [](bool dilates, int side) {
+    return FromRows(ExtremaRows(dilates, side, side));
+  };
+  CheckEffect(L"D2D1Morphology",
+              {{{}, extrema(false, 8)},
+               {{{L"Erode", L"false"}}, extrema(true, 8)},
+               {{{L"Amout", L"1"}}, extrema(false, 64)},
+               {{{L"Amout", L"1"}, {L"Erode", L"false"}}, extrema(true, 64)},
+               {{{L"Amout", L"0.25"}, {L"Amout", L"0.015"}}, extrema(false, 16)}});
+  CheckEffect(L"D2D1DirectionalBlur", {{{}, FromRows(LineRows(16, 45)), floats},
+                                       {{{L"Amout", L"0"}}, FromRows(LineRows(0, 45))},
+                                       {{{L"Amout", L"1"}}, FromRows(LineRows(128, 45)), wide},
+                                       {{{L"Angle", L"0"}}, FromRows(LineRows(16, 0)), floats},
+                                       {{{L"Angle", L"360"}}, FromRows(LineRows(16, 0)), floats},
+                                       {{{L"Angle", L"30"}}, FromRows(LineRows(16, 30)), floats}});
+  const Subject border("Border", [](Vantra::Device& device) {
+    std::unique_ptr<Vantra::Effect> effect = Border::CreateInstance();
+    if (!effect->Create(&device)) effect = nullptr;
+    return effect;
+  });
+  CheckEffect(border, {{{}, [](Place& place) { return place.Own(); }}});
 }
 
 using Corners = std::array<D2D_POINT_2F, 4>;
