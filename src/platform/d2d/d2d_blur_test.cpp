@@ -21,7 +21,7 @@ constexpr Margin kExact = {1e-9 - 0.5, "whole bytes, through a double"};
 constexpr Margin kFloats = {0.001, "sums of 32-bit floats"};
 constexpr Margin kWideSteps = {0.2, "wide steps along the line, and 16-bit floats"};
 constexpr Margin kWideSlantedSteps = {
-    8, "the first pass takes the nearer pixel of places between two"};
+    6, "the first pass takes the nearer pixel of places between two"};
 
 class Blurs : public BuiltInEffects {
  protected:
