@@ -121,7 +121,9 @@ enum D2D1_DIRECTIONALBLUR_PROP : UINT32 {
   D2D1_DIRECTIONALBLUR_PROP_BORDER_MODE = 3,
 };
 /// From which deviation on the blur is computed in two passes, of which the second takes wide
-/// steps. Lines at multiples of 45 degrees stay within a level, others are a little softer across.
+/// steps. Lines at multiples of 45 degrees stay within a level. Along others the first pass takes
+/// the nearer pixel of places between two, and noise came out up to 6 levels from the kernel's
+/// result.
 enum D2D1_DIRECTIONALBLUR_OPTIMIZATION : UINT32 {
   /// 12 pixels.
   D2D1_DIRECTIONALBLUR_OPTIMIZATION_SPEED = 0,
@@ -158,9 +160,8 @@ enum D2D1_CONVOLVEMATRIX_PROP : UINT32 {
   /// `D2D1_VECTOR_2F` of 0.01 to 100, (1, 1): the distance between elements of the kernel.
   D2D1_CONVOLVEMATRIX_PROP_KERNEL_UNIT_LENGTH = 0,
   /// `D2D1_CONVOLVEMATRIX_SCALE_MODE`, linear: how places between pixels are read. Multi-sample
-  /// and anisotropic are linear, and both cubics take 4 by 4 pixels with the cubic weights of B =
-  /// 0,
-  /// C = 1/2. Within 1/512 of a pixel all read it as it is.
+  /// and anisotropic are linear, and both cubics take 4 by 4 pixels with the cubic weights of
+  /// B = 0, C = 1/2. Within 1/512 of a pixel all read it as it is.
   D2D1_CONVOLVEMATRIX_PROP_SCALE_MODE = 1,
   /// `UINT32` of 1 to 100, 3.
   D2D1_CONVOLVEMATRIX_PROP_KERNEL_SIZE_X = 2,
@@ -213,7 +214,8 @@ enum D2D1_3DTRANSFORM_PROP : UINT32 {
   /// `D2D1_BORDER_MODE`, soft: edges are antialiased. Hard: pixels whose centre is inside are
   /// drawn.
   D2D1_3DTRANSFORM_PROP_BORDER_MODE = 1,
-  /// `D2D1_MATRIX_4X4_F`, the identity. With one that cannot be inverted there is no output.
+  /// `D2D1_MATRIX_4X4_F` of -2^24 to 2^24, the identity. With one that cannot be inverted there is
+  /// no output.
   D2D1_3DTRANSFORM_PROP_TRANSFORM_MATRIX = 2,
 };
 enum D2D1_3DTRANSFORM_INTERPOLATION_MODE : UINT32 {

@@ -34,6 +34,18 @@ namespace {
 
 using Matrix = D2D1_MATRIX_5X4_F;
 
+// Keeps a value that the platform effect takes. Any other must not be kept, since what is kept is
+// set again when the platform effect is made anew.
+template <class T>
+void Keep(T value, T min, T max, T* kept) {
+  if (value >= min && value <= max) *kept = value;
+}
+
+// The ranges of the platform effects' properties.
+constexpr float kLargestDeviation = 250;
+constexpr std::uint32_t kLargestSide = 100;
+constexpr float kLargestElement = 1 << 24;
+
 constexpr Matrix kIdentity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
 
 // Mixes red, green and blue, and keeps alpha.
@@ -89,6 +101,7 @@ void StandardAdjust::OnSetDefaultParameters() {
 void StandardAdjust::OnUpdateParameters() { Write(D2D1_COLORMATRIX_PROP_COLOR_MATRIX, matrix_); }
 
 void StandardAdjust::OnSetAttribute(const wchar_t* name, float value) {
+  if (std::isnan(value)) return;
   const int whole = WholePart<std::int32_t>(value);
   if (IsAttribute(name, ATTRIBUTE_HUE())) SetHue(whole);
   if (IsAttribute(name, ATTRIBUTE_SATURATION())) SetSaturation(whole);
@@ -163,6 +176,7 @@ const EffectDescription& GammaTransfer::Description() {
 }
 
 void GammaTransfer::SetGamma(float value) {
+  if (!std::isfinite(value)) return;
   gamma_ = WholePart<std::int32_t>(value);
   WriteExponent(value);
 }
@@ -227,7 +241,7 @@ void GaussianBlur::OnStored(const std::wstring&) { OnSetAmout(constants_.amout);
 
 void GaussianBlur::OnSetAmout(float amount) {
   constants_.amout = amount;
-  constants_.standard_deviation = amount * 64;
+  Keep(amount * 64, 0.0f, kLargestDeviation, &constants_.standard_deviation);
   Write(D2D1_GAUSSIANBLUR_PROP_STANDARD_DEVIATION, constants_.standard_deviation);
 }
 
@@ -263,7 +277,8 @@ void Morphology::OnStored(const std::wstring& name) {
 }
 
 void Morphology::OnSetAmout(float amount) {
-  constants_.width = constants_.height = WholePart<std::uint32_t>(amount * 64);
+  Keep(WholePart<std::uint32_t>(amount * 64), 1u, kLargestSide, &constants_.width);
+  constants_.height = constants_.width;
   Write(D2D1_MORPHOLOGY_PROP_WIDTH, constants_.width);
   Write(D2D1_MORPHOLOGY_PROP_HEIGHT, constants_.height);
 }
@@ -285,14 +300,15 @@ const EffectDescription& DirectionalBlur::Description() {
 
 void DirectionalBlur::OnUpdateParameters() {
   Write(D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION, constants_.standard_deviation);
-  Write(D2D1_DIRECTIONALBLUR_PROP_ANGLE, constants_.angle);
+  Write(D2D1_DIRECTIONALBLUR_PROP_ANGLE, angle_);
   Write(D2D1_DIRECTIONALBLUR_PROP_OPTIMIZATION, constants_.optimization);
   Write(D2D1_DIRECTIONALBLUR_PROP_BORDER_MODE, constants_.border_mode);
 }
 
 void DirectionalBlur::OnStored(const std::wstring& name) {
   if (name == L"Angle") {
-    Write(D2D1_DIRECTIONALBLUR_PROP_ANGLE, constants_.angle);
+    if (std::isfinite(constants_.angle)) angle_ = constants_.angle;
+    Write(D2D1_DIRECTIONALBLUR_PROP_ANGLE, angle_);
   } else {
     OnSetAmout(constants_.amout);
   }
@@ -300,7 +316,7 @@ void DirectionalBlur::OnStored(const std::wstring& name) {
 
 void DirectionalBlur::OnSetAmout(float amount) {
   constants_.amout = amount;
-  constants_.standard_deviation = amount * 128;
+  Keep(amount * 128, 0.0f, kLargestDeviation, &constants_.standard_deviation);
   Write(D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION, constants_.standard_deviation);
 }
 
@@ -440,6 +456,29 @@ D2D1_MATRIX_4X4_F ToQuadrilateral(D2D_SIZE_F size, D2D_POINT_2F p0, D2D_POINT_2F
   return {x[0], x[1], 0, x[2], y[0], y[1], 0, y[2], 0, 0, 1, 0, p0.x, p0.y, 0, 1};
 }
 
+// Whether no three of the points are on one line.
+bool MakeQuadrilateral(const std::array<D2D_POINT_2F, 4>& points) {
+  // Floats tell directions from each other down to about this sine.
+  constexpr double kSmallestSine = 1e-6;
+  for (std::size_t left_out = 0; left_out < 4; ++left_out) {
+    const D2D_POINT_2F& a = points[(left_out + 1) % 4];
+    const D2D_POINT_2F& b = points[(left_out + 2) % 4];
+    const D2D_POINT_2F& c = points[(left_out + 3) % 4];
+    const double bx = static_cast<double>(b.x) - a.x, by = static_cast<double>(b.y) - a.y;
+    const double cx = static_cast<double>(c.x) - a.x, cy = static_cast<double>(c.y) - a.y;
+    const double sides = std::hypot(bx, by) * std::hypot(cx, cy);
+    // False for what is no number, too.
+    if (!(std::abs(bx * cy - by * cx) > kSmallestSine * sides)) return false;
+  }
+  return true;
+}
+
+bool IsTaken(const D2D1_MATRIX_4X4_F& m) {
+  const std::array elements = {m._11, m._12, m._14, m._21, m._22, m._24, m._41, m._42};
+  return std::ranges::all_of(elements,
+                             [](float element) { return std::abs(element) <= kLargestElement; });
+}
+
 D2D1_MATRIX_4X4_F DefaultQuadrilateral() {
   return ToQuadrilateral({1280, 720}, {230, 160}, {1060, 230}, {0, 715}, {1272, 600});
 }
@@ -463,7 +502,10 @@ const EffectDescription& WarpPerspective::Description() {
 
 void WarpPerspective::SetPoints(D2D_SIZE_F size, D2D_POINT_2F p0, D2D_POINT_2F p1, D2D_POINT_2F p2,
                                 D2D_POINT_2F p3) {
-  matrix_ = ToQuadrilateral(size, p0, p1, p2, p3);
+  if (!MakeQuadrilateral({p0, p1, p2, p3})) return;
+  const D2D1_MATRIX_4X4_F matrix = ToQuadrilateral(size, p0, p1, p2, p3);
+  if (!IsTaken(matrix)) return;
+  matrix_ = matrix;
   OnUpdateParameters();
 }
 

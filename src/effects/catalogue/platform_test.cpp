@@ -6,6 +6,7 @@
 #include <numbers>
 #include <stdexcept>
 
+#include "platform/d2d/blur_reference.h"
 #include "tests/harness/device_fixture.h"
 #include "tests/harness/effect_check.h"
 
@@ -180,10 +181,19 @@ TEST_F(PlatformEffects, AmountsBecomeTheUnitsOfThePlatformEffect) {
   Set(square, L"Erode", L"false");
   EXPECT_EQ(Property<UINT32>(square, D2D1_MORPHOLOGY_PROP_MODE), D2D1_MORPHOLOGY_MODE_DILATE);
 
-  // They are written to the platform effects that follow a loss.
+  // What was taken is written to the platform effects that follow a loss, not what was refused.
   blur.SetAmout(0.25f);
   square.SetAmout(0.25f);
+  blur.SetAmout(10);
+  Set(line, L"Amout", L"-0.25");
+  Set(line, L"Angle", L"nan");
+  square.SetAmout(10);
+  GaussianBlur unmade;
+  unmade.SetAmout(10);
+  ASSERT_TRUE(unmade.Create(&device_));
+  EXPECT_EQ(Property(unmade, D2D1_GAUSSIANBLUR_PROP_STANDARD_DEVIATION), 8.0f);
   LoseDevice();
+  EXPECT_EQ(Get(blur, L"Amout") + Get(line, L"Amout"), L"10.000000-0.250000");
   EXPECT_EQ(deviation(), 16.0f);
   EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_STANDARD_DEVIATION), 64.0f);
   EXPECT_EQ(Property(line, D2D1_DIRECTIONALBLUR_PROP_ANGLE), -45.75f);
@@ -290,9 +300,15 @@ TEST_F(PlatformEffects, StandardAdjustTakesWholeNumbersByName) {
   adjust.SetAttribute(L"gamma", 5.0f);
   Set(adjust, L"hue", L"5");
   EXPECT_FALSE(adjust.IsAdjusting());
-  // Numbers that no integer holds.
-  for (const float value : {kNaN, 1e30f, -1e30f}) adjust.SetAttribute(L"contrast", value);
-  EXPECT_TRUE(adjust.IsAdjusting());
+  // Numbers that no integer holds become the nearest, and what is no number changes nothing.
+  for (const float value : {1e30f, -1e30f, kNaN}) {
+    adjust.SetAttribute(L"contrast", 0.0f);
+    adjust.SetAttribute(L"contrast", value);
+    EXPECT_EQ(adjust.IsAdjusting(), !std::isnan(value)) << value;
+  }
+  adjust.SetAttribute(L"contrast", 100.0f);
+  adjust.SetAttribute(L"contrast", kNaN);
+  EXPECT_EQ(MatrixOf(adjust)[5], 2.0f);
 }
 
 TEST(PlatformEffectPixels, TransfersMapStraightColours) {
@@ -322,8 +338,12 @@ TEST_F(PlatformEffects, GammaTransferForgetsAFractionWhenItUpdates) {
     gamma.UpdateParameters();
     EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_GREEN_EXPONENT), kept);
   }
-  gamma.SetGamma(kNaN);
-  EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.0f);
+  gamma.SetGamma(50.0f);
+  for (const float value : {kNaN, std::numeric_limits<float>::infinity()}) {
+    gamma.SetGamma(value);
+    gamma.UpdateParameters();
+    EXPECT_EQ(Property(gamma, D2D1_GAMMATRANSFER_PROP_RED_EXPONENT), 1.5f);
+  }
 }
 
 TEST(PlatformEffectPixels, ConvolveMatrixTakesEachOfItsKernels) {
@@ -372,6 +392,54 @@ TEST(PlatformEffectPixels, ConvolveMatrixTakesEachOfItsKernels) {
   EXPECT_EQ(ConvolveMatrix::GetKernelName(6), nullptr);
 }
 
+// A row is computed once for all its pixels.
+PixelFormula FromRows(const RowFormula& rows) {
+  struct Last {
+    const Vantra::Testing::Picture* picture = nullptr;
+    int y = 0;
+    std::vector<Color> row;
+  };
+  return [rows, last = std::make_shared<Last>()](Place& place) {
+    if (last->picture != &place.input || last->y != place.y) {
+      *last = {&place.input, place.y, rows(place.input, place.y, 0)};
+    }
+    const Color& color = last->row[static_cast<std::size_t>(place.x)];
+    return Rgba{color[2], color[1], color[0], color[3]};
+  };
+}
+
+TEST(PlatformEffectPixels, BlursAndMorphologyFollowTheirAmounts) {
+  const Tolerance small = {0, "the picture is blurred in 4 to 8 cells for a deviation", 0.25};
+  const Tolerance floats = {0, "many products are summed in floats", 1e-3};
+  const Tolerance wide = {0, "wide steps along the line, and 16-bit floats", 0.2};
+  CheckEffect(L"D2D1GaussianBlur",
+              {{{}, FromRows(GaussianRows(8)), small},
+               {{{L"Amout", L"0"}}, FromRows(GaussianRows(0))},
+               {{{L"Amout", L"1"}}, FromRows(GaussianRows(64)), small},
+               {{{L"Amout", L"0.5"}, {L"Amout", L"10"}}, FromRows(GaussianRows(32)), small}});
+  const auto extrema = [](bool dilates, int side) {
+    return FromRows(ExtremaRows(dilates, side, side));
+  };
+  CheckEffect(L"D2D1Morphology",
+              {{{}, extrema(false, 8)},
+               {{{L"Erode", L"false"}}, extrema(true, 8)},
+               {{{L"Amout", L"1"}}, extrema(false, 64)},
+               {{{L"Amout", L"1"}, {L"Erode", L"false"}}, extrema(true, 64)},
+               {{{L"Amout", L"0.25"}, {L"Amout", L"0.015"}}, extrema(false, 16)}});
+  CheckEffect(L"D2D1DirectionalBlur", {{{}, FromRows(LineRows(16, 45)), floats},
+                                       {{{L"Amout", L"0"}}, FromRows(LineRows(0, 45))},
+                                       {{{L"Amout", L"1"}}, FromRows(LineRows(128, 45)), wide},
+                                       {{{L"Angle", L"0"}}, FromRows(LineRows(16, 0)), floats},
+                                       {{{L"Angle", L"360"}}, FromRows(LineRows(16, 0)), floats},
+                                       {{{L"Angle", L"30"}}, FromRows(LineRows(16, 30)), floats}});
+  const Subject border("Border", [](Vantra::Device& device) {
+    std::unique_ptr<Vantra::Effect> effect = Border::CreateInstance();
+    if (!effect->Create(&device)) effect = nullptr;
+    return effect;
+  });
+  CheckEffect(border, {{{}, [](Place& place) { return place.Own(); }}});
+}
+
 using Corners = std::array<D2D_POINT_2F, 4>;
 
 void ExpectCorners(const WarpPerspective& effect, D2D_SIZE_F size, const Corners& points) {
@@ -415,9 +483,18 @@ TEST_F(PlatformEffects, WarpPerspectiveTakesTheCornersToThePoints) {
     EXPECT_EQ(shown.At(x, y), Pixel{}) << x << "," << y;
   }
 
-  // Three corners on a line have no finite matrix.
-  warp.SetPoints({4, 4}, {0, 0}, {1, 1}, {2, 2}, {5, 9});
-  EXPECT_EQ(MatrixOf(warp)._41, 4.0f);
+  // Three corners on a line, corners that are one, and a picture without width are not taken,
+  // before the platform effect is remade and after.
+  const Corners lines[] = {{{{0, 0}, {1, 1}, {2, 2}, {5, 9}}},
+                           {{{0, 0}, {10, 0.1f}, {0, 10}, {70, 0.7f}}},
+                           {{{0, 0}, {10, 0}, {0.1f, 10}, {0.7f, 70}}},
+                           {{{1, 1}, {9, 0.3f}, {0, 9.3f}, {4.5f, 4.8f}}},
+                           {{{0, 0}, {9, 0}, {0, 9}, {9, 0}}}};
+  for (const Corners& line : lines) warp.SetPoints({4, 4}, line[0], line[1], line[2], line[3]);
+  warp.SetPoints({0, 4}, {0, 0}, {9, 0}, {0, 9}, {9, 9});
+  ExpectCorners(warp, {40, 40}, {{{4, 10}, {30, 2}, {12, 36}, {38, 30}}});
+  LoseDevice();
+  ExpectCorners(warp, {40, 40}, {{{4, 10}, {30, 2}, {12, 36}, {38, 30}}});
 }
 
 TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {

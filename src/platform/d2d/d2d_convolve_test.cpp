@@ -1,5 +1,6 @@
 #include <cfloat>
 
+#include "platform/d2d/blur_reference.h"
 #include "platform/d2d/builtin/builtin_fixture.h"
 
 namespace Vantra {
@@ -27,14 +28,10 @@ struct Convolution {
 
 // The input's texel, in 0 to 1.
 Color TexelAt(const Convolution& by, const Picture& input, int x, int y) {
-  const auto mirrored = [](int at, int count) {
-    while (at < 0 || at >= count) at = at < 0 ? -1 - at : 2 * count - 1 - at;
-    return at;
-  };
   Color color = {};
   if (by.hard) {
-    x = mirrored(x, input.width);
-    y = mirrored(y, input.height);
+    x = Mirror(x, input.width);
+    y = Mirror(y, input.height);
   } else if (x < 0 || y < 0 || x >= input.width || y >= input.height) {
     return color;
   }

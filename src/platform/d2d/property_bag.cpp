@@ -59,29 +59,31 @@ class SubProperties2D final : public WithProperties<ComObject<ID2D1Properties>> 
     properties_.Add(
         {D2D1_SUBPROPERTY_ISREADONLY, L"IsReadOnly", D2D1_PROPERTY_TYPE_BOOL, &read_only_});
     if (std::isfinite(property.max)) {
-      // Numbers and vectors of equal components.
-      const auto fill = [&property](FLOAT* bound, double value) {
-        if (property.type == D2D1_PROPERTY_TYPE_FLOAT ||
-            property.type == D2D1_PROPERTY_TYPE_VECTOR2) {
-          std::fill_n(bound, 2, static_cast<FLOAT>(value));
-        } else {
+      // Numbers, and vectors and matrices of equal components.
+      const auto fill = [&property](Bound& bound, double value) {
+        bound.fill(static_cast<FLOAT>(value));
+        if (property.type == D2D1_PROPERTY_TYPE_UINT32 ||
+            property.type == D2D1_PROPERTY_TYPE_ENUM) {
           const auto number = static_cast<UINT32>(value);
-          std::memcpy(bound, &number, sizeof(number));
+          std::memcpy(bound.data(), &number, sizeof(number));
         }
       };
       fill(min_, property.min);
       fill(max_, property.max);
-      properties_.Add({D2D1_SUBPROPERTY_MIN, L"Min", property.type, min_});
-      properties_.Add({D2D1_SUBPROPERTY_MAX, L"Max", property.type, max_});
+      properties_.Add({D2D1_SUBPROPERTY_MIN, L"Min", property.type, min_.data()});
+      properties_.Add({D2D1_SUBPROPERTY_MAX, L"Max", property.type, max_.data()});
     }
     properties_.Add({D2D1_SUBPROPERTY_DEFAULT, L"Default", property.type, entry.initial});
   }
 
  private:
+  // As many as the largest value has, a matrix of 5 by 4.
+  using Bound = std::array<FLOAT, 20>;
+
   std::wstring name_;
   BOOL read_only_ = FALSE;
-  FLOAT min_[2] = {};
-  FLOAT max_[2] = {};
+  Bound min_ = {};
+  Bound max_ = {};
 };
 
 }  // namespace

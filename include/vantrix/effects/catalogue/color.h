@@ -91,9 +91,6 @@ class VANTRIX_API EExposure final : public Vantra::CatalogueEffect<EExposure> {
 /// greys keep theirs, and a channel ends at alpha, or where it already was beyond. No temperature
 /// lies below 1000 K. At 5000 K the picture stays as it is.
 ///
-/// This was preferred to laying an orange over the picture, which has no colour temperature, loses
-/// the blue of shadows and bends the contrast.
-///
 /// Attribute: `Temperature`, 0 to 1, for 2500 to 7500 K; `SetAmout` sets the same. The effect
 /// starts at 7500 K, its published default is 4000 K, and it reads back as the constant times 100.
 /// `tint` moves from green to magenta and has no attribute.

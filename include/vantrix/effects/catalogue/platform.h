@@ -15,7 +15,8 @@ namespace VantraFx {
 
 /// An effect that sets properties of a platform effect. What it was told is kept in the object: it
 /// can be told before it is created, and outlives the loss of the device. A value that the platform
-/// effect refuses leaves that effect's property as it was.
+/// effect refuses leaves that effect's property as it was, after a loss too, and its attribute
+/// reads as it was set.
 class VANTRIX_API PropertyEffect : public Vantra::Effect {
  public:
   using Effect::OnSetAttribute;
@@ -62,7 +63,7 @@ class PlatformEffect : public PropertyEffect {
 /// straight colours. Each value is in hundredths, 0 leaves the picture as it is.
 ///
 /// It publishes no attributes. Those named by its `ATTRIBUTE_` functions are set by name and
-/// number, whose fraction is cut off.
+/// number, whose fraction is cut off; what is no number changes nothing.
 class VANTRIX_API StandardAdjust final : public PlatformEffect<StandardAdjust> {
  public:
   StandardAdjust();
@@ -114,8 +115,8 @@ class VANTRIX_API GammaTransfer final : public PlatformEffect<GammaTransfer> {
  public:
   static const Vantra::EffectDescription& Description();
 
-  /// 0 leaves the picture as it is. The fraction of `value` is forgotten when the platform effect
-  /// is made anew.
+  /// 0 leaves the picture as it is, and what is no finite number changes nothing. The fraction of
+  /// `value` is forgotten when the platform effect is made anew.
   void SetGamma(float value);
   bool IsAdjusting() const { return gamma_ != 0; }
 
@@ -220,6 +221,8 @@ class VANTRIX_API DirectionalBlur final : public PlatformEffect<DirectionalBlur>
 
  private:
   Constants constants_;
+  // The last angle that the platform effect takes.
+  float angle_ = 45.0f;
 };
 
 /// Replaces each pixel by a weighted sum of its neighbours, beyond the edges transparent. There are
@@ -282,8 +285,8 @@ class VANTRIX_API WarpPerspective final : public PlatformEffect<WarpPerspective>
   static const Vantra::EffectDescription& Description();
 
   /// Takes a picture's size in pixels and where its corners go: top left, top right, bottom left,
-  /// bottom right. Where the points make no quadrilateral, three on one line for instance, the
-  /// platform effect takes no matrix and keeps the one it had.
+  /// bottom right. Changes nothing where three of the points are on one line, or where the matrix
+  /// would have an element beyond 2^24, as for a picture without width.
   void SetPoints(D2D_SIZE_F size, D2D_POINT_2F p0, D2D_POINT_2F p1, D2D_POINT_2F p2,
                  D2D_POINT_2F p3);
 

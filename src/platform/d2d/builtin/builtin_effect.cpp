@@ -23,14 +23,31 @@ HRESULT BuiltInEffect2D::MapOutputToInputs(const RECT& output, RECT* inputs) {
   return S_OK;
 }
 
-HRESULT BuiltInEffect2D::MapChange(UINT32, const RECT&, RECT* output) {
-  *output = ToContract(MapBounds(input_));
+HRESULT BuiltInEffect2D::MapChange(UINT32, const RECT& changed, RECT* output) {
+  *output = input_.Empty() ? RECT{} : ToContract(MapChange(ToEngine(changed), input_));
   return S_OK;
 }
 
 HRESULT BuiltInEffect2D::Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect&,
                               const Target& target) {
-  return Draw({evaluation, inputs[0], input_, target});
+  return DrawInTiles({evaluation, inputs[0], input_, target});
+}
+
+HRESULT BuiltInEffect2D::DrawInTiles(const Drawing& drawing) {
+  const HRESULT result = Draw(drawing);
+  const Render::Rect& all = drawing.target.rect;
+  if (result != D2DERR_MAX_TEXTURE_SIZE_EXCEEDED || (all.Width() < 2 && all.Height() < 2)) {
+    return result;
+  }
+  // What is made between passes reaches beyond what is drawn. Less of it is needed for a half.
+  Drawing first = drawing, second = drawing;
+  if (all.Width() > all.Height()) {
+    first.target.rect.right = second.target.rect.left = all.left + all.Width() / 2;
+  } else {
+    first.target.rect.bottom = second.target.rect.top = all.top + all.Height() / 2;
+  }
+  const HRESULT half = DrawInTiles(first);
+  return FAILED(half) ? half : DrawInTiles(second);
 }
 
 HRESULT BuiltInEffect2D::RunPass(std::span<const std::byte> program, const RenderedImage& source,

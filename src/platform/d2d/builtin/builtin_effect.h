@@ -57,6 +57,12 @@ class BuiltInEffect2D : public Effect2D {
   virtual Render::Rect MapBounds(const Render::Rect& input) const { return input; }
   // The part of the input that is read for a part of the output. It is cut to the input's extent.
   virtual Render::Rect MapPart(const Render::Rect& part, const Render::Rect& input) const = 0;
+  // The part of the output that a change of a part of the input changes; at most all of it.
+  virtual Render::Rect MapChange(const Render::Rect&, const Render::Rect& input) const {
+    return MapBounds(input);
+  }
+  // Draws the target's rectangle. When an image between passes would be larger than a texture can
+  // be, it returns the result of `NewImage`, and is called again for parts of the rectangle.
   virtual HRESULT Draw(const Drawing& drawing) = 0;
 
   // Runs a program over the target's rectangle. It counts places in texels of the source.
@@ -89,6 +95,7 @@ class BuiltInEffect2D : public Effect2D {
   }
   HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
                const Target& target) final;
+  HRESULT DrawInTiles(const Drawing& drawing);
 
   Render::Rect input_;
 };
@@ -119,6 +126,9 @@ class BuiltInPixelwise : public BuiltIn<E, Values> {
 
  private:
   Render::Rect MapPart(const Render::Rect& part, const Render::Rect&) const final { return part; }
+  Render::Rect MapChange(const Render::Rect& changed, const Render::Rect&) const final {
+    return changed;
+  }
   HRESULT Draw(const typename Base::Drawing& drawing) final {
     return this->RunPass(E::Program(), drawing.source, this->values_, drawing.target);
   }

@@ -78,7 +78,7 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
 
   Plan MakePlan() const {
     // The smallest deviation in cells. It decides how far the smaller picture's results are from
-    // those of the kernel itself: at most 0.6, 0.3 and 0.2 of 255 levels in pictures.
+    // those of the kernel itself: at most 0.5, 0.25 and 0.12 of 255 levels, beyond rounding.
     static constexpr double kInCells[] = {2, 4, 8};
     const double deviation = values_.deviation;
     const double least = kInCells[values_.optimization];

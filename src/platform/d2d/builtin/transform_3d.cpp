@@ -25,7 +25,8 @@ class Transform3D final : public BuiltIn<Transform3D, Values> {
           D2D1_3DTRANSFORM_INTERPOLATION_MODE_ANISOTROPIC},
          {L"BorderMode", D2D1_PROPERTY_TYPE_ENUM, offsetof(Values, border_mode),
           D2D1_BORDER_MODE_SOFT, D2D1_BORDER_MODE_HARD},
-         {L"TransformMatrix", D2D1_PROPERTY_TYPE_MATRIX_4X4, offsetof(Values, matrix)}}};
+         {L"TransformMatrix", D2D1_PROPERTY_TYPE_MATRIX_4X4, offsetof(Values, matrix),
+          -kCoordinateLimit, kCoordinateLimit}}};
     return description;
   }
 
@@ -36,7 +37,6 @@ class Transform3D final : public BuiltIn<Transform3D, Values> {
   // from its side.
   std::optional<Placement> PlaceInput(const Render::Rect& input, const Render::Rect& clip,
                                       double left, double top) const {
-    if (!IsUsable(values_.matrix)) return std::nullopt;
     return Place(Projection::From(values_.matrix) * Projection::Translation(-left, -top),
                  ToArea(input), clip, Aliased());
   }
