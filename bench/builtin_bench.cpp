@@ -62,6 +62,8 @@ class BuiltInBench : public benchmark::Fixture {
     MeasureBesideCopy(state, frame_, [this] { Draw(); });
   }
 
+  std::unique_ptr<Device> device_;
+
  private:
   // The middle pixel, for which the device has to be done.
   std::optional<Pixel> Draw() {
@@ -76,7 +78,6 @@ class BuiltInBench : public benchmark::Fixture {
   }
 
   std::vector<unsigned char> frame_;
-  std::unique_ptr<Device> device_;
   std::unique_ptr<Bitmap> input_;
   std::unique_ptr<Bitmap> output_;
   CComPtr<ID2D1Effect> effect_;
@@ -127,5 +128,16 @@ BENCHMARK_REGISTER_F(BuiltInBench, DirectionalBlur)
     ->Arg(128)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+
+// The border has no name in the catalogue. Half of what is drawn lies beyond the image.
+BENCHMARK_DEFINE_F(BuiltInBench, Border)(benchmark::State& state) {
+  Make(CLSID_D2D1Border);
+  Set(D2D1_BORDER_PROP_EDGE_MODE_X, UINT32{D2D1_BORDER_EDGE_MODE_MIRROR});
+  Set(D2D1_BORDER_PROP_EDGE_MODE_Y, UINT32{D2D1_BORDER_EDGE_MODE_MIRROR});
+  const D2D1_MATRIX_3X2_F beside = {1, 0, 0, 1, kWidth / 2.0f, 0};
+  device_->GetD2DDeviceContext()->SetTransform(&beside);
+  Measure(state);
+}
+BENCHMARK_REGISTER_F(BuiltInBench, Border)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
