@@ -6,9 +6,9 @@
 #include <vantrix/vantrix.h>
 
 #include <benchmark/benchmark.h>
-#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/measure.h"
@@ -19,14 +19,16 @@ namespace {
 constexpr long kWidth = 1920;
 constexpr long kHeight = 1080;
 
-// Values by name and number of effects that do nothing at the start.
-const std::multimap<std::wstring, std::pair<const wchar_t*, float>>& Settings() {
-  static const std::multimap<std::wstring, std::pair<const wchar_t*, float>> settings = {
-      {L"CLSID_StandardAdjust", {L"saturation", 40.0f}},
-      {L"CLSID_D2D1GammaTransfer", {L"gamma", -40.0f}},
-  };
-  return settings;
-}
+// Values of effects that do nothing at the start.
+struct Setting {
+  std::wstring_view effect;
+  const wchar_t* name;
+  float value;
+};
+constexpr Setting kSettings[] = {
+    {L"CLSID_StandardAdjust", L"saturation", 40.0f},
+    {L"CLSID_D2D1GammaTransfer", L"gamma", -40.0f},
+};
 
 void MeasurePass(benchmark::State& state, const std::wstring& name) {
   Device device;
@@ -46,9 +48,8 @@ void MeasurePass(benchmark::State& state, const std::wstring& name) {
   }
   input.SetPixels(frame.data(), kWidth, kHeight, kWidth * 4, 0);
   output.SetPixelSize(kWidth, kHeight);
-  const auto [first, last] = Settings().equal_range(name);
-  for (auto setting = first; setting != last; ++setting) {
-    effect->SetAttribute(setting->second.first, setting->second.second);
+  for (const Setting& setting : kSettings) {
+    if (setting.effect == name) effect->SetAttribute(setting.name, setting.value);
   }
   effect->SetInput(0, &input);
   bool drawn = true;

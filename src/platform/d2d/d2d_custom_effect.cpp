@@ -48,12 +48,9 @@ Render::Rect CustomEffect2D::PartToRender(const Render::Rect& required,
   return bounds.Width() <= limit && bounds.Height() <= limit ? bounds : required;
 }
 
-HRESULT CustomEffect2D::Draw(Evaluation&, const Images& inputs, const Render::Rect& bounds,
-                             const Target& target) {
-  RECT needed[D2D1_MAX_EFFECT_INPUTS] = {};
-  HRESULT result = MapOutputToInputs(ToContract(bounds), needed);
-  if (FAILED(result)) return result;
-  result = implementation_->PrepareForRender(std::exchange(change_, D2D1_CHANGE_TYPE_NONE));
+HRESULT CustomEffect2D::Draw(Evaluation&, const Images& inputs, const Target& target) {
+  const HRESULT result =
+      implementation_->PrepareForRender(std::exchange(change_, D2D1_CHANGE_TYPE_NONE));
   if (FAILED(result)) return result;
 
   Render::Pass pass;

@@ -30,8 +30,7 @@ class CustomEffect2D final : public Effect2D {
   HRESULT MapOutputToInputs(const RECT& output, RECT* inputs) override;
   HRESULT MapChange(UINT32 input, const RECT& changed, RECT* output) override;
   Render::Rect PartToRender(const Render::Rect& required, const Render::Rect& bounds) override;
-  HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
-               const Target& target) override;
+  HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Target& target) override;
 
   std::shared_ptr<const EffectRegistration> registration_;
   CComPtr<EffectContext2D> context_;

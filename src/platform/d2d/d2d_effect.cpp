@@ -209,15 +209,12 @@ HRESULT Effect2D::ComputeBounds(Evaluation& evaluation, Render::Rect* bounds) {
 }
 
 HRESULT Effect2D::RenderTo(Evaluation& evaluation, const Target& target) {
-  Render::Rect bounds;
-  HRESULT result = GetBounds(evaluation, &bounds);
-  if (FAILED(result)) return result;
   Images images;
   for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    result = inputs_[i].node->Render(evaluation, &images[i]);
+    const HRESULT result = inputs_[i].node->Render(evaluation, &images[i]);
     if (FAILED(result)) return result;
   }
-  result = Draw(evaluation, images, bounds, target);
+  const HRESULT result = Draw(evaluation, images, target);
   if (SUCCEEDED(result)) {
     all_invalid_ = false;
     invalid_ = {};

@@ -72,9 +72,8 @@ class Effect2D : public WithProperties<ComObject<Implements<ID2D1Effect, ID2D1Pr
   virtual HRESULT MapChange(UINT32 input, const RECT& changed, RECT* output) = 0;
   // The part that is rendered when that part of the output is required.
   virtual Render::Rect PartToRender(const Render::Rect& required, const Render::Rect& bounds) = 0;
-  // Draws a part of the output that lies in the rendered one. `bounds` is the output's extent.
-  virtual HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
-                       const Target& target) = 0;
+  // Draws a part of the output that lies in the rendered one.
+  virtual HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Target& target) = 0;
 
   void OnPropertySet() override { all_invalid_ = true; }
 

@@ -64,7 +64,7 @@ class PropertyBag {
   UINT32 count_ = 0;
 };
 
-// Implements `ID2D1Properties` in an interface that has it, by the bag of the class `Object`.
+// Implements `ID2D1Properties` in a class whose interface has it, by a bag.
 template <class Base>
 class WithProperties : public Base {
  public:

@@ -23,10 +23,6 @@ inline Render::Rect ToEngine(const RECT& rect) {
   return {rect.left, rect.top, rect.right, rect.bottom};
 }
 
-inline bool Contains(const Render::Rect& outer, const Render::Rect& inner) {
-  return inner.Empty() || Intersect(outer, inner) == inner;
-}
-
 // The box around both; an empty one adds nothing.
 inline Render::Rect Union(const Render::Rect& a, const Render::Rect& b) {
   if (a.Empty()) return b;

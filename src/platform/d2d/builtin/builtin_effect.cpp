@@ -28,8 +28,7 @@ HRESULT BuiltInEffect2D::MapChange(UINT32, const RECT& changed, RECT* output) {
   return S_OK;
 }
 
-HRESULT BuiltInEffect2D::Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect&,
-                              const Target& target) {
+HRESULT BuiltInEffect2D::Draw(Evaluation& evaluation, const Images& inputs, const Target& target) {
   return DrawInTiles({evaluation, inputs[0], input_, target});
 }
 

@@ -93,8 +93,7 @@ class BuiltInEffect2D : public Effect2D {
   Render::Rect PartToRender(const Render::Rect& required, const Render::Rect&) final {
     return required;
   }
-  HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Render::Rect& bounds,
-               const Target& target) final;
+  HRESULT Draw(Evaluation& evaluation, const Images& inputs, const Target& target) final;
   HRESULT DrawInTiles(const Drawing& drawing);
 
   Render::Rect input_;
