@@ -6,9 +6,11 @@
 #include <CLI/CLI.hpp>
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "bench/peers/compare.h"
 #include "bench/peers/ours.h"
@@ -25,8 +27,7 @@ struct Options {
 
 using Sides = std::function<std::pair<Run, Run>()>;
 
-// Benchmarks are run after this function's caller is done with registering, so that what they share
-// outlives them in `main`.
+// The rows, and what they share. It has to outlive their run.
 class Registration {
  public:
   Registration(const Options& options, const Scene& scene)
@@ -47,24 +48,16 @@ class Registration {
     const Subject wide = SubjectOf(Task::kBlur64);
     const Subject narrow = SubjectOf(Task::kBlur8);
     Add({wide.name, "ours of deviation 8", 1.2, kPassBytes, wide.kind},
-        [=, this] { return std::pair(Pass(wide), Pass(narrow)); });
-    for (const auto& [task, name, bytes] :
-         {std::tuple(Task::kNv12, "NV12 to BGRA", scene_.nv12.size()),
-          std::tuple(Task::kPlanar, "planar to BGRA", scene_.planar.size()),
-          std::tuple(Task::kYuy2, "YUY2 to BGRA", scene_.yuy2.size())}) {
-      const auto ours = [=, this](const std::string& engine) {
-        return MakeConversion(engine, scene_, task);
-      };
-      AddPeers(
-          {name, Kind::kPointwise, {}}, task, [=, this] { return ours(options_.engine); },
-          bytes + kFrameBytes);
-      Add({name, "lavapipe", 1.0, bytes + kFrameBytes, Kind::kPointwise},
-          [=, this] { return std::pair(ours(options_.engine), ours("lavapipe")); });
-    }
+        [=, this] { return std::pair(WithoutPixels(Pass(wide)), Pass(narrow)); });
+    AddConversion(Task::kNv12, "NV12 to BGRA", scene_.nv12.size());
+    AddConversion(Task::kPlanar, "planar to BGRA", scene_.planar.size());
+    AddConversion(Task::kYuy2, "YUY2 to BGRA", scene_.yuy2.size());
     Add({"whole frame", "plain copy", 4.0, kPassBytes, Kind::kPointwise}, [this] {
-      return std::pair(MakeFrame(options_.engine, scene_, SubjectOf(Task::kPosterize)), copy_);
+      return std::pair(MakeFrame(options_.engine, scene_, SubjectOf(Task::kPosterize)), Run{});
     });
-    for (const Subject& subject : ListSubjects()) {
+    std::vector<Subject> subjects = ListSubjects();
+    subjects.insert(subjects.end(), {wide, SubjectOf(Task::kErode64)});
+    for (const Subject& subject : subjects) {
       Add({subject.name, "lavapipe", LimitBesideLavapipe(subject.kind), kPassBytes, subject.kind},
           [=, this] { return std::pair(Pass(subject), MakePass("lavapipe", scene_, subject)); });
     }
@@ -87,17 +80,32 @@ class Registration {
     return 1 / 1.5;
   }
 
+  // For sides whose results are not to be compared.
+  static Run WithoutPixels(Run run) {
+    run.pixels = {};
+    return run;
+  }
+
   Run Pass(const Subject& subject) const { return MakePass(options_.engine, scene_, subject); }
 
   void AddPointwise(const Subject& subject) {
     Add({subject.name, "plain copy", 2.0, kPassBytes, subject.kind},
-        [=, this] { return std::pair(Pass(subject), copy_); });
+        [=, this] { return std::pair(Pass(subject), Run{}); });
     const bool same_work = subject.name == SubjectOf(Task::kPosterize).name;
-    AddPeers(subject, Task::kPosterize, [=, this] {
-      Run run = Pass(subject);
-      if (!same_work) run.pixels = {};
-      return run;
-    });
+    AddPeers(subject, Task::kPosterize,
+             [=, this] { return same_work ? Pass(subject) : WithoutPixels(Pass(subject)); });
+  }
+
+  void AddConversion(Task task, const std::string& name, std::size_t bytes) {
+    const auto ours = [=, this](const std::string& engine) {
+      return MakeConversion(engine, scene_, task);
+    };
+    const Subject subject = {name, Kind::kPointwise, {}};
+    const std::size_t moved = bytes + kFrameBytes;
+    AddPeers(
+        subject, task, [=, this] { return ours(options_.engine); }, moved);
+    Add({name, "lavapipe", 1.0, moved, subject.kind},
+        [=, this] { return std::pair(ours(options_.engine), ours("lavapipe")); });
   }
 
   void AddPeers(const Subject& subject, Task task, const std::function<Run()>& ours,
@@ -110,15 +118,16 @@ class Registration {
   }
 
   void Add(const Row& row, const Sides& make) {
-    benchmark::RegisterBenchmark((row.work + '/' + row.beside).c_str(),
-                                 [=, this](benchmark::State& state) {
-                                   try {
-                                     const auto [ours, theirs] = make();
-                                     Compare(state, row, ours, theirs, copy_, options_.seconds);
-                                   } catch (const std::exception& error) {
-                                     state.SkipWithError(error.what());
-                                   }
-                                 })
+    const std::string name = row.work + '/' + row.beside;
+    const auto measure = [=, this](benchmark::State& state) {
+      try {
+        const auto [ours, theirs] = make();
+        Compare(state, row, ours, theirs, copy_, options_.seconds);
+      } catch (const std::exception& error) {
+        state.SkipWithError(error.what());
+      }
+    };
+    benchmark::RegisterBenchmark(name.c_str(), measure)
         ->Iterations(1)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
@@ -143,12 +152,21 @@ int main(int argc, char** argv) {
   app.add_option("--seconds", options.seconds, "For which each row is measured");
   CLI11_PARSE(app, argc, argv);
 
-  // The software device reads it when it is started.
-  setenv("LP_NUM_THREADS", std::to_string(options.threads).c_str(), 1);
+  SetEngineThreads(options.threads);
+  std::string engine;
+  try {
+    engine = DescribeEngine(options.engine);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vantrix_peers: %s\n", error.what());
+    return 1;
+  }
+  benchmark::AddCustomContext("engine", engine);
+  benchmark::AddCustomContext("threads", std::to_string(options.threads));
   Team team(options.threads);
   const Scene scene = MakeScene(&team);
   Registration registration(options, scene);
   registration.Register();
-  benchmark::RunSpecifiedBenchmarks(MakeTable().get());
+  benchmark::RunSpecifiedBenchmarks(
+      MakeTable(engine + ", " + std::to_string(options.threads) + " threads").get());
   benchmark::Shutdown();
 }

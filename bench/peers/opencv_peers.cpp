@@ -32,6 +32,7 @@ Run Whole(const Scene& scene, Function function, cv::Mat source) {
 
 Run InParts(const Scene& scene, Function function) {
   const auto target = NewFrame();
+  cv::setNumThreads(1);
   return {
       [team = scene.team, target, source = Picture(scene.picture), function = std::move(function)] {
         team->Run([&](unsigned index) {
@@ -82,8 +83,10 @@ Function Blur(double deviation) {
 }
 
 Function Erode() {
-  return [kernel = cv::getStructuringElement(cv::MORPH_RECT, {64, 64})](
-             const cv::Mat& source, cv::Mat& target) { cv::erode(source, target, kernel); };
+  return [kernel = cv::getStructuringElement(cv::MORPH_RECT, {64, 64})](const cv::Mat& source,
+                                                                        cv::Mat& target) {
+    cv::erode(source, target, kernel, {-1, -1}, 1, cv::BORDER_CONSTANT, {});
+  };
 }
 
 Function Convolve() {

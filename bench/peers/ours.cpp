@@ -1,6 +1,7 @@
 #include "bench/peers/ours.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -13,15 +14,19 @@ namespace {
 
 using Platform::EngineKind;
 
-// The kind of the CPU engine, where the library has one.
-template <class Kind = EngineKind>
-std::optional<Kind> CpuKind() {
-  if constexpr (requires { Kind::kCpu; }) {
-    return Kind::kCpu;
+// The library may have no CPU engine.
+template <class Enumeration = EngineKind>
+std::optional<Enumeration> CpuKind() {
+  if constexpr (requires { Enumeration::kCpu; }) {
+    return Enumeration::kCpu;
   } else {
     return std::nullopt;
   }
 }
+namespace without_cpu_engine {
+// Any other function of that name is preferred.
+[[maybe_unused]] void SetCpuThreads(...) {}
+}  // namespace without_cpu_engine
 
 std::string Narrow(std::wstring_view text) { return {text.begin(), text.end()}; }
 
@@ -179,6 +184,21 @@ void ChooseEngine(const std::string& name) {
     }
   }
   if (!chosen) throw std::runtime_error("there is no engine " + name);
+}
+
+void SetEngineThreads(unsigned threads) {
+  using namespace Platform;
+  using namespace without_cpu_engine;
+  SetCpuThreads(threads);
+  // The software device of Vulkan reads it when it is started.
+  setenv("LP_NUM_THREADS", std::to_string(threads).c_str(), 1);
+}
+
+std::string DescribeEngine(const std::string& name) {
+  ChooseEngine(name);
+  Device device;
+  device.Intialize(nullptr);
+  return Platform::GetEngineChoice().engine.name;
 }
 
 std::vector<Subject> ListSubjects() {

@@ -16,6 +16,11 @@ namespace Vantra::Bench {
 /// Takes the engine of that name for devices started from now on: "automatic", "cpu", "vulkan", or
 /// "lavapipe", the first software device of Vulkan. Throws when there is none.
 void ChooseEngine(const std::string& name);
+/// How many threads the engines use that run on the CPU, if started from now on. To be called
+/// before all else of this header.
+void SetEngineThreads(unsigned threads);
+/// Starts a device on the engine of that name, and tells what runs there.
+std::string DescribeEngine(const std::string& name);
 
 /// What a program does to a picture, which is what its time is made of.
 enum class Kind {

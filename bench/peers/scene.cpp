@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <iterator>
 #include <random>
+#include <utility>
 
 #include "bench/peers/peer.h"
 
@@ -13,39 +15,39 @@ unsigned char Byte(double value) {
 }  // namespace
 
 Scene MakeScene(Team* team) {
+  constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
   Scene scene;
   scene.team = team;
-  scene.picture.resize(kFrameBytes);
-  scene.nv12.resize(std::size_t{kWidth} * kHeight * 3 / 2);
-  scene.planar.resize(scene.nv12.size());
-  scene.yuy2.resize(std::size_t{kWidth} * kHeight * 2);
+  scene.picture.reserve(kFrameBytes);
+  scene.nv12.reserve(kPixels * 3 / 2);
   std::minstd_rand random(1);
   const auto noise = [&random] { return static_cast<double>(random() >> 8 & 31) - 16; };
-  constexpr int kPixels = kWidth * kHeight;
-  for (int i = 0; i < kPixels; ++i) {
-    const double across = i % kWidth * 255.0 / kWidth;
-    const double down = i / kWidth * 255.0 / kHeight;
-    unsigned char* pixel = &scene.picture[static_cast<std::size_t>(i) * 4];
-    pixel[0] = Byte(across + noise());
-    pixel[1] = Byte(down + noise());
-    pixel[2] = Byte(255 - across + noise());
-    pixel[3] = 255;
-    scene.nv12[static_cast<std::size_t>(i)] = Byte(16 + across * 0.8 + noise());
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const double across = x * 255.0 / kWidth;
+      const double down = y * 255.0 / kHeight;
+      scene.picture.insert(scene.picture.end(), {Byte(across + noise()), Byte(down + noise()),
+                                                 Byte(255 - across + noise()), 255});
+      scene.nv12.push_back(Byte(16 + across * 0.8 + noise()));
+    }
   }
-  // Chroma of a block of 2 by 2 pixels, which rows of half the width hold in turn.
-  unsigned char* pair = &scene.nv12[kPixels];
-  unsigned char* u = &scene.planar[kPixels];
-  unsigned char* v = u + kPixels / 4;
-  for (int i = 0; i < kPixels / 4; ++i) {
-    *u++ = *pair++ = Byte(60 + i % (kWidth / 2) * 120.0 / kWidth * 2 + noise() / 2);
-    *v++ = *pair++ = Byte(180 - i / (kWidth / 2) * 120.0 / kHeight * 2 + noise() / 2);
+  Bytes planes[2];
+  for (int y = 0; y < kHeight / 2; ++y) {
+    for (int x = 0; x < kWidth / 2; ++x) {
+      planes[0].push_back(Byte(60 + x * 240.0 / kWidth + noise() / 2));
+      planes[1].push_back(Byte(180 - y * 240.0 / kHeight + noise() / 2));
+      scene.nv12.insert(scene.nv12.end(), {planes[0].back(), planes[1].back()});
+    }
   }
-  std::copy_n(scene.nv12.begin(), kPixels, scene.planar.begin());
-  for (int i = 0; i < kPixels; ++i) {
-    const int chroma = i / kWidth / 2 * kWidth + i % kWidth;
-    scene.yuy2[static_cast<std::size_t>(i) * 2] = scene.nv12[static_cast<std::size_t>(i)];
-    scene.yuy2[static_cast<std::size_t>(i) * 2 + 1] =
-        scene.nv12[static_cast<std::size_t>(kPixels + chroma)];
+  scene.planar.assign(scene.nv12.begin(), scene.nv12.begin() + kPixels);
+  for (const Bytes& plane : planes) {
+    scene.planar.insert(scene.planar.end(), plane.begin(), plane.end());
+  }
+  for (std::size_t i = 0; i < kPixels; i += 2) {
+    // Ours gives both pixels of a pair the first luma, so they have the same.
+    const std::size_t pair = i / kWidth / 2 * (kWidth / 2) + i % kWidth / 2;
+    const unsigned char luma = scene.nv12[i];
+    scene.yuy2.insert(scene.yuy2.end(), {luma, planes[0][pair], luma, planes[1][pair]});
   }
   return scene;
 }
@@ -72,7 +74,7 @@ Rows RowsOf(const Team& team, unsigned part) {
 
 std::vector<Peer> ListPeers() {
   std::vector<Peer> peers;
-  const auto add = [&peers](std::vector<Peer> more) {
+  [[maybe_unused]] const auto add = [&peers](std::vector<Peer> more) {
     std::move(more.begin(), more.end(), std::back_inserter(peers));
   };
 #ifdef VANTRIX_PEER_LIBYUV
