@@ -52,11 +52,15 @@ class Registration {
     AddConversion(Task::kNv12, "NV12 to BGRA", scene_.nv12.size());
     AddConversion(Task::kPlanar, "planar to BGRA", scene_.planar.size());
     AddConversion(Task::kYuy2, "YUY2 to BGRA", scene_.yuy2.size());
+    AddConversion(Task::kAyuv, "AYUV to BGRA", scene_.picture.size());
+    AddConversion(Task::kGrey, "grey to BGRA", kFrameBytes / 4);
     Add({"whole frame", "plain copy", 4.0, kPassBytes, Kind::kPointwise}, [this] {
       return std::pair(MakeFrame(options_.engine, scene_, SubjectOf(Task::kPosterize)), Run{});
     });
+    AddOverlay("bitmap over", 1, Kind::kPointwise);
+    AddOverlay("scaled bitmap over", 1.5f, Kind::kFreeReads);
     std::vector<Subject> subjects = ListSubjects();
-    subjects.insert(subjects.end(), {wide, SubjectOf(Task::kErode64)});
+    for (Subject& variant : ListVariants()) subjects.push_back(std::move(variant));
     for (const Subject& subject : subjects) {
       Add({subject.name, "lavapipe", LimitBesideLavapipe(subject.kind), kPassBytes, subject.kind},
           [=, this] { return std::pair(Pass(subject), MakePass("lavapipe", scene_, subject)); });
@@ -106,6 +110,13 @@ class Registration {
         subject, task, [=, this] { return ours(options_.engine); }, moved);
     Add({name, "lavapipe", 1.0, moved, subject.kind},
         [=, this] { return std::pair(ours(options_.engine), ours("lavapipe")); });
+  }
+
+  void AddOverlay(const std::string& name, float scale, Kind kind) {
+    Add({name, "lavapipe", LimitBesideLavapipe(kind), kPassBytes, kind}, [=, this] {
+      return std::pair(MakeOverlay(options_.engine, scene_, scale),
+                       MakeOverlay("lavapipe", scene_, scale));
+    });
   }
 
   void AddPeers(const Subject& subject, Task task, const std::function<Run()>& ours,

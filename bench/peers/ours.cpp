@@ -114,15 +114,30 @@ Subject MakeSubject(const std::wstring& name) {
           }};
 }
 
-Subject Scaled(const std::wstring& name, const std::string& title, float amount) {
+// The effect of that name after a change.
+Subject Changed(const std::wstring& name, const std::string& title,
+                const std::function<void(Effect&)>& change) {
   Subject subject = MakeSubject(name);
   subject.name = title;
-  subject.make = [make = subject.make, amount](Device& device) {
+  subject.make = [make = subject.make, change](Device& device) {
     auto effect = make(device);
-    effect->SetAmout(amount);
+    change(*effect);
     return effect;
   };
   return subject;
+}
+
+Subject Scaled(const std::wstring& name, const std::string& title, float amount) {
+  return Changed(name, title, [amount](Effect& effect) { effect.SetAmout(amount); });
+}
+
+template <class T>
+Subject WithValue(const std::wstring& name, const std::string& title, unsigned property, T value) {
+  return Changed(name, title, [property, value](Effect& effect) {
+    Check(SUCCEEDED(effect.SetValue(property, reinterpret_cast<const unsigned char*>(&value),
+                                    sizeof(value))),
+          "the effect refuses a value");
+  });
 }
 
 // A device, and an effect with the scene's picture as its input.
@@ -137,6 +152,12 @@ struct Stage {
     input.SetPixels(scene.picture.data(), kWidth, kHeight, kStride, 0);
     output.SetPixelSize(kWidth, kHeight);
     effect->SetInput(0, &input);
+  }
+
+  // Ends a session on `output` and waits for the device, for which one pixel is read.
+  void End() {
+    device.EndDrawNoCallback();
+    Check(probe.Read(output, kWidth / 2, kHeight / 2).has_value(), "a result could not be read");
   }
 
   Device device;
@@ -160,6 +181,10 @@ Video VideoOf(const Scene& scene, Task task) {
       return {DXGI_FORMAT_420_OPAQUE, kWidth, &scene.planar};
     case Task::kYuy2:
       return {DXGI_FORMAT_YUY2, kWidth * 2, &scene.yuy2};
+    case Task::kAyuv:
+      return {DXGI_FORMAT_AYUV, kStride, &scene.picture};
+    case Task::kGrey:
+      return {DXGI_FORMAT_R8_UNORM, kWidth, &scene.nv12};
     default:
       throw std::logic_error("no task on video frames");
   }
@@ -211,6 +236,28 @@ std::vector<Subject> ListSubjects() {
   return subjects;
 }
 
+std::vector<Subject> ListVariants() {
+  constexpr auto kBlur = L"CLSID_D2D1GaussianBlur";
+  constexpr auto kLine = L"CLSID_D2D1DirectionalBlur";
+  constexpr auto kPerspective = L"CLSID_D2D13DTransform";
+  constexpr UINT32 kHard = D2D1_BORDER_MODE_HARD;
+  return {
+      SubjectOf(Task::kBlur64),
+      WithValue(kBlur, "GaussianBlur hard", D2D1_GAUSSIANBLUR_PROP_BORDER_MODE, kHard),
+      SubjectOf(Task::kErode64),
+      WithValue(kLine, "DirectionalBlur 30", D2D1_DIRECTIONALBLUR_PROP_ANGLE, 30.0f),
+      WithValue(kLine, "DirectionalBlur hard", D2D1_DIRECTIONALBLUR_PROP_BORDER_MODE, kHard),
+      Changed(L"CLSID_D2D1ConvolveMatrix", "box 5 x 5",
+              [](Effect& effect) { effect.SetAttribute(L"kernel", 1); }),
+      WithValue(L"CLSID_D2D1ConvolveMatrix", "convolution hard",
+                D2D1_CONVOLVEMATRIX_PROP_BORDER_MODE, kHard),
+      WithValue(kPerspective, "perspective cubic", D2D1_3DTRANSFORM_PROP_INTERPOLATION_MODE,
+                UINT32{D2D1_3DTRANSFORM_INTERPOLATION_MODE_CUBIC}),
+      WithValue(kPerspective, "perspective samples", D2D1_3DTRANSFORM_PROP_INTERPOLATION_MODE,
+                UINT32{D2D1_3DTRANSFORM_INTERPOLATION_MODE_MULTI_SAMPLE_LINEAR}),
+  };
+}
+
 Subject SubjectOf(Task task) {
   switch (task) {
     case Task::kPosterize:
@@ -243,10 +290,19 @@ Run MakePass(const std::string& engine, const Scene& scene, const Subject& subje
             stage->device.DrawImage(
                 stage->effect.get(), left != 0 ? &kOffset : nullptr, left != 0 ? &part : nullptr,
                 D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR, D2D1_COMPOSITE_MODE_SOURCE_COPY);
-            stage->device.EndDrawNoCallback();
-            // The session's end does not wait for the device; this does.
-            Check(stage->probe.Read(stage->output, kWidth / 2, kHeight / 2).has_value(),
-                  "a result could not be read");
+            stage->End();
+          },
+          [stage] { return stage->output.GetGpuPixels(); }};
+}
+
+Run MakeOverlay(const std::string& engine, const Scene& scene, float scale) {
+  const auto stage = std::make_shared<Stage>(engine, scene, SubjectOf(Task::kPosterize));
+  return {[stage, scale] {
+            const D2D_RECT_F place = {0, 0, kWidth * scale, kHeight * scale};
+            stage->device.BeginDraw(&stage->output);
+            stage->device.DrawBitmap(&stage->input, &place, 0.5f, D2D1_INTERPOLATION_MODE_LINEAR,
+                                     nullptr);
+            stage->End();
           },
           [stage] { return stage->output.GetGpuPixels(); }};
 }

@@ -41,6 +41,8 @@ struct Subject {
 
 /// Every effect of the catalogue, and those of the library that are made by class only.
 std::vector<Subject> ListSubjects();
+/// Effects with values that make other programs run than those of `ListSubjects` do.
+std::vector<Subject> ListVariants();
 /// The one for a task on a picture.
 Subject SubjectOf(Task task);
 
@@ -50,6 +52,9 @@ Run MakePass(const std::string& engine, const Scene& scene, const Subject& subje
 
 /// A video frame of the task's layout in host memory to pixels in host memory.
 Run MakeConversion(const std::string& engine, const Scene& scene, Task task);
+
+/// The scene's picture, half transparent and `scale` times as large, over what the target holds.
+Run MakeOverlay(const std::string& engine, const Scene& scene, float scale);
 
 /// Pixels of the host to the render callback, through an effect.
 Run MakeFrame(const std::string& engine, const Scene& scene, const Subject& subject);

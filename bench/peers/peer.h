@@ -30,6 +30,8 @@ enum class Task {
   kNv12,
   kPlanar,
   kYuy2,
+  kAyuv,
+  kGrey,
   kPerspective,  // the picture's corners go to `kCorners`
 };
 
