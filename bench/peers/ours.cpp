@@ -152,6 +152,8 @@ struct Stage {
     input.SetPixels(scene.picture.data(), kWidth, kHeight, kStride, 0);
     output.SetPixelSize(kWidth, kHeight);
     effect->SetInput(0, &input);
+    device.BeginDraw(&output, kTransparent);
+    End();
   }
 
   // Ends a session on `output` and waits for the device, for which one pixel is read.
