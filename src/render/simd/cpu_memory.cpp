@@ -73,6 +73,7 @@ BlockPool::Block* BlockPool::TakeKept(std::uint64_t bytes) noexcept {
 }
 
 BlockPool::Block* BlockPool::Make(std::uint64_t bytes) noexcept {
+  if (bytes > limit_) return nullptr;
   // Huge pages fault in far faster, 512 small ones at a time.
   const std::uint64_t alignment = bytes >= 2 * kHugePage ? kHugePage : kRowAlignment;
   const std::uint64_t size = AlignUp(bytes, alignment);
