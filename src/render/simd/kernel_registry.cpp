@@ -52,7 +52,7 @@ std::optional<Kernel> FindKernel(std::uint64_t program_hash, bool use_native) {
   });
   if (!translated) return std::nullopt;
   Kernel found = *translated;
-  if (!use_native) return found;
+  if (!use_native || !found.name) return found;
   const std::string_view name = found.name;
   const Kernel* const native =
       Find(registry.native, [&](const Kernel& kernel) { return name == kernel.name; });
