@@ -72,12 +72,12 @@ class CpuEngine final : public Engine {
   Status DoMap(Buffer& buffer, Mapping* mapping) override;
   void DoUnmap(Buffer&) override {}
 
-  // Makes a program with the function `function` of its kernel.
-  template <class Made, class Kind, class Function>
-  Status MakeProgram(std::span<const std::byte> spirv, Function Kernel::*function,
-                     std::unique_ptr<Kind>* program);
+  // Finds the kernel of a program.
+  Status Find(std::span<const std::byte> spirv, FoundKernel* kernel);
   // The texture's pixels for a kernel to read; no texture gives no pixels.
   Status Bind(const Texture* texture, TextureView* view);
+  // Draws what the arguments say by the program's kernels, on several threads where that pays.
+  Status RunKernel(const CpuProgram& program, const PixelArguments& arguments);
   const std::byte* FillConstants(std::span<const std::byte> constants);
 
   const bool use_native_kernels_;
@@ -103,32 +103,40 @@ Status CpuEngine::DoCreateBuffer(const BufferDesc& desc, std::unique_ptr<Buffer>
   return status;
 }
 
-template <class Made, class Kind, class Function>
-Status CpuEngine::MakeProgram(std::span<const std::byte> spirv, Function Kernel::*function,
-                              std::unique_ptr<Kind>* program) {
+Status CpuEngine::Find(std::span<const std::byte> spirv, FoundKernel* kernel) {
   const std::uint64_t hash = HashOfProgram(spirv);
-  const std::optional<Kernel> kernel = FindKernel(hash, use_native_kernels_);
-  if (!kernel) {
-    char text[160];
-    std::snprintf(text, sizeof(text),
-                  "Program %016llx was not translated for the CPU when the library was built; it "
-                  "needs a Vulkan device.",
-                  static_cast<unsigned long long>(hash));
-    return Refuse(Status::kUnsupported, text);
+  const std::optional<FoundKernel> found = FindKernel(hash);
+  if (found) {
+    *kernel = *found;
+    return Status::kOk;
   }
-  if (!((*kernel).*function)) return Status::kInvalidArgument;
-  program->reset(new (std::nothrow) Made((*kernel).*function));
-  return *program ? Status::kOk : Status::kOutOfMemory;
+  char text[160];
+  std::snprintf(text, sizeof(text),
+                "Program %016llx was not translated for the CPU when the library was built; it "
+                "needs a Vulkan device.",
+                static_cast<unsigned long long>(hash));
+  return Refuse(Status::kUnsupported, text);
 }
 
 Status CpuEngine::DoCreateProgram(std::span<const std::byte> spirv,
                                   std::unique_ptr<Program>* program) {
-  return MakeProgram<CpuProgram>(spirv, &Kernel::pixel, program);
+  FoundKernel found;
+  const Status status = Find(spirv, &found);
+  if (status != Status::kOk) return status;
+  if (!found.translated.pixel) return Status::kInvalidArgument;
+  program->reset(new (std::nothrow) CpuProgram(found.translated.pixel,
+                                               use_native_kernels_ ? found.native : nullptr));
+  return *program ? Status::kOk : Status::kOutOfMemory;
 }
 
 Status CpuEngine::DoCreateComputeProgram(std::span<const std::byte> spirv,
                                          std::unique_ptr<ComputeProgram>* program) {
-  return MakeProgram<CpuComputeProgram>(spirv, &Kernel::compute, program);
+  FoundKernel found;
+  const Status status = Find(spirv, &found);
+  if (status != Status::kOk) return status;
+  if (!found.translated.compute) return Status::kInvalidArgument;
+  program->reset(new (std::nothrow) CpuComputeProgram(found.translated.compute));
+  return *program ? Status::kOk : Status::kOutOfMemory;
 }
 
 Status CpuEngine::DoUpload(Texture& texture, const Rect& rect, const std::byte* data,
@@ -188,10 +196,31 @@ Status CpuEngine::DoDraw(const Pass& pass) {
   arguments.top = pass.rect.top;
   arguments.bottom = pass.rect.bottom;
   arguments.blend = pass.blend;
-  const PixelKernel kernel = static_cast<const CpuProgram&>(*pass.program).kernel;
-  const bool done = workers_.Run(
-      pass.rect.top, pass.rect.bottom, static_cast<std::uint64_t>(pass.rect.Width()), kLeastPixels,
-      [&](std::int32_t top, std::int32_t bottom) { return kernel(arguments, top, bottom); });
+  return RunKernel(static_cast<const CpuProgram&>(*pass.program), arguments);
+}
+
+Status CpuEngine::RunKernel(const CpuProgram& program, const PixelArguments& arguments) {
+  Bands bands = Bands::kRows;
+  const bool native = program.native && program.native->accepts(arguments, &bands);
+  const PixelKernel kernel = native ? program.native->run : program.kernel;
+  bool done = false;
+  if (bands == Bands::kRows) {
+    done = workers_.Run(
+        arguments.top, arguments.bottom,
+        static_cast<std::uint64_t>(arguments.right - arguments.left), kLeastPixels,
+        [&](std::int32_t top, std::int32_t bottom) { return kernel(arguments, top, bottom); });
+  } else {
+    // Bands meet where cache lines do, whatever the format, so that threads do not share these.
+    constexpr std::int32_t kUnit = kRowAlignment;
+    const auto rows = static_cast<std::uint64_t>(arguments.bottom - arguments.top);
+    done = workers_.Run(arguments.left / kUnit, (arguments.right + kUnit - 1) / kUnit, kUnit * rows,
+                        kLeastPixels, [&](std::int32_t first, std::int32_t last) {
+                          PixelArguments band = arguments;
+                          band.left = std::max(arguments.left, first * kUnit);
+                          band.right = std::min(arguments.right, last * kUnit);
+                          return kernel(band, band.top, band.bottom);
+                        });
+  }
   return done ? Status::kOk : Status::kOutOfMemory;
 }
 

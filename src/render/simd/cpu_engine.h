@@ -12,7 +12,8 @@ struct CpuOptions {
   // Threads that share a pass, the calling one among them. 0 stands for the number that
   // `SetCpuThreads` gave.
   unsigned threads = 0;
-  // Whether programs for which there is a kernel with an algorithm of its own run that.
+  // Whether a kernel with an algorithm of its own draws the passes that it accepts; else the
+  // program as it was translated does.
   bool use_native_kernels = true;
 };
 

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
-#include <hwy/highway.h>
+#include <hwy/targets.h>
 #include <random>
 #include <thread>
 #include <tuple>
@@ -115,6 +115,17 @@ bool Meet(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom
   return true;
 }
 
+// Takes the number of its band's rows from each pixel.
+bool CountBands(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
+  ++s_bands;
+  for (std::int32_t y = top; y < bottom; ++y) {
+    for (std::int32_t x = arguments.left; x < arguments.right; ++x) {
+      Row(arguments, y)[x] -= static_cast<std::uint32_t>(bottom - top);
+    }
+  }
+  return true;
+}
+
 bool Count(const ComputeArguments& arguments, std::int32_t top, std::int32_t bottom) {
   const auto first = Constant<std::uint32_t>(arguments.constants);
   for (std::int32_t y = top; y < bottom; ++y) {
@@ -127,24 +138,32 @@ bool Count(const ComputeArguments& arguments, std::int32_t top, std::int32_t bot
 }
 
 enum Number : std::uint32_t { kOwn, kFill, kComplement, kRunOut, kThrow, kRecord, kMeet, kCount };
-constexpr Kernel Pixel(const char* name, Number number, Simd::PixelKernel run) {
+constexpr Kernel Translated(const char* name, Number number, Simd::PixelKernel run) {
   return {name,
           Simd::HashOfProgram(
               std::bit_cast<std::array<std::byte, sizeof(Module)>>(PixelModule(number))),
           run, nullptr};
 }
 const Kernel kKernels[] = {
-    Pixel("own", kOwn, Own),
-    Pixel("cpu_engine_test_fill", kFill, Fill),
-    Pixel("complement", kComplement, Complement),
-    Pixel("run_out", kRunOut, RunOut),
-    Pixel("throw", kThrow, Throw),
-    Pixel("record", kRecord, Record),
-    Pixel("meet", kMeet, Meet),
+    Translated("own", kOwn, Own),
+    Translated("cpu_engine_test_fill", kFill, Fill),
+    Translated("complement", kComplement, Complement),
+    Translated("run_out", kRunOut, RunOut),
+    Translated("throw", kThrow, Throw),
+    Translated("record", kRecord, Record),
+    Translated("meet", kMeet, Meet),
     {"count", Simd::HashOfProgram(Bytes(ComputeModule(kCount))), nullptr, Count},
 };
-// Draws what the first of this name would not.
-const Kernel kNativeKernels[] = {{"cpu_engine_test_fill", 0, Complement, nullptr}};
+// Draws what the first of this name would not, pass by pass as a constant says.
+constexpr std::uint32_t kDeclined = 5;
+constexpr std::uint32_t kByRows = 6;
+constexpr std::uint32_t kByColumns = 7;
+bool Accepts(const PixelArguments& arguments, Simd::Bands* bands) {
+  const auto wish = Constant<std::uint32_t>(arguments.constants);
+  if (wish == kByColumns) *bands = Simd::Bands::kColumns;
+  return wish != kDeclined;
+}
+const Simd::NativeKernel kNativeKernels[] = {{"cpu_engine_test_fill", CountBands, Accepts}};
 
 class CpuEngineTest : public ::testing::Test {
  protected:
@@ -521,16 +540,32 @@ TEST_F(CpuEngineTest, UnknownProgramsAreRefusedWithAReasonAndHostileOnesDoNoHarm
   }
 }
 
-TEST_F(CpuEngineTest, AKernelWithAnAlgorithmOfItsOwnReplacesTheTranslatedOneOfItsName) {
+TEST_F(CpuEngineTest, AKernelWithAnAlgorithmOfItsOwnDrawsWhatItAcceptsUnlessToldOtherwise) {
   Simd::AddNativeKernels(kNativeKernels);
-  const auto drawn = [this] {
-    const TexturePtr target = Make(8, 8, Pixels(64, 0xF0F0F0F0));
-    EXPECT_EQ(Draw(kFill, *target, target->Bounds(), nullptr, 5), Status::kOk);
-    return Read(*target);
+  constexpr std::uint32_t kWidth = 500;
+  constexpr std::uint32_t kHeight = 300;
+  const Pixels before = RandomPixels(kWidth * kHeight, 11);
+  const Rect rect{3, 5, 497, 290};
+  const auto expect_drawn = [&](std::uint32_t constant, auto change) {
+    const TexturePtr target = Make(kWidth, kHeight, before);
+    s_bands = 0;
+    EXPECT_EQ(Draw(kFill, *target, rect, nullptr, constant), Status::kOk);
+    EXPECT_EQ(Read(*target), Changed(before, kWidth, rect, change)) << constant;
   };
-  EXPECT_EQ(drawn(), Pixels(64, 5));
+  const auto fill = [](std::uint32_t constant) { return [=](auto...) { return constant; }; };
+  for (const std::uint32_t constant : {kDeclined, kByRows, kByColumns}) {
+    expect_drawn(constant, fill(constant));
+    EXPECT_EQ(s_bands, 0);
+  }
   Start({});
-  EXPECT_EQ(drawn(), Pixels(64, 0x0F0F0F0F));
+  expect_drawn(kDeclined, fill(kDeclined));
+  const auto less_rows = [](std::uint32_t pixel, int, int) { return pixel - 285; };
+  expect_drawn(kByColumns, less_rows);
+  if (Simd::ThreadCount(*engine_) > 1) {
+    EXPECT_GT(s_bands, 1);
+  }
+  Start({.threads = 1});
+  expect_drawn(kByRows, less_rows);
 }
 
 TEST_F(CpuEngineTest, TexturesAndBuffersOfAnySizeAreMadeOrRefused) {
@@ -591,12 +626,16 @@ TEST_F(CpuEngineTest, WordsOfComputeProgramsAreKeptForTheirReaderWhenTheyAreWrit
 class ForcedInstructions : public CpuEngineTest {
  protected:
   static void Force(const char* option) { ASSERT_EQ(setenv(kVariable, option, 1), 0); }
+  void SetUp() override {
+    if (const char* const set = std::getenv(kVariable)) before_ = set;
+    Force("");
+  }
   void TearDown() override {
-    // Back to the best.
-    unsetenv(kVariable);
+    Force(before_.c_str());
     Start({});
   }
   static constexpr const char* kVariable = "VANTRIX_SIMD_TARGET";
+  std::string before_;
 };
 
 TEST_F(ForcedInstructions, AreUsedWhereTheCpuHasThemAndAnErrorElse) {

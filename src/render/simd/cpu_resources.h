@@ -9,6 +9,7 @@
 
 #include "render/simd/cpu_memory.h"
 #include "render/simd/kernel.h"
+#include "render/simd/native/native_kernels.h"
 #include "render/simd/workers.h"
 
 namespace Vantra::Render::Simd {
@@ -80,8 +81,11 @@ class CpuBuffer final : public Buffer {
 
 class CpuProgram final : public Program {
  public:
-  explicit CpuProgram(PixelKernel run) : kernel(run) {}
+  CpuProgram(PixelKernel of_program, const NativeKernel* of_name)
+      : kernel(of_program), native(of_name) {}
   const PixelKernel kernel;
+  // Draws the passes that it accepts. May be null.
+  const NativeKernel* const native;
 };
 
 class CpuComputeProgram final : public ComputeProgram {

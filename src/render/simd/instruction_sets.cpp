@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <hwy/highway.h>
+#include <hwy/targets.h>
 #include <mutex>
 
 #if HWY_ARCH_X86
@@ -47,9 +47,7 @@ bool Has(std::int64_t targets, const InstructionSet& set) {
 }
 
 void Apply(std::int64_t targets) {
-  static std::int64_t applied = 0;
-  if (applied == targets) return;
-  applied = targets;
+  if (hwy::SupportedTargets() == targets) return;
   hwy::SetSupportedTargetsForTest(targets);
   // At once, so that kernels that run on other threads never find it unset.
   hwy::GetChosenTarget().Update(targets);

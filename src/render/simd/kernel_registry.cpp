@@ -7,11 +7,14 @@
 namespace Vantra::Render::Simd {
 namespace {
 
+template <class Entry>
+using Tables = std::vector<std::span<const Entry>>;
+
 // Engines on different threads share it.
 struct Registry {
   std::mutex mutex;
-  std::vector<std::span<const Kernel>> translated = {GetKernelTable()};
-  std::vector<std::span<const Kernel>> native = {GetNativeKernelTable()};
+  Tables<Kernel> translated = {GetKernelTable()};
+  Tables<NativeKernel> native = {GetNativeKernelTable()};
 };
 
 Registry& GetRegistry() {
@@ -20,11 +23,11 @@ Registry& GetRegistry() {
   return registry;
 }
 
-template <class Match>
-const Kernel* Find(const std::vector<std::span<const Kernel>>& tables, Match match) {
-  for (const std::span<const Kernel> table : tables) {
-    for (const Kernel& kernel : table) {
-      if (match(kernel)) return &kernel;
+template <class Entry, class Match>
+const Entry* Find(const Tables<Entry>& tables, Match match) {
+  for (const std::span<const Entry> table : tables) {
+    for (const Entry& entry : table) {
+      if (match(entry)) return &entry;
     }
   }
   return nullptr;
@@ -38,27 +41,23 @@ void AddKernels(std::span<const Kernel> kernels) {
   registry.translated.push_back(kernels);
 }
 
-void AddNativeKernels(std::span<const Kernel> kernels) {
+void AddNativeKernels(std::span<const NativeKernel> kernels) {
   Registry& registry = GetRegistry();
   const std::lock_guard lock(registry.mutex);
   registry.native.push_back(kernels);
 }
 
-std::optional<Kernel> FindKernel(std::uint64_t program_hash, bool use_native) {
+std::optional<FoundKernel> FindKernel(std::uint64_t program_hash) {
   Registry& registry = GetRegistry();
   const std::lock_guard lock(registry.mutex);
   const Kernel* const translated = Find(registry.translated, [&](const Kernel& kernel) {
     return kernel.program_hash == program_hash;
   });
   if (!translated) return std::nullopt;
-  Kernel found = *translated;
-  if (!use_native || !found.name) return found;
-  const std::string_view name = found.name;
-  const Kernel* const native =
-      Find(registry.native, [&](const Kernel& kernel) { return name == kernel.name; });
-  if (native && found.pixel) found.pixel = native->pixel;
-  if (native && found.compute) found.compute = native->compute;
-  return found;
+  const std::string_view name = translated->name ? translated->name : "";
+  return FoundKernel{*translated, Find(registry.native, [&](const NativeKernel& kernel) {
+                       return name == kernel.name;
+                     })};
 }
 
 }  // namespace Vantra::Render::Simd

@@ -8,23 +8,25 @@
 #include <span>
 
 #include "render/simd/kernel.h"
+#include "render/simd/native/native_kernels.h"
 
 namespace Vantra::Render::Simd {
 
 // Of the library's programs, translated when it was built.
 std::span<const Kernel> GetKernelTable();
 
-// Kernels with an algorithm of their own. Each replaces the translated kernel of its name; hashes
-// are not read.
-std::span<const Kernel> GetNativeKernelTable();
-
-// Adds kernels to the former or the latter, for programs that are made from now on. The kernels
-// must live to the end of the process.
+// Adds kernels to those of the library, for programs that are made from now on. They must live to
+// the end of the process.
 void AddKernels(std::span<const Kernel> kernels);
-void AddNativeKernels(std::span<const Kernel> kernels);
+void AddNativeKernels(std::span<const NativeKernel> kernels);
 
-// The kernel of the program of this hash. With `use_native`, its functions are those of the native
-// kernel of its name, where there is one.
-std::optional<Kernel> FindKernel(std::uint64_t program_hash, bool use_native);
+struct FoundKernel {
+  Kernel translated;
+  // Of the same name; draws the passes that it accepts in place of the former. May be null.
+  const NativeKernel* native = nullptr;
+};
+
+// The kernel of the program of this hash.
+std::optional<FoundKernel> FindKernel(std::uint64_t program_hash);
 
 }  // namespace Vantra::Render::Simd

@@ -3,6 +3,6 @@
 namespace Vantra::Render::Simd {
 
 std::span<const Kernel> GetKernelTable() { return {}; }
-std::span<const Kernel> GetNativeKernelTable() { return {}; }
+std::span<const NativeKernel> GetNativeKernelTable() { return {}; }
 
 }  // namespace Vantra::Render::Simd
