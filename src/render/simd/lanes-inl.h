@@ -17,7 +17,10 @@
 #include <limits>
 
 #include "hwy/highway.h"
-#include "render/simd/targets.h"
+
+#if HWY_TARGET == HWY_SCALAR
+#error "render/simd/targets.h comes first"
+#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {

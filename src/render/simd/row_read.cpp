@@ -1,12 +1,13 @@
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "render/simd/row_read.cpp"
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/row_read.cpp"
 #include "hwy/foreach_target.h"
 #include "render/simd/row_read-inl.h"
-#include "render/simd/targets.h"
 #include "render/simd/texel-inl.h"
 
 HWY_BEFORE_NAMESPACE();

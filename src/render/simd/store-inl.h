@@ -12,9 +12,9 @@
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
 
-// Any format, blend and count.
+// Any format, blend and count. The colour comes in registers, so that the short way keeps it there.
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
-                    std::int32_t count, const Color& color);
+                    std::int32_t count, F r, F g, F b, F a);
 
 // Stores the first `count` results, at most `kLanes`, from (x, y) of the target on: NaN as 0, else
 // clamped to 0..1, at the nearest step.
@@ -28,7 +28,7 @@ HWY_INLINE void StoreResult(const PixelArguments& arguments, std::int32_t x, std
     Store(ToWords<true>(color), reinterpret_cast<std::uint32_t*>(to));
     return;
   }
-  StoreAnyResult(arguments, x, y, count, color);
+  StoreAnyResult(arguments, x, y, count, color.r, color.g, color.b, color.a);
 }
 
 }  // namespace Vantra::Render::Simd::HWY_NAMESPACE

@@ -1,10 +1,11 @@
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "render/simd/store.cpp"
 #include <cstring>
 
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/store.cpp"
 #include "hwy/foreach_target.h"
 #include "render/simd/store-inl.h"
-#include "render/simd/targets.h"
 #include "render/simd/texel-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -90,7 +91,7 @@ HWY_INLINE void StoreTexels(Format format, const Color& color, std::byte* to) {
 }  // namespace
 
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
-                    std::int32_t count, const Color& color) {
+                    std::int32_t count, F r, F g, F b, F a) {
   const Format format = arguments.target.format;
   const std::size_t bytes = BytesPerPixel(format);
   std::byte* const to = arguments.target.data +
@@ -100,7 +101,7 @@ void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_
   // A part of a group goes through memory of a whole one.
   alignas(64) std::byte group[kMaximumGroupBytes] = {};
   std::byte* const at = count == kLanes ? to : group;
-  Color result = EachChannel([](F channel) HWY_ATTR { return ClampedToOne(channel); }, color);
+  Color result = {ClampedToOne(r), ClampedToOne(g), ClampedToOne(b), ClampedToOne(a)};
   if (arguments.blend != Blend::kReplace) {
     if (at == group) std::memcpy(group, to, used);
     const Color target = FromStored(format, LoadTexels(format, at));

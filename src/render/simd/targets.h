@@ -1,18 +1,18 @@
 #pragma once
 
-// The instruction sets that kernels are compiled for. It has to be the first to include anything of
-// Highway, so each file of kernels includes it before `hwy/foreach_target.h`:
+// The instruction sets that kernels are compiled for. Each file of kernels includes this before
+// anything of Highway:
+//
+//   #include "render/simd/targets.h"
 //
 //   #undef HWY_TARGET_INCLUDE
 //   #define HWY_TARGET_INCLUDE "render/simd/name.cpp"
-//   #include "render/simd/targets.h"
-//
 //   #include "hwy/foreach_target.h"
 //   #include "render/simd/program-inl.h"
 //
-// On x86 these are SSE4, AVX2 and AVX-512. Functions get their instruction set by attributes, so
-// the files need no compiler option, and the rest of the library runs where SSE4 is missing. There
-// the engine must not call a kernel: `RunsKernels` tells.
+// On x86 they are SSE4, AVX2 and AVX-512. Functions get their instruction set by attributes, so the
+// files need no compiler option, and the rest of the library runs where SSE4 is missing. There the
+// engine must not call a kernel: `RunsKernels` tells.
 
 #ifdef HIGHWAY_HWY_DETECT_TARGETS_H_
 #error "render/simd/targets.h comes before all of Highway"

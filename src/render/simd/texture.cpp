@@ -1,7 +1,8 @@
+#include "render/simd/targets.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "render/simd/texture.cpp"
 #include "hwy/foreach_target.h"
-#include "render/simd/targets.h"
 #include "render/simd/texel-inl.h"
 #include "render/simd/texture-inl.h"
 
