@@ -171,7 +171,8 @@ HWY_INLINE F Log(F x) {
   return LogSpecials(x, Fma(parts.exponent, Broadcast(0.693147182f), low));
 }
 
-HWY_INLINE F Pow(F x, F y) {
+// Of a positive x. Neither is infinite.
+HWY_INLINE F PowOfPositive(F x, F y) {
   // The logarithm as the sum of two floats, since the power magnifies its error.
   const SplitNumber parts = Split(x);
   const F f = parts.fraction;
@@ -198,6 +199,29 @@ HWY_INLINE F Pow(F x, F y) {
   const F fraction =
       Add(Sub(clamped, whole), Select(Equal(clamped, power), power_rest, Broadcast(0.0f)));
   return Scale(Exp2OfFraction(fraction), whole);
+}
+
+inline HWY_NOINLINE F PowOfAny(F x, F y) {
+  const F zero = Broadcast(0.0f);
+  const F one = Broadcast(1.0f);
+  const F magnitude = Abs(x);
+  const M is_zero = Equal(magnitude, zero);
+  F result = PowOfPositive(magnitude, y);
+  result = Select(Or(is_zero, IsInf(magnitude)),
+                  Select(Equal(is_zero, Greater(y, zero)), zero, Infinity()), result);
+  result = Select(Equal(magnitude, one), one, result);
+  const M negative = Less(BitsToInt(x), Broadcast(0));
+  const M odd = Equal(Fract(Mul(y, Broadcast(0.5f))), Broadcast(0.5f));
+  result = Select(And(negative, odd), Neg(result), result);
+  const M fails = And(And(Less(x, zero), Not(IsInf(x))), NotEqual(y, Floor(y)));
+  result = Select(Or(fails, Or(IsNan(x), IsNan(y))), Nan(), result);
+  return Select(Or(Equal(y, zero), Equal(x, one)), one, result);
+}
+
+HWY_INLINE F Pow(F x, F y) {
+  const M plain =
+      And(And(Greater(x, Broadcast(0.0f)), Less(x, Infinity())), Less(Abs(y), Infinity()));
+  return HWY_LIKELY(All(plain)) ? PowOfPositive(x, y) : PowOfAny(x, y);
 }
 
 // The inverse functions of sine and tangent
