@@ -310,6 +310,9 @@ TEST(Engines, HardwareComesFirstThenTheCpuThenVulkanInSoftware) {
   device.Intialize(nullptr);
   EXPECT_EQ(Platform::GetEngineChoice().engine.name, list.engines.front().name);
   EXPECT_EQ(Platform::GetEngineChoice().engine.kind, list.engines.front().kind);
+  if (list.engines.front().kind == Platform::EngineKind::kCpu) {
+    EXPECT_EQ(Platform::GetEngineChoice().reason.rfind("there is no usable GPU", 0), 0u);
+  }
   EXPECT_TRUE(SelectEngineUnderTest());
 }
 
@@ -335,6 +338,25 @@ TEST(Engines, TheChoiceIsKeptAndExplained) {
   }
   EXPECT_TRUE(SelectEngineUnderTest());
   EXPECT_FALSE(Platform::InjectDeviceLoss(nullptr));
+}
+
+TEST(Engines, TheCpuEngineDrawsWithNoMoreThreadsThanItIsToldTo) {
+  ASSERT_EQ(Platform::SelectEngine(Platform::EngineKind::kCpu), HasCpuEngine());
+  if (!HasCpuEngine()) return;
+  const auto threads = [](unsigned wanted) {
+    Platform::SetCpuThreads(wanted);
+    TestDevice device;
+    device.Start();
+    const unsigned count = Render::Simd::ThreadCount(device.Engine());
+    device.Stop();
+    return count;
+  };
+  EXPECT_EQ(threads(1), 1u);
+  const unsigned all = threads(0);
+  EXPECT_GE(all, 1u);
+  EXPECT_EQ(threads(100000), all);
+  Platform::SetCpuThreads(0);
+  EXPECT_TRUE(SelectEngineUnderTest());
 }
 
 }  // namespace
