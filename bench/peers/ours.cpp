@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string_view>
@@ -13,20 +12,6 @@ namespace Vantra::Bench {
 namespace {
 
 using Platform::EngineKind;
-
-// The library may have no CPU engine.
-template <class Enumeration = EngineKind>
-std::optional<Enumeration> CpuKind() {
-  if constexpr (requires { Enumeration::kCpu; }) {
-    return Enumeration::kCpu;
-  } else {
-    return std::nullopt;
-  }
-}
-namespace without_cpu_engine {
-// Any other function of that name is preferred.
-[[maybe_unused]] void SetCpuThreads(...) {}
-}  // namespace without_cpu_engine
 
 std::string Narrow(std::wstring_view text) { return {text.begin(), text.end()}; }
 
@@ -201,8 +186,7 @@ void ChooseEngine(const std::string& name) {
   } else if (name == "vulkan") {
     chosen = Platform::SelectEngine(EngineKind::kVulkan);
   } else if (name == "cpu") {
-    const std::optional<EngineKind> kind = CpuKind();
-    chosen = kind && Platform::SelectEngine(*kind);
+    chosen = Platform::SelectEngine(EngineKind::kCpu);
   } else if (name == "lavapipe") {
     for (const Platform::EngineInfo& engine : Platform::ListEngines().engines) {
       if (chosen || engine.kind != EngineKind::kVulkan) continue;
@@ -214,9 +198,7 @@ void ChooseEngine(const std::string& name) {
 }
 
 void SetEngineThreads(unsigned threads) {
-  using namespace Platform;
-  using namespace without_cpu_engine;
-  SetCpuThreads(threads);
+  Platform::SetCpuThreads(threads);
   // The software device of Vulkan reads it when it is started.
   setenv("LP_NUM_THREADS", std::to_string(threads).c_str(), 1);
 }
