@@ -20,6 +20,12 @@ void CodeText::Block(const std::string& head, const CodeText& body) {
   Line("}");
 }
 
+void CodeText::ElseBlock(const CodeText& body) {
+  lines_.back().text = "} else {";
+  Append(body, 1);
+  Line("}");
+}
+
 bool CodeText::Mentions(std::string_view word) const {
   const auto part_of_name = [](char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';

@@ -18,6 +18,11 @@ class CodeText {
   void Append(const CodeText& other, int depth = 0);
   // `head {`, the body one step deeper, and `}`.
   void Block(const std::string& head, const CodeText& body);
+  // The same for what is done otherwise, behind such a block.
+  void ElseBlock(const CodeText& body);
+
+  // Makes the block before the definition of a structure.
+  void EndStructure() { lines_.back().text = "};"; }
 
   bool Empty() const { return lines_.empty(); }
   bool EndsWith(std::string_view line) const {

@@ -7,7 +7,7 @@
 
 namespace Vantra::Pixelc {
 
-Divergence::Divergence(const Program& program, const Flow& flow)
+Divergence::Divergence(const Program& program, const FlowRegions& flow)
     : program_(program),
       flow_(flow),
       block_of_(program.types.size(), 0),
@@ -222,7 +222,7 @@ bool Divergence::FindDivergentFlow() {
 void Divergence::FindJoins(LoopId region, BlockId node) {
   std::map<BlockId, BlockId> way;
   const auto arrive = [&](BlockId at, BlockId from) {
-    if (at == Flow::kEnd) return;
+    if (at == FlowRegions::kEnd) return;
     const auto [known, is_new] = way.try_emplace(at, from);
     if (!is_new && known->second != from) {
       joins_[at] = true;

@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-#include "flow.h"
+#include "flow_regions.h"
 #include "ir.h"
 
 namespace Vantra::Pixelc {
@@ -23,7 +23,7 @@ enum class Kind : std::uint8_t {
 class Divergence {
  public:
   // Of a normalised program.
-  Divergence(const Program& program, const Flow& flow);
+  Divergence(const Program& program, const FlowRegions& flow);
 
   Kind KindOf(ValueId value) const { return kinds_[value]; }
   bool IsUniform(ValueId value) const { return kinds_[value] == Kind::kUniform; }
@@ -51,7 +51,7 @@ class Divergence {
   void UpdateArrays();
 
   const Program& program_;
-  const Flow& flow_;
+  const FlowRegions& flow_;
   std::vector<BlockId> block_of_;
   std::vector<Kind> kinds_;
   std::vector<bool> uniform_blocks_;

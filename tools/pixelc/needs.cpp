@@ -6,7 +6,7 @@
 
 namespace Vantra::Pixelc {
 
-Needs::Needs(const Program& program, const Flow& flow, const Divergence& divergence)
+Needs::Needs(const Program& program, const FlowRegions& flow, const Divergence& divergence)
     : program_(program),
       flow_(flow),
       divergence_(divergence),

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "divergence.h"
-#include "flow.h"
+#include "flow_regions.h"
 #include "ir.h"
 
 namespace Vantra::Pixelc {
@@ -21,7 +21,7 @@ enum class Function {
 
 class Needs {
  public:
-  Needs(const Program& program, const Flow& flow, const Divergence& divergence);
+  Needs(const Program& program, const FlowRegions& flow, const Divergence& divergence);
 
   bool Value(Function function, ValueId value) const { return Of(function).values[value]; }
   // Whether the function has to do with the block.
@@ -63,7 +63,7 @@ class Needs {
   void PutOnTape(std::vector<std::vector<ValueId>>& tape, ValueId value);
 
   const Program& program_;
-  const Flow& flow_;
+  const FlowRegions& flow_;
   const Divergence& divergence_;
   std::vector<BlockId> block_of_;
   std::vector<std::size_t> index_of_;

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "flow.h"
+#include "flow_regions.h"
 
 namespace Vantra::Pixelc {
 
@@ -224,7 +224,7 @@ void Reorder(Program& program) {
 // Finds what a value of a loop is at places behind the loop.
 class LoopValue {
  public:
-  LoopValue(Program& program, const Flow& flow, LoopId loop, ValueId value)
+  LoopValue(Program& program, const FlowRegions& flow, LoopId loop, ValueId value)
       : program_(program), flow_(flow), loop_(loop), value_(value) {}
 
   ValueId AtEnd(BlockId block) { return flow_.Contains(loop_, block) ? value_ : AtStart(block); }
@@ -251,13 +251,13 @@ class LoopValue {
 
  private:
   Program& program_;
-  const Flow& flow_;
+  const FlowRegions& flow_;
   LoopId loop_;
   ValueId value_;
   std::map<BlockId, ValueId> at_start_;
 };
 
-void CloseLoop(Program& program, const Flow& flow, LoopId loop) {
+void CloseLoop(Program& program, const FlowRegions& flow, LoopId loop) {
   std::map<ValueId, LoopValue> defined;
   for (BlockId id = 0; id < program.blocks.size(); ++id) {
     if (!flow.Contains(loop, id)) continue;
@@ -330,7 +330,7 @@ void Normalize(Program& program) {
   Reorder(program);
   SplitEdges(program);
   Reorder(program);
-  const Flow flow(program);
+  const FlowRegions flow(program);
   for (LoopId loop = static_cast<LoopId>(flow.Loops().size()); loop-- > 1;) {
     CloseLoop(program, flow, loop);
   }

@@ -1,4 +1,4 @@
-#include "flow.h"
+#include "flow_regions.h"
 
 #include <algorithm>
 #include <functional>
@@ -38,14 +38,14 @@ std::vector<BlockId> ReversePostorder(const Program& program) {
   return order;
 }
 
-Flow::Flow(const Program& program) {
+FlowRegions::FlowRegions(const Program& program) {
   FindDominators(program);
   FindLoops(program);
   regions_.resize(loops_.size());
   for (LoopId loop = 0; loop < loops_.size(); ++loop) BuildRegion(program, loop);
 }
 
-void Flow::FindDominators(const Program& program) {
+void FlowRegions::FindDominators(const Program& program) {
   immediate_dominator_.assign(program.blocks.size(), kNone);
   immediate_dominator_[0] = 0;
   // Blocks are in reverse postorder, so that the walk up goes to smaller numbers.
@@ -75,14 +75,14 @@ void Flow::FindDominators(const Program& program) {
   }
 }
 
-bool Flow::Dominates(BlockId dominator, BlockId block) const {
+bool FlowRegions::Dominates(BlockId dominator, BlockId block) const {
   while (block > dominator) block = immediate_dominator_[block];
   return block == dominator;
 }
 
-bool Flow::IsBackEdge(BlockId from, BlockId to) const { return from >= to && Dominates(to, from); }
+bool FlowRegions::IsBackEdge(BlockId from, BlockId to) const { return from >= to && Dominates(to, from); }
 
-void Flow::FindLoops(const Program& program) {
+void FlowRegions::FindLoops(const Program& program) {
   const auto& blocks = program.blocks;
   loop_of_.assign(blocks.size(), 0);
   loops_.push_back({.header = 0, .parent = kNone, .exits = {}, .nodes = {}});
@@ -137,43 +137,43 @@ void Flow::FindLoops(const Program& program) {
   }
 }
 
-bool Flow::Contains(LoopId loop, BlockId block) const {
+bool FlowRegions::Contains(LoopId loop, BlockId block) const {
   LoopId inner = loop_of_[block];
   while (inner != kNone && inner > loop) inner = loops_[inner].parent;
   return inner == loop;
 }
 
-BlockId Flow::NodeOf(LoopId loop, BlockId block) const {
+BlockId FlowRegions::NodeOf(LoopId loop, BlockId block) const {
   LoopId inner = loop_of_[block];
   if (inner == loop) return block;
   while (loops_[inner].parent != loop) inner = loops_[inner].parent;
   return loops_[inner].header;
 }
 
-LoopId Flow::LoopAt(LoopId region, BlockId node) const {
+LoopId FlowRegions::LoopAt(LoopId region, BlockId node) const {
   LoopId inner = loop_of_[node];
   while (loops_[inner].parent != region) inner = loops_[inner].parent;
   return inner;
 }
 
-BlockId Flow::ParentNode(LoopId region, BlockId node) const {
+BlockId FlowRegions::ParentNode(LoopId region, BlockId node) const {
   if (node == loops_[region].header) return kNone;
   return NodeOf(region, immediate_dominator_[node]);
 }
 
-const std::vector<BlockId>& Flow::NodeSuccessors(LoopId region, BlockId node) const {
+const std::vector<BlockId>& FlowRegions::NodeSuccessors(LoopId region, BlockId node) const {
   return regions_[region].successors.at(node);
 }
 
-bool Flow::AlwaysReaches(LoopId region, BlockId node, BlockId later) const {
+bool FlowRegions::AlwaysReaches(LoopId region, BlockId node, BlockId later) const {
   return regions_[region].always_reached.at(node).count(later) != 0;
 }
 
-const std::set<BlockId>& Flow::Deciders(LoopId region, BlockId node) const {
+const std::set<BlockId>& FlowRegions::Deciders(LoopId region, BlockId node) const {
   return regions_[region].deciders.at(node);
 }
 
-void Flow::BuildRegion(const Program& program, LoopId loop) {
+void FlowRegions::BuildRegion(const Program& program, LoopId loop) {
   Region& region = regions_[loop];
   const std::vector<BlockId>& nodes = loops_[loop].nodes;
   for (const BlockId node : nodes) {

@@ -38,9 +38,9 @@ std::vector<BlockId> SuccessorsOf(const Block& block);
 // Blocks that block 0 reaches, in reverse postorder.
 std::vector<BlockId> ReversePostorder(const Program& program);
 
-class Flow {
+class FlowRegions {
  public:
-  explicit Flow(const Program& program);
+  explicit FlowRegions(const Program& program);
 
   // The program is region 0, the others are its loops, outer ones first.
   const std::vector<Loop>& Loops() const { return loops_; }
