@@ -1,6 +1,7 @@
 # Programs for the CPU engine. Every pixel and compute program that `vantrix_compile_shader` compiles
-# is translated to C++ too: those of folders called `testdata` for the tests, all others for the
-# library. They are compiled once for each SIMD target, in sources of a few programs each.
+# is translated to C++ too: those of `src` for the library, those of folders called `testdata` and
+# those outside of `src` for the tests. They are compiled once for each SIMD target, in sources of a
+# few programs each.
 
 if(VANTRIX_SIMD)
   find_program(SPIRV_OPT spirv-opt REQUIRED)
@@ -40,10 +41,10 @@ function(vantrix_translate_program source spirv)
   # The rule belongs to the program's folder; the kernels are built by others.
   add_custom_target(vantrix_kernel_${name} DEPENDS ${result})
 
-  if(source MATCHES "/testdata/")
-    set_property(GLOBAL APPEND PROPERTY VANTRIX_TEST_KERNELS ${name})
-  else()
+  if(source MATCHES "^src/" AND NOT source MATCHES "/testdata/")
     set_property(GLOBAL APPEND PROPERTY VANTRIX_LIBRARY_KERNELS ${name})
+  else()
+    set_property(GLOBAL APPEND PROPERTY VANTRIX_TEST_KERNELS ${name})
   endif()
   cmake_path(GET source PARENT_PATH group)
   string(MAKE_C_IDENTIFIER "${group}" group)
