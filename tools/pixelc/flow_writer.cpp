@@ -303,8 +303,8 @@ void FlowWriter::WriteEdge(BlockId from, BlockId to, const std::string& mask, Co
         const std::string lanes = mask.empty() ? "Broadcast(true)" : mask;
         const bool is_first =
             assigned_.insert(MaskOf(to)).second && flow.InnermostLoop(from) == EntryRegion(to);
-        out.Line(MaskOf(to) + " = " +
-                 (is_first ? lanes : "Or(" + MaskOf(to) + ", " + lanes + ")") + ";");
+        out.Line(MaskOf(to) + " = " + (is_first ? lanes : "Or(" + MaskOf(to) + ", " + lanes + ")") +
+                 ";");
         break;
       }
     }
@@ -344,8 +344,8 @@ void FlowWriter::WriteCopies(BlockId from, BlockId to, const std::string& mask, 
   for (std::size_t i = 0; i < variables.size(); ++i) {
     const std::string& name = variables[i].name;
     const bool is_first = assigned_.insert(name).second && once;
-    const bool whole = !variables[i].is_lanes || mask.empty() || is_first ||
-                       analysis_.flow.IsBackEdge(from, to);
+    const bool whole =
+        !variables[i].is_lanes || mask.empty() || is_first || analysis_.flow.IsBackEdge(from, to);
     if (sources[i] == name) continue;
     out.Line(name + " = " +
              (whole ? sources[i] : "Select(" + mask + ", " + sources[i] + ", " + name + ")") + ";");

@@ -2,10 +2,9 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "testing/generated_programs.cpp"
-#include "render/simd/targets.h"
-
 #include "hwy/foreach_target.h"
 #include "render/simd/program-inl.h"
+#include "render/simd/targets.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
