@@ -140,7 +140,9 @@ void RowWriter::SetOffset(ValueId value, const std::string& expression, CodeText
 void RowWriter::WriteShape(const Instruction& instruction, CodeText& out) {
   const ValueId value = instruction.results[0];
   const std::vector<ValueId>& operands = instruction.operands;
-  const auto is_uniform = [&](std::size_t i) { return analysis_.divergence.IsUniform(operands[i]); };
+  const auto is_uniform = [&](std::size_t i) {
+    return analysis_.divergence.IsUniform(operands[i]);
+  };
   const auto slope = [&](std::size_t i) { return SlopeOf(operands[i]); };
   const auto offset = [&](std::size_t i) { return OffsetOf(operands[i]); };
   const auto sum = [&](const std::string& a, const std::string& b) {

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "testing/assembler.h"
@@ -23,7 +24,7 @@ Shape ShapeOf(const TestValue& value) {
   }
   if (value.type.starts_with("mat")) {
     const auto rows = static_cast<std::uint32_t>(value.type.back() - '0');
-    return {.column = "v" + std::to_string(rows) + "float",
+    return {.column = fmt::format("v{}float", rows),
             .rows = rows,
             .scalars = std::vector<std::string>(value.bits.size(), "float")};
   }
