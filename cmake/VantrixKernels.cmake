@@ -32,7 +32,7 @@ function(vantrix_translate_program source spirv)
   # recompiles only the programs that come out differently.
   add_custom_command(
     OUTPUT ${result}
-    COMMAND ${SPIRV_OPT} -Oconfig=${flags} ${spirv} -o ${normal}
+    COMMAND ${SPIRV_OPT} --scalar-block-layout -Oconfig=${flags} ${spirv} -o ${normal}
     COMMAND pixelc --name ${name} --program ${spirv} --output ${result}.new ${normal}
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${result}.new ${result}
     DEPENDS ${spirv} ${flags} pixelc
