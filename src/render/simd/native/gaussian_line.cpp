@@ -5,23 +5,24 @@
 // laid out in memory so first, a few at a time.
 //
 // Sums that go on for long pick up rounding errors, and results must not depend on where a part of
-// an image begins. So sums begin anew at places that are counted from the image's edge.
+// an image begins. So sums begin anew at the places of `running_sums.h`.
 
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <new>
 
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "render/simd/native/gaussian_line.cpp"
-#include "render/simd/targets.h"
-
-#include <hwy/foreach_target.h>
-#include <hwy/highway.h>
-
+#include "render/running_sums.h"
 #include "render/simd/native/line_of_pixels.h"
 #include "render/simd/native/native_kernels.h"
 #include "render/simd/native/sliding_cosines.h"
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/native/gaussian_line.cpp"
+#include "hwy/cache_control.h"
+#include "hwy/foreach_target.h"
+#include "hwy/highway.h"
 #include "render/simd/native/thread_memory.h"
 
 #ifndef VANTRIX_GAUSSIAN_LINE_ONCE
@@ -46,7 +47,8 @@ struct GaussianLinePass {
     std::memcpy(&constants, arguments.constants, sizeof(constants));
     in_columns = constants.axis_y != 0;
     edge_mode = constants.edge_modes[in_columns ? 1 : 0];
-    const Span columns = {constants.left, constants.right}, rows = {constants.top, constants.bottom};
+    const Span columns = {constants.left, constants.right},
+               rows = {constants.top, constants.bottom};
     image = in_columns ? rows : columns;
     across = in_columns ? columns : rows;
     const TextureView& texture = arguments.textures[0];
@@ -57,23 +59,18 @@ struct GaussianLinePass {
     swaps = (texture.format == Format::kBgra8) != (arguments.target.format == Format::kBgra8);
   }
 
-  // Sums begin anew every so many places. It takes about a quarter of the work of as many places as
-  // a window has.
-  std::int32_t Period() const { return std::max(512, 6 * constants.reach); }
-  // Where those of a place began.
+  // Where the sums of a place begin.
   std::int32_t Anchor(std::int32_t place) const {
-    // Transparent pixels before an image cost nothing to begin with.
-    const std::int64_t first = std::int64_t{image.first} - (edge_mode == kMirror ? 0 : constants.reach);
-    const std::int64_t turn = (place - first) % Period();
-    return static_cast<std::int32_t>(place - (turn < 0 ? turn + Period() : turn));
+    return RunningSumStart(place, image.first, edge_mode == kMirror, constants.reach);
   }
 
   // Cuts places where sums begin anew.
   Span FirstPiece(const Span& places) const {
-    return {places.first, std::min(places.end, Anchor(places.first) + Period())};
+    return {places.first,
+            std::min(places.end, Anchor(places.first) + RunningSumPeriod(constants.reach))};
   }
   Span NextPiece(const Span& piece, const Span& places) const {
-    return {piece.end, std::min(places.end, piece.end + Period())};
+    return {piece.end, std::min(places.end, piece.end + RunningSumPeriod(constants.reach))};
   }
 
   // The held places that are read for those up to `end`.
@@ -194,8 +191,8 @@ HWY_INLINE void Store(V value, bool swaps, std::byte* to) {
     constexpr Pixel kFirst = (Pixel{1} << kChannelBits) - 1;
     constexpr Pixel kRedAndBlue = kFirst | kFirst << 2 * kChannelBits;
     const auto mask = hn::Set(d, kRedAndBlue);
-    pixels = hn::Or(hn::AndNot(mask, pixels),
-                    hn::RotateRight<2 * kChannelBits>(hn::And(mask, pixels)));
+    pixels =
+        hn::Or(hn::AndNot(mask, pixels), hn::RotateRight<2 * kChannelBits>(hn::And(mask, pixels)));
   }
   hn::StoreU(pixels, d, reinterpret_cast<Pixel*>(to));
 }
@@ -258,16 +255,17 @@ struct Window {
 };
 
 // Blurs `places` of the lines that begin `lane` channels behind a place's first, with sums that
-// begin at `anchor`. `to` is of the first place.
-template <class In, class Out>
+// begin at `anchor`. `to` is of the first place. `kIsFar` tells that places are so far apart in
+// memory that the CPU does not see which it will need.
+template <class In, class Out, bool kIsFar>
 void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines& weights,
                std::int32_t anchor, const Span& places, bool swaps, std::byte* to,
                std::size_t to_stride) {
   constexpr std::size_t kInBytes = sizeof(typename In::Pixel) / 4;
+  constexpr std::int32_t kPlacesAhead = 16;
   const std::int32_t reach = weights.reach;
-  const auto load = [&](std::int32_t place) HWY_ATTR {
-    return In::Load(line.At(place) + lane * kInBytes);
-  };
+  const auto load = [&](std::int32_t place)
+                        HWY_ATTR { return In::Load(line.At(place) + lane * kInBytes); };
   Window window;
   std::int32_t place = anchor - reach;
   if (!line.mirrors && place < line.image.first) place = std::min(line.image.first, anchor + reach);
@@ -281,6 +279,7 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines&
     Store<Out>(window.Value(weights, Out::kOne / In::kOne), swaps, to);
     if (++place == places.end) return;
     to += to_stride;
+    if constexpr (kIsFar) hwy::Prefetch(line.At(place + reach + kPlacesAhead) + lane * kInBytes);
     window.Advance(weights, load(place + reach), load(place - reach - 1));
   }
 }
@@ -299,22 +298,80 @@ void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, 
     line.data = texture.data + pass.held.first * texture.pitch + column * kInBytes;
     line.stride = static_cast<std::ptrdiff_t>(texture.pitch);
     const std::size_t count = std::min<std::size_t>(kPixelCount, arguments.right - x);
-    for (Span piece = pass.FirstPiece(rows); piece.Count() > 0; piece = pass.NextPiece(piece, rows)) {
+    for (Span piece = pass.FirstPiece(rows); piece.Count() > 0;
+         piece = pass.NextPiece(piece, rows)) {
       std::byte* const to = target.data + (piece.first - pass.offset_y) * target.pitch +
                             static_cast<std::size_t>(x) * kOutBytes;
       const std::int32_t anchor = pass.Anchor(piece.first);
       if (count == kPixelCount) {
-        BlurLanes<In, Out>(line, 0, *memory.weights, anchor, piece, pass.swaps, to, target.pitch);
+        BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, to,
+                                 target.pitch);
         continue;
       }
       // What lies behind the last column is not ours.
       constexpr std::size_t kStride = kPixelCount * kOutBytes;
       const auto piece_count = static_cast<std::size_t>(piece.Count());
       std::byte* const results = memory.results.Take(piece_count * kStride);
-      BlurLanes<In, Out>(line, 0, *memory.weights, anchor, piece, pass.swaps, results, kStride);
+      BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, results,
+                               kStride);
       for (std::size_t i = 0; i < piece_count; ++i) {
         std::memcpy(to + i * target.pitch, results + i * kStride, count * kOutBytes);
       }
+    }
+  }
+}
+
+// Makes rows of the columns of a small square of pixels. `from` and `to` give the place of a row.
+template <class From, class To>
+HWY_INLINE void Transpose(const hn::Full128<std::uint32_t> d, From from, To to) {
+  const hn::Repartition<std::uint64_t, decltype(d)> pairs;
+  const auto a = hn::LoadU(d, from(0)), b = hn::LoadU(d, from(1));
+  const auto c = hn::LoadU(d, from(2)), e = hn::LoadU(d, from(3));
+  const auto first = hn::BitCast(pairs, hn::InterleaveLower(d, a, b));
+  const auto second = hn::BitCast(pairs, hn::InterleaveLower(d, c, e));
+  const auto third = hn::BitCast(pairs, hn::InterleaveUpper(d, a, b));
+  const auto fourth = hn::BitCast(pairs, hn::InterleaveUpper(d, c, e));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveLower(pairs, first, second)), d, to(0));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(pairs, first, second)), d, to(1));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveLower(pairs, third, fourth)), d, to(2));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(pairs, third, fourth)), d, to(3));
+}
+template <class From, class To>
+HWY_INLINE void Transpose(const hn::Full128<std::uint64_t> d, From from, To to) {
+  const auto a = hn::LoadU(d, from(0)), b = hn::LoadU(d, from(1));
+  hn::StoreU(hn::InterleaveLower(d, a, b), d, to(0));
+  hn::StoreU(hn::InterleaveUpper(d, a, b), d, to(1));
+}
+template <class Pixel>
+constexpr std::int32_t kSquare = 16 / sizeof(Pixel);
+
+// Lays `count` pixels of some rows out place by place. Writes whole squares.
+template <class Pixel>
+void GatherLines(const Pixel* const* rows, std::int32_t count, Pixel* lines) {
+  for (std::int32_t x = 0; x < count; x += kSquare<Pixel>) {
+    for (std::int32_t row = 0; row < kRowsAtATime; row += kSquare<Pixel>) {
+      Transpose(
+          hn::Full128<Pixel>(), [&](std::int32_t i) { return rows[row + i] + x; },
+          [&](std::int32_t i) { return lines + (x + i) * kRowsAtATime + row; });
+    }
+  }
+}
+
+// The way back.
+template <class Pixel>
+void ScatterLines(const Pixel* lines, std::int32_t count, Pixel* const* rows) {
+  std::int32_t x = 0;
+  for (; x + kSquare<Pixel> <= count; x += kSquare<Pixel>) {
+    for (std::int32_t row = 0; row < kRowsAtATime; row += kSquare<Pixel>) {
+      Transpose(
+          hn::Full128<Pixel>(),
+          [&](std::int32_t i) { return lines + (x + i) * kRowsAtATime + row; },
+          [&](std::int32_t i) { return rows[row + i] + x; });
+    }
+  }
+  for (; x < count; ++x) {
+    for (std::int32_t row = 0; row < kRowsAtATime; ++row) {
+      rows[row][x] = lines[x * kRowsAtATime + row];
     }
   }
 }
@@ -328,40 +385,39 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
   const TargetView& target = arguments.target;
   const Span columns = {arguments.left + pass.offset_x, arguments.right + pass.offset_x};
   for (std::int32_t y = top; y < bottom; y += kRowsAtATime) {
-    const std::int32_t row_count = std::min(kRowsAtATime, bottom - y);
     for (Span piece = pass.FirstPiece(columns); piece.Count() > 0;
          piece = pass.NextPiece(piece, columns)) {
       const std::int32_t anchor = pass.Anchor(piece.first);
       const Span read = pass.PlacesRead(anchor, piece.end);
-      // Rows become the lines of a place.
+      // What is missing of the last rows is made up by the last of all.
       const InPixel* from[kRowsAtATime];
+      OutPixel* to[kRowsAtATime];
       for (std::int32_t i = 0; i < kRowsAtATime; ++i) {
-        const std::int32_t row = y + pass.offset_y + std::min(i, row_count - 1);
-        from[i] = reinterpret_cast<const InPixel*>(texture.data + row * texture.pitch);
+        const std::int32_t row = std::min(y + i, bottom - 1);
+        from[i] =
+            reinterpret_cast<const InPixel*>(texture.data + (row + pass.offset_y) * texture.pitch) +
+            read.first;
+        to[i] = reinterpret_cast<OutPixel*>(target.data + row * target.pitch) +
+                (piece.first - pass.offset_x);
       }
-      std::byte* const pixels = memory.pixels.Take(static_cast<std::size_t>(read.Count()) *
-                                                   kRowsAtATime * sizeof(InPixel));
-      auto* gathered = reinterpret_cast<InPixel*>(pixels);
-      for (std::int32_t x = read.first; x < read.end; ++x) {
-        for (const InPixel* row : from) *gathered++ = row[x];
-      }
+      const auto places = [](std::int32_t count) {
+        return static_cast<std::size_t>(count) * kRowsAtATime;
+      };
+      auto* const pixels = reinterpret_cast<InPixel*>(
+          memory.pixels.Take(places(read.Count() + kSquare<InPixel>) * sizeof(InPixel)));
+      auto* const results = reinterpret_cast<OutPixel*>(
+          memory.results.Take(places(piece.Count()) * sizeof(OutPixel)));
+      GatherLines(from, read.Count(), pixels);
       LineOfPixels line = pass.Line();
-      line.data = pixels;
+      line.data = reinterpret_cast<const std::byte*>(pixels);
       line.stride = kRowsAtATime * sizeof(InPixel);
       line.held = read;
-      constexpr std::size_t kStride = kRowsAtATime * sizeof(OutPixel);
-      std::byte* const results =
-          memory.results.Take(static_cast<std::size_t>(piece.Count()) * kStride);
-      for (std::size_t pixel = 0; pixel < kRowsAtATime; pixel += kPixelCount) {
-        BlurLanes<In, Out>(line, 4 * pixel, *memory.weights, anchor, piece, pass.swaps,
-                           results + pixel * sizeof(OutPixel), kStride);
+      for (std::size_t row = 0; row < kRowsAtATime; row += kPixelCount) {
+        BlurLanes<In, Out, false>(line, 4 * row, *memory.weights, anchor, piece, pass.swaps,
+                                  reinterpret_cast<std::byte*>(results + row),
+                                  kRowsAtATime * sizeof(OutPixel));
       }
-      const auto* blurred = reinterpret_cast<const OutPixel*>(results);
-      for (std::int32_t i = 0; i < row_count; ++i) {
-        auto* to = reinterpret_cast<OutPixel*>(target.data + (y + i) * target.pitch) +
-                   (piece.first - pass.offset_x);
-        for (std::int32_t x = 0; x < piece.Count(); ++x) to[x] = blurred[x * kRowsAtATime + i];
-      }
+      ScatterLines(results, piece.Count(), to);
     }
   }
 }
@@ -369,7 +425,8 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
 template <class In, class Out>
 void Blur(const PixelArguments& arguments, const GaussianLinePass& pass, std::int32_t top,
           std::int32_t bottom, GaussianLineMemory& memory) {
-  (pass.in_columns ? BlurColumns<In, Out> : BlurRows<In, Out>)(arguments, pass, top, bottom, memory);
+  (pass.in_columns ? BlurColumns<In, Out> : BlurRows<In, Out>)(arguments, pass, top, bottom,
+                                                               memory);
 }
 
 bool GaussianLine(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
@@ -378,10 +435,9 @@ bool GaussianLine(const PixelArguments& arguments, std::int32_t top, std::int32_
   const bool to_half = arguments.target.format == Format::kRgba16Float;
   try {
     GaussianLineMemory& memory = GaussianLineMemory::OfThread(pass.constants);
-    const auto blur = from_half ? (to_half ? Blur<HalfSamples, HalfSamples>
-                                           : Blur<HalfSamples, ByteSamples>)
-                                : (to_half ? Blur<ByteSamples, HalfSamples>
-                                           : Blur<ByteSamples, ByteSamples>);
+    const auto blur =
+        from_half ? (to_half ? Blur<HalfSamples, HalfSamples> : Blur<HalfSamples, ByteSamples>)
+                  : (to_half ? Blur<ByteSamples, HalfSamples> : Blur<ByteSamples, ByteSamples>);
     blur(arguments, pass, top, bottom, memory);
     return true;
   } catch (const std::bad_alloc&) {
@@ -424,10 +480,9 @@ bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands) {
   }
   *bands = pass.in_columns ? Bands::kColumns : Bands::kRows;
   // Lines of which there is nothing are left to the program.
-  return pass.held_across.Holds(pass.in_columns ? Span{arguments.left + pass.offset_x,
-                                                       arguments.right + pass.offset_x}
-                                                : Span{arguments.top + pass.offset_y,
-                                                       arguments.bottom + pass.offset_y});
+  return pass.held_across.Holds(
+      pass.in_columns ? Span{arguments.left + pass.offset_x, arguments.right + pass.offset_x}
+                      : Span{arguments.top + pass.offset_y, arguments.bottom + pass.offset_y});
 }
 
 }  // namespace Vantra::Render::Simd

@@ -1,17 +1,16 @@
 // The extremum of windows along rows or columns, at a cost that hardly depends on their width.
 
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "render/simd/native/morphology.cpp"
-#include "render/simd/targets.h"
-
-#include <hwy/foreach_target.h>
-#include <hwy/highway.h>
-
 #include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "render/simd/native/native_kernels.h"
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/native/morphology.cpp"
+#include "hwy/foreach_target.h"
+#include "hwy/highway.h"
 #include "render/simd/native/thread_memory.h"
 
 #ifndef VANTRIX_MORPHOLOGY_ONCE
@@ -91,8 +90,7 @@ void RunRows(const PixelArguments& arguments, const MorphologyPass& pass, std::i
   const std::size_t window = static_cast<std::size_t>(constants.count) * kBytesPerPixel;
   const std::size_t result_bytes = static_cast<std::size_t>(width) * kBytesPerPixel;
   // Vectors may reach beyond the end.
-  std::byte* const row =
-      MorphologyMemory().Take(result_bytes + window + 2 * kVectorBytes);
+  std::byte* const row = MorphologyMemory().Take(result_bytes + window + 2 * kVectorBytes);
   // What is read, and which of that is found in the image. The pixels at its ends stand for others.
   const std::int32_t begin = arguments.left + pass.offset_x + constants.first;
   const std::int32_t count = width + constants.count - 1;
@@ -117,11 +115,11 @@ void RunRows(const PixelArguments& arguments, const MorphologyPass& pass, std::i
         StoreBytes(extremum(LoadBytes(row + i), LoadBytes(row + i + seen)), row + i);
       }
     }
-    std::byte* const to = arguments.target.data + y * arguments.target.pitch +
-                          bytes(arguments.left);
+    std::byte* const to =
+        arguments.target.data + y * arguments.target.pitch + bytes(arguments.left);
     for (std::size_t i = 0; i < result_bytes; i += kVectorBytes) {
-      StoreBytes(extremum(LoadBytes(row + i), LoadBytes(row + i + window - seen)),
-                 result_bytes - i, to + i);
+      StoreBytes(extremum(LoadBytes(row + i), LoadBytes(row + i + window - seen)), result_bytes - i,
+                 to + i);
     }
   }
 }

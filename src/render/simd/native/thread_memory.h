@@ -3,9 +3,8 @@
 // Memory that a thread keeps from one kernel's run to the next, so that a frame like the last
 // allocates nothing.
 
-#include <hwy/aligned_allocator.h>
-
 #include <cstddef>
+#include <hwy/aligned_allocator.h>
 #include <new>
 
 namespace Vantra::Render::Simd {
