@@ -7,6 +7,7 @@ jobs=$(nproc)
 packages=(
   g++ cmake ninja-build pkg-config glslc
   libvulkan-volk-dev libvulkan-dev libpng-dev libjpeg62-turbo-dev libtinyxml2-dev libfmt-dev libcli11-dev
+  libhwy-dev libtbb-dev
   libgtest-dev libbenchmark-dev
   # To render without a GPU, and to check the use of Vulkan.
   mesa-vulkan-drivers vulkan-validationlayers
