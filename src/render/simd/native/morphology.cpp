@@ -28,13 +28,16 @@ struct MorphologyConstants {
 struct MorphologyPass {
   explicit MorphologyPass(const PixelArguments& arguments)
       : offset_x(static_cast<std::int32_t>(arguments.origin_x)),
-        offset_y(static_cast<std::int32_t>(arguments.origin_y)) {
+        offset_y(static_cast<std::int32_t>(arguments.origin_y)),
+        swaps(arguments.textures[0].format != arguments.target.format) {
     std::memcpy(&constants, arguments.constants, sizeof(constants));
   }
 
   MorphologyConstants constants;
   // Texel = pixel of the target + offset.
   std::int32_t offset_x, offset_y;
+  // Red and blue are stored in another order than they are read in.
+  bool swaps;
 };
 
 inline ThreadMemory& MorphologyMemory() {
@@ -67,6 +70,24 @@ HWY_INLINE void StoreBytes(hn::Vec<Bytes> bytes, std::size_t count, std::byte* t
   std::memcpy(to, all, count);
 }
 
+// Exchanges red and blue of each pixel where that is wanted.
+class Order {
+ public:
+  HWY_INLINE explicit Order(bool swaps) {
+    alignas(16) static constexpr std::uint8_t kKept[16] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                           8, 9, 10, 11, 12, 13, 14, 15};
+    alignas(16) static constexpr std::uint8_t kSwapped[16] = {2,  1, 0, 3,  6,  5,  4,  7,
+                                                              10, 9, 8, 11, 14, 13, 12, 15};
+    places_ = hn::LoadDup128(Bytes(), swaps ? kSwapped : kKept);
+  }
+  HWY_INLINE hn::Vec<Bytes> operator()(hn::Vec<Bytes> pixels) const {
+    return hn::TableLookupBytes(pixels, places_);
+  }
+
+ private:
+  hn::Vec<Bytes> places_;
+};
+
 struct Smaller {
   HWY_INLINE hn::Vec<Bytes> operator()(hn::Vec<Bytes> a, hn::Vec<Bytes> b) const {
     return hn::Min(a, b);
@@ -84,6 +105,7 @@ template <class Extremum>
 void RunRows(const PixelArguments& arguments, const MorphologyPass& pass, std::int32_t top,
              std::int32_t bottom) {
   const Extremum extremum;
+  const Order order(pass.swaps);
   const MorphologyConstants& constants = pass.constants;
   const TextureView& texture = arguments.textures[0];
   const std::int32_t width = arguments.right - arguments.left;
@@ -118,8 +140,8 @@ void RunRows(const PixelArguments& arguments, const MorphologyPass& pass, std::i
     std::byte* const to =
         arguments.target.data + y * arguments.target.pitch + bytes(arguments.left);
     for (std::size_t i = 0; i < result_bytes; i += kVectorBytes) {
-      StoreBytes(extremum(LoadBytes(row + i), LoadBytes(row + i + window - seen)), result_bytes - i,
-                 to + i);
+      StoreBytes(order(extremum(LoadBytes(row + i), LoadBytes(row + i + window - seen))),
+                 result_bytes - i, to + i);
     }
   }
 }
@@ -130,6 +152,7 @@ template <class Extremum>
 void RunColumns(const PixelArguments& arguments, const MorphologyPass& pass, std::int32_t top,
                 std::int32_t bottom) {
   const Extremum extremum;
+  const Order order(pass.swaps);
   const MorphologyConstants& constants = pass.constants;
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
@@ -160,13 +183,13 @@ void RunColumns(const PixelArguments& arguments, const MorphologyPass& pass, std
         }
         const std::int32_t results = std::min(window, bottom - block);
         std::byte* to = target.data + block * target.pitch + i;
-        StoreBytes(sum, right - i, to);
+        StoreBytes(order(sum), right - i, to);
         if (results == 1) continue;
         sum = LoadBytes(row(first + window) + i);
         for (std::int32_t k = 1;; ++k) {
           end += kVectorBytes;
           to += target.pitch;
-          StoreBytes(extremum(LoadBytes(end), sum), right - i, to);
+          StoreBytes(order(extremum(LoadBytes(end), sum)), right - i, to);
           if (k + 1 == results) break;
           sum = extremum(sum, LoadBytes(row(first + window + k) + i));
         }
@@ -202,11 +225,12 @@ bool RunMorphology(const PixelArguments& arguments, std::int32_t top, std::int32
 }
 
 bool AcceptsMorphology(const PixelArguments& arguments, Bands* bands) {
+  const auto is_known = [](Format format) {
+    return format == Format::kBgra8 || format == Format::kRgba8;
+  };
   const TextureView& texture = arguments.textures[0];
-  const Format format = texture.format;
-  if (!texture.data || (format != Format::kBgra8 && format != Format::kRgba8) ||
-      arguments.target.format != format || arguments.blend != Blend::kReplace ||
-      !IsWholeOffset(arguments)) {
+  if (!texture.data || !is_known(texture.format) || !is_known(arguments.target.format) ||
+      arguments.blend != Blend::kReplace || !IsWholeOffset(arguments)) {
     return false;
   }
   const MorphologyPass pass(arguments);
