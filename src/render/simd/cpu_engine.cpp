@@ -20,8 +20,9 @@ namespace {
 
 constexpr std::uint32_t kMaximumTextureSize = 16384;
 
-// Of a pass that is run by one thread, at the least: some ten microseconds of a simple program.
-constexpr std::uint64_t kLeastPixels = 32768;
+// Of a band, at the least. A simple program takes a few microseconds for them, not less than to
+// wake a thread; a costly one takes a hundred, which are worth sharing.
+constexpr std::uint64_t kLeastPixels = 8192;
 
 std::atomic<unsigned> s_threads = 0;
 
