@@ -151,30 +151,18 @@ std::string_view LaneType(Type type) {
 std::string_view FunctionOf(Op op) {
   // In the order of the operations.
   static constexpr auto kNames = std::to_array<std::string_view>(
-      {"Neg",         "Add",          "Sub",
-       "Mul",         "Div",          "Rem",
-       "Mod",         "MulHigh",      "Min",
-       "Max",         "Abs",          "Sign",
-       "Equal",       "NotEqual",     "Less",
-       "LessEqual",   "Greater",      "GreaterEqual",
-       "IsNan",       "IsInf",        "And",
-       "Or",          "Xor",          "Not",
-       "ShiftLeft",   "ShiftRight",   "BitCount",
-       "BitReverse",  "FindLowestBit", "FindHighestBit",
-       "Select",      "FloatToInt",   "FloatToUint",
-       "IntToFloat",  "UintToFloat",  "BitsToFloat",
-       "BitsToInt",   "BitsToUint",   "FloatToHalf",
-       "HalfToFloat", "Floor",        "Ceil",
-       "Trunc",       "Round",        "Fract",
-       "Sqrt",        "InverseSqrt",  "Fma",
-       "Sin",         "Cos",          "Tan",
-       "Asin",        "Acos",         "Atan",
-       "Atan2",       "Sinh",         "Cosh",
-       "Tanh",        "Asinh",        "Acosh",
-       "Atanh",       "Exp",          "Log",
-       "Exp2",        "Log2",         "Pow",
-       "Ldexp",       "Mantissa",     "Exponent",
-       "Sample",      "Fetch"});
+      {"Neg",       "Add",        "Sub",         "Mul",         "Div",           "Rem",
+       "Mod",       "MulHigh",    "Min",         "Max",         "Abs",           "Sign",
+       "Equal",     "NotEqual",   "Less",        "LessEqual",   "Greater",       "GreaterEqual",
+       "IsNan",     "IsInf",      "And",         "Or",          "Xor",           "Not",
+       "ShiftLeft", "ShiftRight", "BitCount",    "BitReverse",  "FindLowestBit", "FindHighestBit",
+       "Select",    "FloatToInt", "FloatToUint", "IntToFloat",  "UintToFloat",   "BitsToFloat",
+       "BitsToInt", "BitsToUint", "FloatToHalf", "HalfToFloat", "Floor",         "Ceil",
+       "Trunc",     "Round",      "Fract",       "Sqrt",        "InverseSqrt",   "Fma",
+       "Sin",       "Cos",        "Tan",         "Asin",        "Acos",          "Atan",
+       "Atan2",     "Sinh",       "Cosh",        "Tanh",        "Asinh",         "Acosh",
+       "Atanh",     "Exp",        "Log",         "Exp2",        "Log2",          "Pow",
+       "Ldexp",     "Mantissa",   "Exponent",    "Sample",      "Fetch"});
   constexpr auto kFirst = static_cast<std::size_t>(Op::kNeg);
   static_assert(kFirst + kNames.size() == static_cast<std::size_t>(Op::kTextureSize));
   return kNames.at(static_cast<std::size_t>(op) - kFirst);

@@ -207,8 +207,7 @@ bool Divergence::FindDivergentFlow() {
   }
   for (LoopId loop = 0; loop < loops.size(); ++loop) {
     const BlockId header = loops[loop].header;
-    const bool uniform_loop =
-        loop == 0 || (uniform_blocks_[header] && !leaves_apart_[loop]);
+    const bool uniform_loop = loop == 0 || (uniform_blocks_[header] && !leaves_apart_[loop]);
     for (const BlockId node : loops[loop].nodes) {
       if (!uniform_loop || PartsBetween(loop, header, node)) uniform_blocks_[node] = false;
     }

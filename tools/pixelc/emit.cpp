@@ -28,7 +28,7 @@ void DescribeReads(const Analysis& analysis, CodeText& out) {
                      analysis.needs.Value(Function::kRow, value);
       }
       if (!is_needed) continue;
-      std::string& list = analysis.needs.IsRowValue(read.results[0]) ? once
+      std::string& list = analysis.needs.IsRowValue(read.results[0])   ? once
                           : analysis.divergence.IsRowRead(read, block) ? along
                                                                        : free;
       list += (list.empty() ? "" : ", ");
@@ -138,8 +138,8 @@ std::string EmitProgram(Program program, std::uint64_t hash) {
     out.Append(LaneWriter(analysis, Function::kLanes).Write(program.name + "_Lanes", has_row));
     out.Line("");
     out.Line("// The same outside of it.");
-    out.Append(LaneWriter(analysis, Function::kAnywhere)
-                   .Write(program.name + "_LanesAnywhere", has_row));
+    out.Append(
+        LaneWriter(analysis, Function::kAnywhere).Write(program.name + "_LanesAnywhere", has_row));
   } else {
     out.Line("// Pixels from (x, y) on.");
     out.Append(LaneWriter(analysis, Function::kAnywhere).Write(program.name + "_Lanes", has_row));

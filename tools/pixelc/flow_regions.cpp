@@ -80,7 +80,9 @@ bool FlowRegions::Dominates(BlockId dominator, BlockId block) const {
   return block == dominator;
 }
 
-bool FlowRegions::IsBackEdge(BlockId from, BlockId to) const { return from >= to && Dominates(to, from); }
+bool FlowRegions::IsBackEdge(BlockId from, BlockId to) const {
+  return from >= to && Dominates(to, from);
+}
 
 void FlowRegions::FindLoops(const Program& program) {
   const auto& blocks = program.blocks;

@@ -139,7 +139,7 @@ void FlowWriter::WriteLoop(LoopId loop, const std::string& mask, CodeText& out) 
     WriteNode(loop, header, mask, body);
     if (body.EndsWith("continue;")) {
       body.DropLast();
-    } else {
+    } else if (!body.EndsWith("break;")) {
       body.Line("break;");
     }
     out.Block("for (;;)", body);
@@ -149,9 +149,17 @@ void FlowWriter::WriteLoop(LoopId loop, const std::string& mask, CodeText& out) 
   const std::string next = NextMaskOf(header);
   out.Line("M " + lanes + " = " + (mask.empty() ? "Broadcast(true)" : mask) + ";");
   body.Line("M " + next + " = Broadcast(false);");
+  // Lanes that leave later in the text take the values of this time round.
+  const std::vector<Variable> variables = VariablesOf(header);
+  for (const Variable& variable : variables) {
+    body.Line(variable.type + " next_" + variable.name + " = " + variable.name + ";");
+  }
   WriteNode(loop, header, lanes, body);
   body.Line("if (!Any(" + next + ")) break;");
   body.Line(lanes + " = " + next + ";");
+  for (const Variable& variable : variables) {
+    body.Line(variable.name + " = next_" + variable.name + ";");
+  }
   out.Block("for (;;)", body);
 }
 
@@ -209,12 +217,13 @@ void FlowWriter::WriteUniformBranch(LoopId region, BlockId block, const std::str
   };
   const std::string not_condition = "!" + condition;
   if (yes.Empty() && no.Empty()) return;
-  if (leaves(yes)) {
-    out.Block("if (" + condition + ")", yes);
-    out.Append(no);
-  } else if (leaves(no)) {
+  // A way out stands first, so that the loop's body goes on without a step to the right.
+  if (no.EndsWith("break;") || (leaves(no) && !leaves(yes))) {
     out.Block("if (" + not_condition + ")", no);
     out.Append(yes);
+  } else if (leaves(yes)) {
+    out.Block("if (" + condition + ")", yes);
+    out.Append(no);
   } else if (no.Empty()) {
     out.Block("if (" + condition + ")", yes);
   } else if (yes.Empty()) {
@@ -256,14 +265,29 @@ void FlowWriter::WriteMeeting(LoopId region, BlockId node, CodeText& out) {
   }
 }
 
+std::size_t FlowWriter::WayOf(BlockId from, BlockId to) const {
+  const std::vector<BlockId>& predecessors = analysis_.program.blocks[to].predecessors;
+  return static_cast<std::size_t>(std::find(predecessors.begin(), predecessors.end(), from) -
+                                  predecessors.begin());
+}
+
 void FlowWriter::WriteEdge(BlockId from, BlockId to, const std::string& mask, CodeText& out) {
   const FlowRegions& flow = analysis_.flow;
   const LoopId loop = flow.InnermostLoop(from);
   const bool apart = analysis_.divergence.LeavesApart(loop);
   if (flow.IsBackEdge(from, to)) {
     if (!analysis_.needs.Loop(function_, loop)) return;
-    WriteCopies(from, to, mask, out);
-    out.Line(apart ? NextMaskOf(to) + " = " + mask + ";" : "continue;");
+    if (!apart) {
+      WriteCopies(from, to, mask, out);
+      out.Line("continue;");
+      return;
+    }
+    const std::size_t way = WayOf(from, to);
+    for (const Variable& variable : VariablesOf(to)) {
+      if (variable.operands[way] == variable.name) continue;
+      out.Line("next_" + variable.name + " = " + variable.operands[way] + ";");
+    }
+    out.Line(NextMaskOf(to) + " = " + mask + ";");
     return;
   }
   if (IsLive(to)) {
@@ -279,8 +303,8 @@ void FlowWriter::WriteEdge(BlockId from, BlockId to, const std::string& mask, Co
         const std::string lanes = mask.empty() ? "Broadcast(true)" : mask;
         const bool is_first =
             assigned_.insert(MaskOf(to)).second && flow.InnermostLoop(from) == EntryRegion(to);
-        out.Line(MaskOf(to) + " = " +
-                 (is_first ? lanes : "Or(" + MaskOf(to) + ", " + lanes + ")") + ";");
+        out.Line(MaskOf(to) + " = " + (is_first ? lanes : "Or(" + MaskOf(to) + ", " + lanes + ")") +
+                 ";");
         break;
       }
     }
@@ -291,9 +315,7 @@ void FlowWriter::WriteEdge(BlockId from, BlockId to, const std::string& mask, Co
 }
 
 void FlowWriter::WriteCopies(BlockId from, BlockId to, const std::string& mask, CodeText& out) {
-  const std::vector<BlockId>& predecessors = analysis_.program.blocks[to].predecessors;
-  const auto way = static_cast<std::size_t>(
-      std::find(predecessors.begin(), predecessors.end(), from) - predecessors.begin());
+  const std::size_t way = WayOf(from, to);
   const std::vector<Variable> variables = VariablesOf(to);
   if (LeadsStraight(from, to) && !analysis_.flow.IsBackEdge(from, to)) {
     for (const Variable& variable : variables) {
@@ -322,8 +344,8 @@ void FlowWriter::WriteCopies(BlockId from, BlockId to, const std::string& mask, 
   for (std::size_t i = 0; i < variables.size(); ++i) {
     const std::string& name = variables[i].name;
     const bool is_first = assigned_.insert(name).second && once;
-    const bool whole = !variables[i].is_lanes || mask.empty() || is_first ||
-                       analysis_.flow.IsBackEdge(from, to);
+    const bool whole =
+        !variables[i].is_lanes || mask.empty() || is_first || analysis_.flow.IsBackEdge(from, to);
     if (sources[i] == name) continue;
     out.Line(name + " = " +
              (whole ? sources[i] : "Select(" + mask + ", " + sources[i] + ", " + name + ")") + ";");

@@ -69,6 +69,8 @@ class FlowWriter {
   void WriteCopies(BlockId from, BlockId to, const std::string& mask, CodeText& out);
   void Declare(LoopId region, BlockId parent, BlockId node, CodeText& out);
 
+  // Which of the predecessors of `to` an edge comes from.
+  std::size_t WayOf(BlockId from, BlockId to) const;
   // The region in which a block is entered.
   LoopId EntryRegion(BlockId block) const;
   Activity ActivityOf(LoopId region, BlockId node) const;

@@ -33,9 +33,8 @@ std::vector<Record> RecordsOf(const Analysis& analysis, BlockId block) {
 }
 
 bool InstructionWriter::IsNeeded(const Instruction& instruction) const {
-  return std::any_of(instruction.results.begin(), instruction.results.end(), [&](ValueId value) {
-    return analysis_.needs.Value(function_, value);
-  });
+  return std::any_of(instruction.results.begin(), instruction.results.end(),
+                     [&](ValueId value) { return analysis_.needs.Value(function_, value); });
 }
 
 std::string InstructionWriter::Leaf(ValueId value) const {
@@ -118,11 +117,11 @@ void InstructionWriter::WriteUniform(const Instruction& instruction, CodeText& o
     value = Call(kLoads[static_cast<std::size_t>(instruction.type)],
                  {"arguments.constants", operands[0]});
   } else if (instruction.op == Op::kLoadArray) {
-    value = "array" + std::to_string(instruction.index) + "[" +
-            Call("Min", {operands[0],
-                         std::to_string(analysis_.program.arrays[instruction.index].size - 1) +
-                             "u"}) +
-            "]";
+    value =
+        "array" + std::to_string(instruction.index) + "[" +
+        Call("Min", {operands[0],
+                     std::to_string(analysis_.program.arrays[instruction.index].size - 1) + "u"}) +
+        "]";
   } else {
     value = Call(FunctionOf(instruction.op), operands);
   }

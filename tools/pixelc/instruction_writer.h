@@ -4,8 +4,8 @@
 // uniform ones.
 //
 // In the generated code u12 is a uniform value, v12 one of lanes, m12 a truth value of lanes, c12
-// a colour. b3 tells whether block 3 runs, at3 for which lanes, in3 which lanes are in the loop that
-// starts with it. t3 is block 3's record on the tape.
+// a colour. b3 tells whether block 3 runs, at3 for which lanes, in3 which lanes are in the loop
+// that starts with it. t3 is block 3's record on the tape.
 
 #include <string>
 #include <vector>
@@ -28,9 +28,7 @@ class InstructionWriter : public FlowWriter {
  protected:
   using FlowWriter::FlowWriter;
 
-  const Instruction& Definition(ValueId value) const {
-    return analysis_.needs.Definition(value);
-  }
+  const Instruction& Definition(ValueId value) const { return analysis_.needs.Definition(value); }
   bool IsNeeded(const Instruction& instruction) const;
 
   // An expression of a leaf, in the functions where it is uniform.

@@ -126,8 +126,8 @@ void LaneWriter::WriteRead(const Instruction& read, BlockId block, CodeText& out
     }
   } else {
     const ValueId y = read.operands[1];
-    value = ReadCall(read, {Lanes(read.operands[0]),
-                            analysis_.divergence.IsUniform(y) ? Scalar(y) : Lanes(y)});
+    value = ReadCall(
+        read, {Lanes(read.operands[0]), analysis_.divergence.IsUniform(y) ? Scalar(y) : Lanes(y)});
   }
   out.Line("const Color c" + number + " = " + value + ";");
 }
@@ -147,8 +147,7 @@ std::string LaneWriter::LaneValue(const Instruction& instruction) const {
   };
   switch (instruction.op) {
     case Op::kLoadConstant: {
-      static constexpr std::string_view kLoads[] = {"LoadFloat", "LoadInt", "LoadUint",
-                                                    "LoadBool"};
+      static constexpr std::string_view kLoads[] = {"LoadFloat", "LoadInt", "LoadUint", "LoadBool"};
       return Call(kLoads[static_cast<std::size_t>(instruction.type)],
                   {"arguments.constants", operands[0]});
     }
@@ -180,8 +179,8 @@ void LaneWriter::WriteEffect(const Instruction& instruction, const std::string& 
       for (std::size_t channel = 0; channel < 4; ++channel) {
         const std::string place = std::string("result.") + "rgba"[channel];
         const std::string value = Lanes(instruction.operands[channel]);
-        out.Line(place + " = " +
-                 (mask.empty() ? value : Call("Select", {mask, value, place})) + ";");
+        out.Line(place + " = " + (mask.empty() ? value : Call("Select", {mask, value, place})) +
+                 ";");
       }
       return;
     }

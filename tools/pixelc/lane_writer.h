@@ -11,8 +11,7 @@ namespace Vantra::Pixelc {
 class LaneWriter : public InstructionWriter {
  public:
   // `function` is kLanes or kAnywhere.
-  LaneWriter(const Analysis& analysis, Function function)
-      : InstructionWriter(analysis, function) {}
+  LaneWriter(const Analysis& analysis, Function function) : InstructionWriter(analysis, function) {}
 
   // The whole function, of this name.
   CodeText Write(const std::string& name, bool has_tape);

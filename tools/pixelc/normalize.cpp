@@ -162,8 +162,7 @@ void JoinChains(Program& program) {
       if (block.terminator.kind != Terminator::Kind::kBranch) break;
       const BlockId next_id = block.terminator.targets[0];
       Block& next = program.blocks[next_id];
-      const bool has_phis =
-          !next.instructions.empty() && next.instructions.front().op == Op::kPhi;
+      const bool has_phis = !next.instructions.empty() && next.instructions.front().op == Op::kPhi;
       if (next_id == id || next.predecessors.size() != 1 || has_phis) break;
       block.instructions.insert(block.instructions.end(), next.instructions.begin(),
                                 next.instructions.end());
@@ -275,8 +274,7 @@ void CloseLoop(Program& program, const FlowRegions& flow, LoopId loop) {
   for (BlockId id = 0; id < program.blocks.size(); ++id) {
     if (flow.Contains(loop, id)) continue;
     // Phis are put in front while the instructions are walked, so they are walked from the end.
-    for (std::size_t from_end = 1; from_end <= program.blocks[id].instructions.size();
-         ++from_end) {
+    for (std::size_t from_end = 1; from_end <= program.blocks[id].instructions.size(); ++from_end) {
       const auto current = [&]() -> Instruction& {
         std::vector<Instruction>& instructions = program.blocks[id].instructions;
         return instructions[instructions.size() - from_end];

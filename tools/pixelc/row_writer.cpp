@@ -140,7 +140,9 @@ void RowWriter::SetOffset(ValueId value, const std::string& expression, CodeText
 void RowWriter::WriteShape(const Instruction& instruction, CodeText& out) {
   const ValueId value = instruction.results[0];
   const std::vector<ValueId>& operands = instruction.operands;
-  const auto is_uniform = [&](std::size_t i) { return analysis_.divergence.IsUniform(operands[i]); };
+  const auto is_uniform = [&](std::size_t i) {
+    return analysis_.divergence.IsUniform(operands[i]);
+  };
   const auto slope = [&](std::size_t i) { return SlopeOf(operands[i]); };
   const auto offset = [&](std::size_t i) { return OffsetOf(operands[i]); };
   const auto sum = [&](const std::string& a, const std::string& b) {
@@ -192,7 +194,9 @@ void RowWriter::WriteShape(const Instruction& instruction, CodeText& out) {
       return set("", offset(0));
     case Op::kIntToFloat:
       // The column is X - 0.5.
-      return set("1.0f", "IntToFloat(" + offset(0) + ") - 0.5f");
+      slopes_[value] = "1.0f";
+      offsets_[value] = "IntToFloat(" + offset(0) + ") - 0.5f";
+      return;
     default:
       return WriteOffsetOfWhole(instruction, out);
   }
@@ -225,8 +229,8 @@ void RowWriter::WriteOffsetOfWhole(const Instruction& instruction, CodeText& out
   const std::string whole = "whole" + std::to_string(value);
   const std::string function(FunctionOf(instruction.op));
   out.Line("const int32_t " + whole + " = " + function + "Offset(" + shape + ";");
-  SetSlope(value, "1.0f", out);
-  SetOffset(value, "IntToFloat(" + whole + ") - 0.5f", out);
+  slopes_[value] = "1.0f";
+  offsets_[value] = "IntToFloat(" + whole + ") - 0.5f";
 }
 
 // Inside the interval a bound changes nothing.

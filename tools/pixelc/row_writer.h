@@ -11,8 +11,7 @@ namespace Vantra::Pixelc {
 
 class RowWriter : public InstructionWriter {
  public:
-  explicit RowWriter(const Analysis& analysis)
-      : InstructionWriter(analysis, Function::kRow) {}
+  explicit RowWriter(const Analysis& analysis) : InstructionWriter(analysis, Function::kRow) {}
 
   // The whole function; nothing for a program without anything to compute once a row.
   CodeText Write();
