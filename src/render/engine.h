@@ -104,6 +104,10 @@ class Program {
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
+  // Whether the engine computes it by an algorithm made for it, whose cost does not grow with what
+  // is read for a pixel. One such pass then is faster than several that read less.
+  virtual bool HasOwnAlgorithm() const { return false; }
+
  protected:
   Program() = default;
 };

@@ -83,6 +83,8 @@ class CpuProgram final : public Program {
  public:
   CpuProgram(PixelKernel of_program, const NativeKernel* of_name)
       : kernel(of_program), native(of_name) {}
+  bool HasOwnAlgorithm() const override { return native != nullptr; }
+
   const PixelKernel kernel;
   // Draws the passes that it accepts. May be null.
   const NativeKernel* const native;

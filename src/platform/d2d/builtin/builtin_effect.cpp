@@ -94,6 +94,12 @@ HRESULT BuiltInEffect2D::RunPasses(const EdgePrograms& programs, const Render::R
   return S_OK;
 }
 
+bool BuiltInEffect2D::HasOwnAlgorithm(std::span<const std::byte> spirv) const {
+  const Render::Program* program = nullptr;
+  return GetGraphicsDevice()->GetProgram(spirv, &program) == Render::Status::kOk &&
+         program->HasOwnAlgorithm();
+}
+
 HRESULT BuiltInEffect2D::Copy(const Drawing& drawing) {
   GraphicsDevice& device = *GetGraphicsDevice();
   Render::Pass pass;

@@ -80,6 +80,8 @@ class BuiltInEffect2D : public Effect2D {
   HRESULT RunPasses(const EdgePrograms& programs, const Render::Rect& inner,
                     const RenderedImage& source, std::span<const std::byte> constants,
                     const Target& target);
+  // Whether the engine has an algorithm made for the program.
+  bool HasOwnAlgorithm(std::span<const std::byte> program) const;
   // Puts the source where it is.
   HRESULT Copy(const Drawing& drawing);
   // A texture for a result between passes, as a place to draw to and as an image.

@@ -1,11 +1,15 @@
 // A Gaussian blur, along rows and then along columns. From some deviation on it is computed in a
 // smaller picture, so that the cost does not grow: its cells are 2, 4, 8 ... pixels wide and high,
-// counted from the input's top left corner.
+// counted from the input's top left corner. An engine that has an algorithm for it needs no such
+// help.
 
 #include <cmath>
+#include <numbers>
 
 #include "platform/d2d/builtin/line.h"
+#include "render/running_sums.h"
 
+VANTRIX_EMBEDDED_PROGRAM(gaussian_line)
 VANTRIX_EMBEDDED_PROGRAM(enlarge_line)
 VANTRIX_EMBEDDED_PROGRAM(reduce_line)
 VANTRIX_EMBEDDED_PROGRAM(reduce_line_edges)
@@ -29,6 +33,16 @@ struct ReduceConstants {
   std::int32_t axis_x, axis_y;
   std::int32_t factor;
   std::int32_t offset;
+};
+
+// The constants of `shaders/gaussian_line.frag`.
+struct GaussianConstants {
+  Edges edges;
+  std::int32_t axis_x, axis_y;
+  std::int32_t reach;
+  float centre;
+  float falloff;
+  std::uint32_t to_half;
 };
 
 // The constants of `shaders/enlarge_line.frag`.
@@ -134,6 +148,7 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
 
   Rect MapPart(const Rect& part, const Rect& input) const override {
     if (values_.deviation == 0) return part;
+    if (IsByEngine()) return MapLines(part, input);
     const Plan plan = MakePlan();
     const std::int32_t reach = plan.Reach();
     if (plan.shift == 0) {
@@ -145,8 +160,58 @@ class GaussianBlur final : public BuiltIn<GaussianBlur, Values> {
 
   HRESULT Draw(const Drawing& drawing) override {
     if (values_.deviation == 0) return Copy(drawing);
+    if (IsByEngine()) return DrawLines(drawing);
     const Plan plan = MakePlan();
     return plan.shift == 0 ? DrawPixels(drawing, plan) : DrawCells(drawing, plan);
+  }
+
+  // Whether the engine blurs lines itself, at any deviation.
+  bool IsByEngine() const { return HasOwnAlgorithm(gaussian_line_program()); }
+
+  Rect MapLines(const Rect& part, const Rect& input) const {
+    const std::int32_t reach = GaussianReach(values_.deviation);
+    const auto first = [&](std::int32_t place, std::int32_t edge) {
+      return Render::RunningSumStart(place, edge, !IsSoft(), reach) - reach;
+    };
+    return PartWithin({first(part.left, input.left), first(part.top, input.top), part.right + reach,
+                       part.bottom + reach},
+                      input, Mode(), Mode());
+  }
+
+  HRESULT DrawLines(const Drawing& drawing) {
+    Rect rows = drawing.Part();
+    const Rect read = Intersect(MapLines(rows, drawing.input), drawing.input);
+    rows.top = read.top;
+    rows.bottom = read.bottom;
+    if (read.Empty()) return Copy(drawing);
+    Target target;
+    RenderedImage image;
+    HRESULT result = NewImage(drawing.evaluation, rows, kBetween, &target, &image);
+    if (FAILED(result)) return result;
+    result = BlurLine(drawing.input, drawing.source, true, target, true);
+    if (FAILED(result)) return result;
+    return BlurLine({rows.left, drawing.input.top, rows.right, drawing.input.bottom}, image, false,
+                    drawing.target, false);
+  }
+
+  HRESULT BlurLine(const Rect& extent, const RenderedImage& source, bool along_rows,
+                   const Target& target, bool to_half) {
+    const double deviation = values_.deviation;
+    // A pixel beside the own has no part in a steeper one.
+    constexpr double kSteepest = -1000;
+    const double falloff =
+        std::max(-1 / (2 * std::numbers::ln2 * deviation * deviation), kSteepest);
+    const std::int32_t reach = GaussianReach(deviation);
+    double sum = 1;
+    for (std::int32_t i = 1; i <= reach; ++i) sum += 2 * std::exp2(falloff * i * i);
+    const GaussianConstants constants = {Edges(extent, source, Mode(), Mode()),
+                                         along_rows ? 1 : 0,
+                                         along_rows ? 0 : 1,
+                                         reach,
+                                         static_cast<float>(1 / sum),
+                                         static_cast<float>(falloff),
+                                         to_half ? 1u : 0u};
+    return RunPass(gaussian_line_program(), source, constants, target);
   }
 
   HRESULT DrawPixels(const Drawing& drawing, const Plan& plan) {

@@ -1,6 +1,7 @@
 // The smallest or the largest value in a rectangle around each pixel.
 
 #include <cmath>
+#include <limits>
 
 #include "platform/d2d/builtin/builtin_effect.h"
 #include "platform/d2d/builtin/short_list.h"
@@ -16,8 +17,9 @@ struct Values {
   UINT32 height = 1;
 };
 
-// Up to here one pass is faster than two.
+// Up to here one pass is faster than two, where each pixel's window is read.
 constexpr std::int32_t kLargestOfOnePass = 6;
+constexpr std::int32_t kAnyWindow = std::numeric_limits<std::int32_t>::max();
 
 class Morphology final : public BuiltIn<Morphology, Values> {
  public:
@@ -73,10 +75,11 @@ class Morphology final : public BuiltIn<Morphology, Values> {
 
   // Looks at a window of w pixels in about 2 sqrt(w) reads: first at some neighbours, then at as
   // many of these results as the window needs. They may overlap, an extremum does not mind.
-  static void AddSteps(bool along_rows, std::int32_t size, Steps* steps) {
+  static void AddSteps(bool along_rows, std::int32_t size, std::int32_t largest_of_one_pass,
+                       Steps* steps) {
     const std::int32_t before = size / 2;
     if (size == 1) return;
-    if (size <= kLargestOfOnePass) {
+    if (size <= largest_of_one_pass) {
       steps->push_back({along_rows, -before, 1, size - 1 - before});
       return;
     }
@@ -86,9 +89,11 @@ class Morphology final : public BuiltIn<Morphology, Values> {
   }
 
   HRESULT Draw(const Drawing& drawing) override {
+    const std::int32_t largest_of_one_pass =
+        HasOwnAlgorithm(morphology_program()) ? kAnyWindow : kLargestOfOnePass;
     Steps steps;
-    AddSteps(true, Width(), &steps);
-    AddSteps(false, Height(), &steps);
+    AddSteps(true, Width(), largest_of_one_pass, &steps);
+    AddSteps(false, Height(), largest_of_one_pass, &steps);
     if (steps.empty()) return Copy(drawing);
     // What each step has to make, from what the following one reads.
     ShortList<Render::Rect, kMostSteps> parts;

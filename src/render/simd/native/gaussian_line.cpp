@@ -1,0 +1,489 @@
+// A Gaussian blur along rows or columns, at a cost that does not depend on its deviation. See
+// `sliding_cosines.h` for the algorithm.
+//
+// A pixel's four channels, and those of its neighbours across the direction, are lanes. Rows are
+// laid out in memory so first, a few at a time.
+//
+// Sums that go on for long pick up rounding errors, and results must not depend on where a part of
+// an image begins. So sums begin anew at the places of `running_sums.h`.
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "render/running_sums.h"
+#include "render/simd/native/line_of_pixels.h"
+#include "render/simd/native/native_kernels.h"
+#include "render/simd/native/sliding_cosines.h"
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/native/gaussian_line.cpp"
+#include "hwy/cache_control.h"
+#include "hwy/foreach_target.h"
+#include "hwy/highway.h"
+#include "render/simd/native/thread_memory.h"
+
+#ifndef VANTRIX_GAUSSIAN_LINE_ONCE
+#define VANTRIX_GAUSSIAN_LINE_ONCE
+namespace Vantra::Render::Simd {
+
+// Of `gaussian_line.frag`.
+struct GaussianLineConstants {
+  std::int32_t left, top, right, bottom;
+  std::int32_t edge_modes[2];
+  std::int32_t axis_x, axis_y;
+  std::int32_t reach;
+  float centre;
+  float falloff;
+};
+
+// What is the same for all of a pass.
+struct GaussianLinePass {
+  static constexpr std::int32_t kTransparent = 0, kMirror = 1;
+
+  explicit GaussianLinePass(const PixelArguments& arguments) {
+    std::memcpy(&constants, arguments.constants, sizeof(constants));
+    in_columns = constants.axis_y != 0;
+    edge_mode = constants.edge_modes[in_columns ? 1 : 0];
+    const Span columns = {constants.left, constants.right},
+               rows = {constants.top, constants.bottom};
+    image = in_columns ? rows : columns;
+    across = in_columns ? columns : rows;
+    const TextureView& texture = arguments.textures[0];
+    held = Common(image, {0, in_columns ? texture.height : texture.width});
+    held_across = Common(across, {0, in_columns ? texture.width : texture.height});
+    offset_x = static_cast<std::int32_t>(arguments.origin_x);
+    offset_y = static_cast<std::int32_t>(arguments.origin_y);
+    swaps = (texture.format == Format::kBgra8) != (arguments.target.format == Format::kBgra8);
+  }
+
+  // Where the sums of a place begin.
+  std::int32_t Anchor(std::int32_t place) const {
+    return RunningSumStart(place, image.first, edge_mode == kMirror, constants.reach);
+  }
+
+  // Cuts places where sums begin anew.
+  Span FirstPiece(const Span& places) const {
+    return {places.first,
+            std::min(places.end, Anchor(places.first) + RunningSumPeriod(constants.reach))};
+  }
+  Span NextPiece(const Span& piece, const Span& places) const {
+    return {piece.end, std::min(places.end, piece.end + RunningSumPeriod(constants.reach))};
+  }
+
+  // The held places that are read for those up to `end`.
+  Span PlacesRead(std::int32_t anchor, std::int32_t end) const {
+    Span read = {anchor - constants.reach, end + constants.reach};
+    if (edge_mode == kMirror) {
+      // What lies beyond an edge is seen before it; in a short image, any place may be.
+      const std::int32_t before = std::max(0, image.first - read.first);
+      const std::int32_t behind = std::max(0, read.end - image.end);
+      if (std::max(before, behind) > image.Count()) return held;
+      if (before > 0) read.end = std::max(read.end, image.first + before);
+      if (behind > 0) read.first = std::min(read.first, image.end - behind);
+    }
+    return Common(read, held);
+  }
+
+  // Without memory.
+  LineOfPixels Line() const {
+    alignas(64) static constexpr std::byte kNothing[128] = {};
+    return {nullptr, 0, held, image, edge_mode == kMirror, kNothing};
+  }
+
+  GaussianLineConstants constants;
+  bool in_columns;
+  std::int32_t edge_mode;
+  // Along the line, and of the lines; in texels.
+  Span image, across;
+  Span held, held_across;
+  // Texel = pixel of the target + offset.
+  std::int32_t offset_x, offset_y;
+  // Red and blue are stored in another order than they are read in.
+  bool swaps;
+};
+
+struct GaussianLineMemory {
+  // With the weights of these constants.
+  static GaussianLineMemory& OfThread(const GaussianLineConstants& constants) {
+    thread_local GaussianLineMemory memory;
+    if (!memory.weights || memory.weights->reach != constants.reach ||
+        memory.centre != constants.centre || memory.falloff != constants.falloff) {
+      memory.weights = std::make_unique<const SlidingCosines>(constants.reach, constants.centre,
+                                                              constants.falloff);
+      memory.centre = constants.centre;
+      memory.falloff = constants.falloff;
+    }
+    return memory;
+  }
+
+  std::unique_ptr<const SlidingCosines> weights;
+  float centre = 0;
+  float falloff = 0;
+  ThreadMemory pixels;
+  ThreadMemory results;
+};
+
+// Rows that are laid out side by side.
+constexpr std::int32_t kRowsAtATime = 8;
+
+}  // namespace Vantra::Render::Simd
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantra::Render::Simd {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Floats = hn::ScalableTag<float>;
+using Ints = hn::Rebind<std::int32_t, Floats>;
+using Bytes = hn::Rebind<std::uint8_t, Floats>;
+using Halves = hn::Rebind<hwy::float16_t, Floats>;
+using V = hn::Vec<Floats>;
+
+constexpr std::size_t kLaneCount = hn::MaxLanes(Floats());
+constexpr std::size_t kPixelCount = kLaneCount / 4;
+// The pixels of a vector of channels, each as a whole number.
+template <class Pixel>
+using Pixels = hn::Simd<Pixel, kPixelCount, 0>;
+
+// Channels as bytes, 0 to 255, and as 16-bit floats, 0 to 1.
+struct ByteSamples {
+  using Pixel = std::uint32_t;
+  static constexpr float kOne = 255;
+
+  static HWY_INLINE V Load(const std::byte* from) {
+    const auto bytes = hn::LoadU(Bytes(), reinterpret_cast<const std::uint8_t*>(from));
+    return hn::ConvertTo(Floats(), hn::PromoteTo(Ints(), bytes));
+  }
+  // Values of 0 to 255.
+  static HWY_INLINE hn::Vec<Pixels<Pixel>> ToPixels(V value) {
+    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Bytes(), hn::NearestInt(value)));
+  }
+};
+
+struct HalfSamples {
+  using Pixel = std::uint64_t;
+  static constexpr float kOne = 1;
+
+  static HWY_INLINE V Load(const std::byte* from) {
+    return hn::PromoteTo(Floats(),
+                         hn::LoadU(Halves(), reinterpret_cast<const hwy::float16_t*>(from)));
+  }
+  static HWY_INLINE hn::Vec<Pixels<Pixel>> ToPixels(V value) {
+    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), value));
+  }
+};
+
+// Stores as many pixels as a vector has channels of.
+template <class Samples>
+HWY_INLINE void Store(V value, bool swaps, std::byte* to) {
+  using Pixel = typename Samples::Pixel;
+  const Pixels<Pixel> d;
+  // The comparison is false for what is not a number.
+  const V positive = hn::IfThenElseZero(hn::Gt(value, hn::Zero(Floats())), value);
+  auto pixels = Samples::ToPixels(hn::Min(positive, hn::Set(Floats(), Samples::kOne)));
+  if (swaps) {
+    // Red and blue are the first and the third of four.
+    constexpr int kChannelBits = 2 * sizeof(Pixel);
+    constexpr Pixel kFirst = (Pixel{1} << kChannelBits) - 1;
+    constexpr Pixel kRedAndBlue = kFirst | kFirst << 2 * kChannelBits;
+    const auto mask = hn::Set(d, kRedAndBlue);
+    pixels =
+        hn::Or(hn::AndNot(mask, pixels), hn::RotateRight<2 * kChannelBits>(hn::And(mask, pixels)));
+  }
+  hn::StoreU(pixels, d, reinterpret_cast<Pixel*>(to));
+}
+
+// The sums of one cosine's window, and how they last changed.
+struct Wave {
+  V sum, step;
+
+  HWY_INLINE void Advance(const SlidingCosines::Cosine& cosine, V change, V total) {
+    const Floats d;
+    const V drive = hn::MulAdd(hn::Set(d, cosine.change), change,
+                               hn::Mul(hn::Set(d, cosine.difference), total));
+    step = hn::NegMulAdd(hn::Set(d, cosine.bend), sum, hn::Add(step, drive));
+    sum = hn::Add(sum, step);
+  }
+  HWY_INLINE void Begin(float sum_weight, float step_weight, V pixels) {
+    const Floats d;
+    sum = hn::MulAdd(hn::Set(d, sum_weight), pixels, sum);
+    step = hn::MulAdd(hn::Set(d, step_weight), pixels, step);
+  }
+};
+static_assert(SlidingCosines::kCosines == 4);
+
+// The window of one vector of lines.
+struct Window {
+  V plain;
+  Wave first, second, third, fourth;
+  // The last that entered, and the last that left.
+  V entered, left;
+
+  // A constructor that the compiler made would not have the instruction set's attributes.
+  HWY_INLINE Window() {
+    plain = entered = left = hn::Zero(Floats());
+    first = second = third = fourth = {plain, plain};
+  }
+  HWY_INLINE void Begin(const SlidingCosines::Start& start, V pixels) {
+    plain = hn::Add(plain, pixels);
+    first.Begin(start.sums[0], start.steps[0], pixels);
+    second.Begin(start.sums[1], start.steps[1], pixels);
+    third.Begin(start.sums[2], start.steps[2], pixels);
+    fourth.Begin(start.sums[3], start.steps[3], pixels);
+    entered = pixels;
+  }
+  HWY_INLINE void Advance(const SlidingCosines& weights, V enters, V leaves) {
+    const V change = hn::Sub(hn::Sub(enters, entered), hn::Sub(leaves, left));
+    const V total = hn::Add(entered, leaves);
+    plain = hn::Add(plain, hn::Sub(enters, leaves));
+    first.Advance(weights.cosines[0], change, total);
+    second.Advance(weights.cosines[1], change, total);
+    third.Advance(weights.cosines[2], change, total);
+    fourth.Advance(weights.cosines[3], change, total);
+    entered = enters;
+    left = leaves;
+  }
+  HWY_INLINE V Value(const SlidingCosines& weights, float scale) const {
+    const Floats d;
+    const V waves = hn::Add(hn::Add(first.sum, second.sum), hn::Add(third.sum, fourth.sum));
+    return hn::Mul(hn::MulAdd(hn::Set(d, weights.constant), plain, waves), hn::Set(d, scale));
+  }
+};
+
+// Blurs `places` of the lines that begin `lane` channels behind a place's first, with sums that
+// begin at `anchor`. `to` is of the first place. `kIsFar` tells that places are so far apart in
+// memory that the CPU does not see which it will need.
+template <class In, class Out, bool kIsFar>
+void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines& weights,
+               std::int32_t anchor, const Span& places, bool swaps, std::byte* to,
+               std::size_t to_stride) {
+  constexpr std::size_t kInBytes = sizeof(typename In::Pixel) / 4;
+  constexpr std::int32_t kPlacesAhead = 16;
+  const std::int32_t reach = weights.reach;
+  const auto load = [&](std::int32_t place)
+                        HWY_ATTR { return In::Load(line.At(place) + lane * kInBytes); };
+  Window window;
+  std::int32_t place = anchor - reach;
+  if (!line.mirrors && place < line.image.first) place = std::min(line.image.first, anchor + reach);
+  for (; place <= anchor + reach; ++place) {
+    window.Begin(weights.start[static_cast<std::size_t>(place - anchor + reach)], load(place));
+  }
+  for (place = anchor; place < places.first; ++place) {
+    window.Advance(weights, load(place + reach + 1), load(place - reach));
+  }
+  for (;;) {
+    Store<Out>(window.Value(weights, Out::kOne / In::kOne), swaps, to);
+    if (++place == places.end) return;
+    to += to_stride;
+    if constexpr (kIsFar) hwy::Prefetch(line.At(place + reach + kPlacesAhead) + lane * kInBytes);
+    window.Advance(weights, load(place + reach), load(place - reach - 1));
+  }
+}
+
+template <class In, class Out>
+void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, std::int32_t top,
+                 std::int32_t bottom, GaussianLineMemory& memory) {
+  constexpr std::size_t kInBytes = sizeof(typename In::Pixel);
+  constexpr std::size_t kOutBytes = sizeof(typename Out::Pixel);
+  const TextureView& texture = arguments.textures[0];
+  const TargetView& target = arguments.target;
+  const Span rows = {top + pass.offset_y, bottom + pass.offset_y};
+  for (std::int32_t x = arguments.left; x < arguments.right; x += kPixelCount) {
+    const auto column = static_cast<std::size_t>(x + pass.offset_x);
+    LineOfPixels line = pass.Line();
+    line.data = texture.data + pass.held.first * texture.pitch + column * kInBytes;
+    line.stride = static_cast<std::ptrdiff_t>(texture.pitch);
+    const std::size_t count = std::min<std::size_t>(kPixelCount, arguments.right - x);
+    for (Span piece = pass.FirstPiece(rows); piece.Count() > 0;
+         piece = pass.NextPiece(piece, rows)) {
+      std::byte* const to = target.data + (piece.first - pass.offset_y) * target.pitch +
+                            static_cast<std::size_t>(x) * kOutBytes;
+      const std::int32_t anchor = pass.Anchor(piece.first);
+      if (count == kPixelCount) {
+        BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, to,
+                                 target.pitch);
+        continue;
+      }
+      // What lies behind the last column is not ours.
+      constexpr std::size_t kStride = kPixelCount * kOutBytes;
+      const auto piece_count = static_cast<std::size_t>(piece.Count());
+      std::byte* const results = memory.results.Take(piece_count * kStride);
+      BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, results,
+                               kStride);
+      for (std::size_t i = 0; i < piece_count; ++i) {
+        std::memcpy(to + i * target.pitch, results + i * kStride, count * kOutBytes);
+      }
+    }
+  }
+}
+
+// Makes rows of the columns of a small square of pixels. `from` and `to` give the place of a row.
+template <class From, class To>
+HWY_INLINE void Transpose(const hn::Full128<std::uint32_t> d, From from, To to) {
+  const hn::Repartition<std::uint64_t, decltype(d)> pairs;
+  const auto a = hn::LoadU(d, from(0)), b = hn::LoadU(d, from(1));
+  const auto c = hn::LoadU(d, from(2)), e = hn::LoadU(d, from(3));
+  const auto first = hn::BitCast(pairs, hn::InterleaveLower(d, a, b));
+  const auto second = hn::BitCast(pairs, hn::InterleaveLower(d, c, e));
+  const auto third = hn::BitCast(pairs, hn::InterleaveUpper(d, a, b));
+  const auto fourth = hn::BitCast(pairs, hn::InterleaveUpper(d, c, e));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveLower(pairs, first, second)), d, to(0));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(pairs, first, second)), d, to(1));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveLower(pairs, third, fourth)), d, to(2));
+  hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(pairs, third, fourth)), d, to(3));
+}
+template <class From, class To>
+HWY_INLINE void Transpose(const hn::Full128<std::uint64_t> d, From from, To to) {
+  const auto a = hn::LoadU(d, from(0)), b = hn::LoadU(d, from(1));
+  hn::StoreU(hn::InterleaveLower(d, a, b), d, to(0));
+  hn::StoreU(hn::InterleaveUpper(d, a, b), d, to(1));
+}
+template <class Pixel>
+constexpr std::int32_t kSquare = 16 / sizeof(Pixel);
+
+// Lays `count` pixels of some rows out place by place. Writes whole squares.
+template <class Pixel>
+void GatherLines(const Pixel* const* rows, std::int32_t count, Pixel* lines) {
+  for (std::int32_t x = 0; x < count; x += kSquare<Pixel>) {
+    for (std::int32_t row = 0; row < kRowsAtATime; row += kSquare<Pixel>) {
+      Transpose(
+          hn::Full128<Pixel>(), [&](std::int32_t i) { return rows[row + i] + x; },
+          [&](std::int32_t i) { return lines + (x + i) * kRowsAtATime + row; });
+    }
+  }
+}
+
+// The way back.
+template <class Pixel>
+void ScatterLines(const Pixel* lines, std::int32_t count, Pixel* const* rows) {
+  std::int32_t x = 0;
+  for (; x + kSquare<Pixel> <= count; x += kSquare<Pixel>) {
+    for (std::int32_t row = 0; row < kRowsAtATime; row += kSquare<Pixel>) {
+      Transpose(
+          hn::Full128<Pixel>(),
+          [&](std::int32_t i) { return lines + (x + i) * kRowsAtATime + row; },
+          [&](std::int32_t i) { return rows[row + i] + x; });
+    }
+  }
+  for (; x < count; ++x) {
+    for (std::int32_t row = 0; row < kRowsAtATime; ++row) {
+      rows[row][x] = lines[x * kRowsAtATime + row];
+    }
+  }
+}
+
+template <class In, class Out>
+void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std::int32_t top,
+              std::int32_t bottom, GaussianLineMemory& memory) {
+  using InPixel = typename In::Pixel;
+  using OutPixel = typename Out::Pixel;
+  const TextureView& texture = arguments.textures[0];
+  const TargetView& target = arguments.target;
+  const Span columns = {arguments.left + pass.offset_x, arguments.right + pass.offset_x};
+  for (std::int32_t y = top; y < bottom; y += kRowsAtATime) {
+    for (Span piece = pass.FirstPiece(columns); piece.Count() > 0;
+         piece = pass.NextPiece(piece, columns)) {
+      const std::int32_t anchor = pass.Anchor(piece.first);
+      const Span read = pass.PlacesRead(anchor, piece.end);
+      // What is missing of the last rows is made up by the last of all.
+      const InPixel* from[kRowsAtATime];
+      OutPixel* to[kRowsAtATime];
+      for (std::int32_t i = 0; i < kRowsAtATime; ++i) {
+        const std::int32_t row = std::min(y + i, bottom - 1);
+        from[i] =
+            reinterpret_cast<const InPixel*>(texture.data + (row + pass.offset_y) * texture.pitch) +
+            read.first;
+        to[i] = reinterpret_cast<OutPixel*>(target.data + row * target.pitch) +
+                (piece.first - pass.offset_x);
+      }
+      const auto places = [](std::int32_t count) {
+        return static_cast<std::size_t>(count) * kRowsAtATime;
+      };
+      auto* const pixels = reinterpret_cast<InPixel*>(
+          memory.pixels.Take(places(read.Count() + kSquare<InPixel>) * sizeof(InPixel)));
+      auto* const results = reinterpret_cast<OutPixel*>(
+          memory.results.Take(places(piece.Count()) * sizeof(OutPixel)));
+      GatherLines(from, read.Count(), pixels);
+      LineOfPixels line = pass.Line();
+      line.data = reinterpret_cast<const std::byte*>(pixels);
+      line.stride = kRowsAtATime * sizeof(InPixel);
+      line.held = read;
+      for (std::size_t row = 0; row < kRowsAtATime; row += kPixelCount) {
+        BlurLanes<In, Out, false>(line, 4 * row, *memory.weights, anchor, piece, pass.swaps,
+                                  reinterpret_cast<std::byte*>(results + row),
+                                  kRowsAtATime * sizeof(OutPixel));
+      }
+      ScatterLines(results, piece.Count(), to);
+    }
+  }
+}
+
+template <class In, class Out>
+void Blur(const PixelArguments& arguments, const GaussianLinePass& pass, std::int32_t top,
+          std::int32_t bottom, GaussianLineMemory& memory) {
+  (pass.in_columns ? BlurColumns<In, Out> : BlurRows<In, Out>)(arguments, pass, top, bottom,
+                                                               memory);
+}
+
+bool GaussianLine(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
+  const GaussianLinePass pass(arguments);
+  const bool from_half = arguments.textures[0].format == Format::kRgba16Float;
+  const bool to_half = arguments.target.format == Format::kRgba16Float;
+  try {
+    GaussianLineMemory& memory = GaussianLineMemory::OfThread(pass.constants);
+    const auto blur =
+        from_half ? (to_half ? Blur<HalfSamples, HalfSamples> : Blur<HalfSamples, ByteSamples>)
+                  : (to_half ? Blur<ByteSamples, HalfSamples> : Blur<ByteSamples, ByteSamples>);
+    blur(arguments, pass, top, bottom, memory);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace Vantra::Render::Simd
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantra::Render::Simd {
+
+HWY_EXPORT(GaussianLine);
+
+bool RunGaussianLine(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
+  return HWY_DYNAMIC_DISPATCH(GaussianLine)(arguments, top, bottom);
+}
+
+bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands) {
+  const auto is_known = [](Format format) {
+    return format == Format::kBgra8 || format == Format::kRgba8 || format == Format::kRgba16Float;
+  };
+  const TextureView& texture = arguments.textures[0];
+  if (!texture.data || !is_known(texture.format) || !is_known(arguments.target.format) ||
+      arguments.blend != Blend::kReplace || !IsWholeOffset(arguments)) {
+    return false;
+  }
+  const GaussianLinePass pass(arguments);
+  const GaussianLineConstants& constants = pass.constants;
+  constexpr std::int32_t kLongestReach = 1 << 12;
+  if (constants.axis_x + constants.axis_y != 1 || constants.axis_x * constants.axis_y != 0 ||
+      constants.reach < 1 || constants.reach > kLongestReach || !(constants.falloff < 0) ||
+      !std::isfinite(constants.falloff) || !std::isfinite(constants.centre) ||
+      (pass.edge_mode != GaussianLinePass::kTransparent &&
+       pass.edge_mode != GaussianLinePass::kMirror) ||
+      pass.image.first >= pass.image.end) {
+    return false;
+  }
+  *bands = pass.in_columns ? Bands::kColumns : Bands::kRows;
+  // Lines of which there is nothing are left to the program.
+  return pass.held_across.Holds(
+      pass.in_columns ? Span{arguments.left + pass.offset_x, arguments.right + pass.offset_x}
+                      : Span{arguments.top + pass.offset_y, arguments.bottom + pass.offset_y});
+}
+
+}  // namespace Vantra::Render::Simd
+#endif

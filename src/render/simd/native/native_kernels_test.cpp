@@ -1,0 +1,468 @@
+#include "render/simd/native/native_kernels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <random>
+#include <string_view>
+#include <vector>
+
+#include "render/running_sums.h"
+#include "render/simd/native/sliding_cosines.h"
+#include "render/simd/targets.h"
+// After the choice of targets.
+#include "render/simd/target_tests.h"
+
+namespace Vantra::Render::Simd {
+namespace {
+
+const NativeKernel& Find(std::string_view name) {
+  for (const NativeKernel& kernel : GetNativeKernelTable()) {
+    if (name == kernel.name) return kernel;
+  }
+  throw std::out_of_range("no such kernel");
+}
+
+// Pixels in memory as an engine's textures have them. Around them are bytes that must stay.
+class Image {
+ public:
+  static constexpr std::byte kAround{0xa5};
+
+  Image(std::int32_t columns, std::int32_t rows, Format of_pixels)
+      : width(columns), height(rows), format(of_pixels) {
+    const std::size_t row = static_cast<std::size_t>(width) * BytesPerPixel(format) + kRowPadding;
+    pitch = (row + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    memory_.resize(static_cast<std::size_t>(height) * pitch + kRowAlignment, kAround);
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
+    first_ = (kRowAlignment - address % kRowAlignment) % kRowAlignment;
+  }
+
+  std::byte* At(std::int32_t x, std::int32_t y) {
+    return memory_.data() + first_ + static_cast<std::size_t>(y) * pitch +
+           static_cast<std::size_t>(x) * BytesPerPixel(format);
+  }
+  TextureView View() { return {At(0, 0), pitch, width, height, format}; }
+  TargetView Target() { return {At(0, 0), pitch, format}; }
+
+  // Red, green, blue or alpha, in levels.
+  double Level(std::int32_t x, std::int32_t y, std::size_t channel) {
+    const std::byte* pixel = At(x, y);
+    if (format == Format::kRgba16Float) {
+      std::uint16_t bits;
+      std::memcpy(&bits, pixel + 2 * channel, sizeof(bits));
+      const int exponent = bits >> 10 & 31, fraction = bits & 1023;
+      const double size =
+          exponent == 0 ? std::ldexp(fraction, -24) : std::ldexp(1024 + fraction, exponent - 25);
+      return 255 * (bits & 0x8000 ? -size : size);
+    }
+    const bool swapped = format == Format::kBgra8 && channel < 3;
+    return static_cast<double>(pixel[swapped ? 2 - channel : channel]);
+  }
+
+  // Noise with plain parts; as floats, of whole levels and of others.
+  void Draw(unsigned seed) {
+    std::mt19937 random(seed);
+    const std::size_t channels = BytesPerPixel(format) / (format == Format::kRgba16Float ? 2 : 1);
+    for (std::int32_t y = 0; y < height; ++y) {
+      for (std::int32_t x = 0; x < width; ++x) {
+        const bool is_plain = (x / 16 + y / 16) % 3 == 0;
+        for (std::size_t c = 0; c < channels; ++c) {
+          const auto value = static_cast<unsigned>(is_plain ? (x + y) % 2 * 0xffffffff : random());
+          if (format == Format::kRgba16Float) {
+            // Up to 1.
+            const auto half = static_cast<std::uint16_t>(value % 0x3c01);
+            std::memcpy(At(x, y) + 2 * c, &half, sizeof(half));
+          } else {
+            At(x, y)[c] = static_cast<std::byte>(value);
+          }
+        }
+      }
+    }
+  }
+
+  friend bool operator==(const Image& a, const Image& b) {
+    return std::equal(a.memory_.begin() + static_cast<std::ptrdiff_t>(a.first_),
+                      a.memory_.end() - static_cast<std::ptrdiff_t>(kRowAlignment - a.first_),
+                      b.memory_.begin() + static_cast<std::ptrdiff_t>(b.first_));
+  }
+
+  std::int32_t width, height;
+  Format format;
+  std::size_t pitch;
+
+ private:
+  std::vector<std::byte> memory_;
+  std::size_t first_;
+};
+
+// The constants of the programs.
+struct Gaussian {
+  Rect extent;
+  std::int32_t edge_x, edge_y;
+  std::int32_t axis_x, axis_y;
+  std::int32_t reach;
+  float centre, falloff;
+  std::uint32_t to_half = 0;
+};
+struct Extremum {
+  Rect extent;
+  std::int32_t axis_x, axis_y;
+  std::int32_t first, stride, last, count;
+  std::uint32_t dilates;
+};
+
+Gaussian MakeGaussian(const Rect& extent, double deviation, bool mirrors, bool in_columns) {
+  Gaussian constants = {extent, mirrors, mirrors, !in_columns, in_columns, 0, 0, 0};
+  constants.reach = static_cast<std::int32_t>(std::ceil(3 * deviation));
+  constants.falloff = static_cast<float>(-1 / (2 * std::log(2.0) * deviation * deviation));
+  double sum = 0;
+  for (std::int32_t n = -constants.reach; n <= constants.reach; ++n) {
+    sum += std::exp(-n * n / (2 * deviation * deviation));
+  }
+  constants.centre = static_cast<float>(1 / sum);
+  return constants;
+}
+
+// A pass, and its constants' memory.
+struct Pass {
+  template <class Constants>
+  Pass(const Constants& values, Image& source, Image& target, const Rect& rect,
+       std::int32_t offset_x = 0, std::int32_t offset_y = 0) {
+    std::memcpy(constants, &values, sizeof(values));
+    arguments.textures[0] = source.View();
+    arguments.constants = constants;
+    arguments.origin_x = static_cast<float>(offset_x);
+    arguments.origin_y = static_cast<float>(offset_y);
+    arguments.target = target.Target();
+    arguments.left = rect.left;
+    arguments.top = rect.top;
+    arguments.right = rect.right;
+    arguments.bottom = rect.bottom;
+  }
+
+  // Draws it in bands of some rows, or columns.
+  void Run(const NativeKernel& kernel, std::int32_t size = 1 << 20) const {
+    Bands bands = Bands::kRows;
+    ASSERT_TRUE(kernel.accepts(arguments, &bands));
+    PixelArguments band = arguments;
+    if (bands == Bands::kRows) {
+      for (std::int32_t y = arguments.top; y < arguments.bottom; y += size) {
+        ASSERT_TRUE(kernel.run(band, y, std::min(arguments.bottom, y + size)));
+      }
+    } else {
+      for (std::int32_t x = arguments.left; x < arguments.right; x += size) {
+        band.left = x;
+        band.right = std::min(arguments.right, x + size);
+        ASSERT_TRUE(kernel.run(band, arguments.top, arguments.bottom));
+      }
+    }
+  }
+
+  alignas(64) std::byte constants[kMaximumConstantBytes] = {};
+  PixelArguments arguments;
+};
+
+// The place in a line that is found at any place.
+std::int32_t Mirror(std::int32_t place, std::int32_t first, std::int32_t end) {
+  while (place < first || place >= end) {
+    place = place < first ? 2 * first - 1 - place : 2 * end - 1 - place;
+  }
+  return place;
+}
+
+using Formula = std::function<double(std::int32_t x, std::int32_t y, std::size_t channel)>;
+
+Formula FormulaOf(const Gaussian& constants, Image& source) {
+  return [=, &source](std::int32_t x, std::int32_t y, std::size_t channel) {
+    double sum = 0;
+    for (std::int32_t n = -constants.reach; n <= constants.reach; ++n) {
+      std::int32_t px = x + n * constants.axis_x, py = y + n * constants.axis_y;
+      if (constants.edge_x == 1) {
+        px = Mirror(px, constants.extent.left, constants.extent.right);
+        py = Mirror(py, constants.extent.top, constants.extent.bottom);
+      } else if (px < constants.extent.left || px >= constants.extent.right ||
+                 py < constants.extent.top || py >= constants.extent.bottom) {
+        continue;
+      }
+      sum += static_cast<double>(constants.centre) *
+             std::exp2(static_cast<double>(constants.falloff) * n * n) *
+             source.Level(px, py, channel);
+    }
+    return sum;
+  };
+}
+
+Formula FormulaOf(const Extremum& constants, Image& source) {
+  return [=, &source](std::int32_t x, std::int32_t y, std::size_t channel) {
+    const Rect& extent = constants.extent;
+    double value = constants.dilates ? 0 : 255;
+    for (std::int32_t n = constants.first; n <= constants.last; ++n) {
+      const double level = source.Level(
+          std::clamp(x + n * constants.axis_x, extent.left, extent.right - 1),
+          std::clamp(y + n * constants.axis_y, extent.top, extent.bottom - 1), channel);
+      value = constants.dilates ? std::max(value, level) : std::min(value, level);
+    }
+    return value;
+  };
+}
+
+// What the formula makes of the drawn rectangle.
+std::vector<double> Evaluate(const PixelArguments& pass, const Formula& formula) {
+  std::vector<double> levels;
+  for (std::int32_t y = pass.top; y < pass.bottom; ++y) {
+    for (std::int32_t x = pass.left; x < pass.right; ++x) {
+      for (std::size_t channel = 0; channel < 4; ++channel) {
+        levels.push_back(formula(x + static_cast<std::int32_t>(pass.origin_x),
+                                 y + static_cast<std::int32_t>(pass.origin_y), channel));
+      }
+    }
+  }
+  return levels;
+}
+
+// How far the drawn rectangle is from that, in levels beyond what rounding makes.
+double Difference(const PixelArguments& pass, const std::vector<double>& wanted, Image& target) {
+  double largest = -1;
+  auto level = wanted.begin();
+  for (std::int32_t y = pass.top; y < pass.bottom; ++y) {
+    for (std::int32_t x = pass.left; x < pass.right; ++x) {
+      for (std::size_t channel = 0; channel < 4; ++channel, ++level) {
+        const double rounding =
+            target.format == Format::kRgba16Float ? std::max(*level * 0x1p-11, 1e-4) : 0.5;
+        largest = std::max(largest, std::abs(target.Level(x, y, channel) - *level) - rounding);
+      }
+    }
+  }
+  return largest;
+}
+
+// Takes away what was drawn.
+void Wipe(const PixelArguments& pass, Image& target) {
+  for (std::int32_t y = pass.top; y < pass.bottom; ++y) {
+    std::fill(target.At(pass.left, y), target.At(pass.right, y), Image::kAround);
+  }
+}
+
+TEST(NativeKernels, CosinesMakeTheGaussian) {
+  for (double deviation = 0.02; deviation <= 250; deviation *= 1.07) {
+    const Gaussian constants = MakeGaussian({}, deviation, false, false);
+    const SlidingCosines cosines(constants.reach, static_cast<double>(constants.centre),
+                                 static_cast<double>(constants.falloff));
+    // What all errors of weights together can move a result by.
+    double sum = 0;
+    for (std::int32_t n = -constants.reach; n <= constants.reach; ++n) {
+      double weight = static_cast<double>(cosines.constant);
+      for (const float part : cosines.start[static_cast<std::size_t>(n + constants.reach)].sums) {
+        weight += static_cast<double>(part);
+      }
+      sum += std::abs(weight - static_cast<double>(constants.centre) *
+                                   std::exp2(static_cast<double>(constants.falloff) * n * n));
+    }
+    EXPECT_LE(255 * sum, constants.reach == 5 ? 0.22 : 0.1) << deviation;
+  }
+}
+
+constexpr Format kFormats[][2] = {{Format::kBgra8, Format::kRgba16Float},
+                                  {Format::kRgba16Float, Format::kBgra8},
+                                  {Format::kRgba16Float, Format::kRgba16Float},
+                                  {Format::kBgra8, Format::kRgba8},
+                                  {Format::kRgba8, Format::kRgba16Float}};
+
+TEST(NativeKernels, GaussianLinesFollowTheFormula) {
+  const NativeKernel& kernel = Find("platform_d2d_builtin_gaussian_line");
+  // The weights' errors together, in the worst case, and those of the sums.
+  constexpr double kMargin = 0.1 + 0.01;
+  const struct {
+    std::int32_t along, across;
+    double deviation;
+  } kCases[] = {{1, 1, 3},     {2, 3, 0.3},  {40, 9, 0.01}, {61, 17, 1},
+                {70, 11, 2.4}, {300, 5, 20}, {1300, 9, 31}, {700, 3, 250}};
+  std::size_t turn = 0;
+  for (const auto& test : kCases) {
+    for (const bool in_columns : {false, true}) {
+      for (const bool mirrors : {false, true}) {
+        const auto& [from, to] = kFormats[turn++ % std::size(kFormats)];
+        // The image begins in the texture at (2, 1), and the target's pixels lie otherwise.
+        const std::int32_t width = in_columns ? test.across : test.along;
+        const std::int32_t height = in_columns ? test.along : test.across;
+        Image source(width + 3, height + 1, from);
+        source.Draw(static_cast<unsigned>(turn));
+        const Rect extent = {2, 1, 2 + width, 1 + height};
+        // Beyond the ends, too.
+        const std::int32_t beyond = std::min(test.along, 20);
+        const std::int32_t around_x = in_columns ? 0 : beyond, around_y = in_columns ? beyond : 0;
+        Image target(width + 2 * around_x + 7, height + 2 * around_y + 2, to);
+        const Image before = target;
+        const Rect rect = {5, 2, 5 + width + 2 * around_x, 2 + height + 2 * around_y};
+        const Gaussian constants = MakeGaussian(extent, test.deviation, mirrors, in_columns);
+        const Pass pass(constants, source, target, rect, 2 - 5 - around_x, 1 - 2 - around_y);
+        const std::vector<double> wanted = Evaluate(pass.arguments, FormulaOf(constants, source));
+        OnEachTarget([&] {
+          pass.Run(kernel);
+          EXPECT_LE(Difference(pass.arguments, wanted, target), kMargin)
+              << width << "x" << height << " by " << test.deviation << ", columns " << in_columns
+              << ", mirrors " << mirrors;
+          // Nothing else was written.
+          Wipe(pass.arguments, target);
+          EXPECT_EQ(target, before);
+        });
+      }
+    }
+  }
+}
+
+TEST(NativeKernels, GaussianLinesDoNotDependOnBandsAndParts) {
+  const NativeKernel& kernel = Find("platform_d2d_builtin_gaussian_line");
+  constexpr std::int32_t kAlong = 1400, kAcross = 37;
+  OnEachTarget([&] {
+    for (const bool in_columns : {false, true}) {
+      for (const bool mirrors : {false, true}) {
+        const std::int32_t width = in_columns ? kAcross : kAlong;
+        const std::int32_t height = in_columns ? kAlong : kAcross;
+        Image source(width, height, Format::kBgra8);
+        source.Draw(7);
+        Image whole(width, height, Format::kRgba16Float), bands = whole, part = whole;
+        const Rect all = {0, 0, width, height};
+        const Gaussian constants = MakeGaussian(all, 40, mirrors, in_columns);
+        Pass(constants, source, whole, all).Run(kernel);
+        Pass(constants, source, bands, all).Run(kernel, 5);
+        EXPECT_EQ(bands, whole);
+        // A part, drawn from what it has to be drawn from.
+        constexpr std::int32_t kFirst = 1000, kEnd = 1100;
+        const std::int32_t from =
+            RunningSumStart(kFirst, 0, mirrors, constants.reach) - constants.reach;
+        const Rect read = in_columns ? Rect{3, from, 20, kEnd + constants.reach}
+                                     : Rect{from, 3, kEnd + constants.reach, 20};
+        Image cut(read.Width(), read.Height(), source.format);
+        for (std::int32_t y = 0; y < cut.height; ++y) {
+          std::memcpy(cut.At(0, y), source.At(read.left, read.top + y),
+                      static_cast<std::size_t>(cut.width) * 4);
+        }
+        Gaussian moved = constants;
+        moved.extent = {-read.left, -read.top, width - read.left, height - read.top};
+        const Rect drawn = in_columns ? Rect{3, kFirst, 20, kEnd} : Rect{kFirst, 3, kEnd, 20};
+        Pass(moved, cut, part, drawn, -read.left, -read.top).Run(kernel);
+        for (std::int32_t y = drawn.top; y < drawn.bottom; ++y) {
+          EXPECT_EQ(std::memcmp(part.At(drawn.left, y), whole.At(drawn.left, y),
+                                static_cast<std::size_t>(drawn.Width()) * 8),
+                    0)
+              << y;
+        }
+      }
+    }
+  });
+}
+
+TEST(NativeKernels, GaussianLinesSurviveWhatIsNoNumber) {
+  OnEachTarget([&] {
+    Image source(900, 2, Format::kRgba16Float), target(900, 2, Format::kBgra8);
+    source.Draw(1);
+    const std::uint16_t strange[] = {0x7e00, 0x7c00, 0xfc00, 0xffff};
+    std::memcpy(source.At(3, 0), strange, sizeof(strange));
+    const Gaussian constants = MakeGaussian({0, 0, 900, 2}, 2, false, false);
+    const Pass pass(constants, source, target, {0, 0, 900, 2});
+    pass.Run(Find("platform_d2d_builtin_gaussian_line"));
+    // Another row, and where sums have begun anew.
+    PixelArguments clean = pass.arguments;
+    clean.top = 1;
+    EXPECT_LE(Difference(clean, Evaluate(clean, FormulaOf(constants, source)), target), 0.11);
+    clean.top = 0;
+    clean.left = RunningSumPeriod(constants.reach) + constants.reach;
+    EXPECT_LE(Difference(clean, Evaluate(clean, FormulaOf(constants, source)), target), 0.11);
+  });
+}
+
+TEST(NativeKernels, MorphologyTakesTheExtremaOfWindows) {
+  const NativeKernel& kernel = Find("platform_d2d_builtin_morphology");
+  const struct {
+    std::int32_t width, height, window;
+  } kCases[] = {{1, 1, 1}, {3, 2, 2}, {37, 45, 7}, {133, 70, 64}, {50, 9, 100}, {9, 50, 33}};
+  std::uint32_t turn = 0;
+  for (const auto& test : kCases) {
+    for (const bool in_columns : {false, true}) {
+      for (const std::int32_t band : {3, 1 << 20}) {
+        Image source(test.width + 3, test.height + 1, Format::kBgra8);
+        source.Draw(++turn);
+        Image target(test.width + 7, test.height + 2, turn % 3 ? Format::kBgra8 : Format::kRgba8);
+        const Image before = target;
+        const Rect rect = {5, 2, 5 + test.width, 2 + test.height};
+        const std::int32_t first = -(test.window / 2);
+        const Extremum constants = {{2, 1, 2 + test.width, 1 + test.height},
+                                    !in_columns,
+                                    in_columns,
+                                    first,
+                                    1,
+                                    first + test.window - 1,
+                                    test.window,
+                                    turn % 2};
+        const Pass pass(constants, source, target, rect, 2 - 5, 1 - 2);
+        const std::vector<double> wanted = Evaluate(pass.arguments, FormulaOf(constants, source));
+        OnEachTarget([&] {
+          pass.Run(kernel, band);
+          EXPECT_LE(Difference(pass.arguments, wanted, target), -0.5 + 1e-9)
+              << test.width << "x" << test.height << " by " << test.window;
+          Wipe(pass.arguments, target);
+          EXPECT_EQ(target, before);
+        });
+      }
+    }
+  }
+}
+
+TEST(NativeKernels, LeaveToTheProgramWhatTheyDoNotDo) {
+  Image source(20, 10, Format::kBgra8), target(20, 10, Format::kBgra8);
+  const Rect all = {0, 0, 20, 10};
+  const Gaussian gaussian = MakeGaussian(all, 3, false, false);
+  const Extremum extremum = {all, 0, 1, -2, 1, 2, 5, 0};
+  Bands bands;
+
+  using Change = std::function<void(PixelArguments&)>;
+  const Change kChanges[] = {[](auto& pass) { pass.textures[0] = {}; },
+                             [](auto& pass) { pass.textures[0].format = Format::kRg8; },
+                             [](auto& pass) { pass.target.format = Format::kR8; },
+                             [](auto& pass) { pass.blend = Blend::kSourceOver; },
+                             [](auto& pass) { pass.origin_x = 0.5f; },
+                             [](auto& pass) { pass.origin_y = NAN; },
+                             // Lines beyond the image.
+                             [](auto& pass) { pass.origin_x = pass.origin_y = -1; }};
+  for (const auto& [name, pass] :
+       {std::pair("platform_d2d_builtin_gaussian_line", Pass(gaussian, source, target, all)),
+        std::pair("platform_d2d_builtin_morphology", Pass(extremum, source, target, all))}) {
+    const NativeKernel& kernel = Find(name);
+    PixelArguments arguments = pass.arguments;
+    arguments.constants = pass.constants;
+    ASSERT_TRUE(kernel.accepts(arguments, &bands));
+    for (const Change& change : kChanges) {
+      PixelArguments changed = arguments;
+      change(changed);
+      EXPECT_FALSE(kernel.accepts(changed, &bands)) << name << " " << &change - kChanges;
+    }
+  }
+
+  const auto gaussian_with = [&](auto change) {
+    Gaussian constants = gaussian;
+    change(constants);
+    const Pass pass(constants, source, target, all);
+    return Find("platform_d2d_builtin_gaussian_line").accepts(pass.arguments, &bands);
+  };
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.edge_x = 2; }));
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.axis_y = 1; }));
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.reach = 0; }));
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.falloff = 0; }));
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.falloff = -INFINITY; }));
+  EXPECT_FALSE(gaussian_with([](auto& constants) { constants.extent.right = 0; }));
+  const auto extremum_with = [&](auto change) {
+    Extremum constants = extremum;
+    change(constants);
+    const Pass pass(constants, source, target, all);
+    return Find("platform_d2d_builtin_morphology").accepts(pass.arguments, &bands);
+  };
+  EXPECT_FALSE(extremum_with([](auto& constants) { constants.stride = 2; }));
+  EXPECT_FALSE(extremum_with([](auto& constants) { constants.last = 1; }));
+  EXPECT_FALSE(extremum_with([](auto& constants) { constants.extent.bottom = 11; }));
+}
+
+}  // namespace
+}  // namespace Vantra::Render::Simd
