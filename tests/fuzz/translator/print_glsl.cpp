@@ -7,19 +7,116 @@ namespace Vantra::TranslatorFuzz {
 namespace {
 
 const char* Name(Op op, bool vector) {
-  static constexpr std::array<const char*, static_cast<std::size_t>(Op::kTextureSize) + 1> kNames = {
-      "+", "-", "*", "*", "/", "%", "&", "|", "^", "<<", ">>", "<", "<=", ">", ">=", "==", "!=",
-      "&&", "||", "^^", "-", "~", "!", "?", "abs", "sign", "min", "max", "clamp", "floor", "ceil",
-      "trunc", "roundEven", "fract", "mod", "step", "mix", "mix", "smoothstep", "fma", "sqrt",
-      "inversesqrt", "sin", "cos", "tan", "asin", "acos", "atan", "atan", "sinh", "cosh", "tanh",
-      "asinh", "acosh", "atanh", "exp", "log", "exp2", "log2", "pow", "radians", "degrees", "ldexp",
-      "dot", "length", "distance", "normalize", "cross", "reflect", "refract", "faceforward",
-      "transpose", "determinant", "inverse", "outerProduct", "matrixCompMult", "any", "all", "not",
-      "isnan", "isinf", "bitCount", "bitfieldReverse", "findLSB", "findMSB", "bitfieldExtract",
-      "bitfieldInsert", "floatBitsToInt", "floatBitsToUint", "BitsToFloat", "packHalf2x16",
-      "unpackHalf2x16", "packUnorm4x8", "unpackUnorm4x8", "packSnorm4x8", "unpackSnorm4x8",
-      "packUnorm2x16", "unpackUnorm2x16", "modf", "frexp", "uaddCarry", "usubBorrow", "mulExtended",
-      "inputPosition", "inputPixel", "own", "sample", "fetch", "size"};
+  static constexpr std::array<const char*, static_cast<std::size_t>(Op::kTextureSize) + 1> kNames =
+      {"+",
+       "-",
+       "*",
+       "*",
+       "/",
+       "%",
+       "&",
+       "|",
+       "^",
+       "<<",
+       ">>",
+       "<",
+       "<=",
+       ">",
+       ">=",
+       "==",
+       "!=",
+       "&&",
+       "||",
+       "^^",
+       "-",
+       "~",
+       "!",
+       "?",
+       "abs",
+       "sign",
+       "min",
+       "max",
+       "clamp",
+       "floor",
+       "ceil",
+       "trunc",
+       "roundEven",
+       "fract",
+       "mod",
+       "step",
+       "mix",
+       "mix",
+       "smoothstep",
+       "fma",
+       "sqrt",
+       "inversesqrt",
+       "sin",
+       "cos",
+       "tan",
+       "asin",
+       "acos",
+       "atan",
+       "atan",
+       "sinh",
+       "cosh",
+       "tanh",
+       "asinh",
+       "acosh",
+       "atanh",
+       "exp",
+       "log",
+       "exp2",
+       "log2",
+       "pow",
+       "radians",
+       "degrees",
+       "ldexp",
+       "dot",
+       "length",
+       "distance",
+       "normalize",
+       "cross",
+       "reflect",
+       "refract",
+       "faceforward",
+       "transpose",
+       "determinant",
+       "inverse",
+       "outerProduct",
+       "matrixCompMult",
+       "any",
+       "all",
+       "not",
+       "isnan",
+       "isinf",
+       "bitCount",
+       "bitfieldReverse",
+       "findLSB",
+       "findMSB",
+       "bitfieldExtract",
+       "bitfieldInsert",
+       "floatBitsToInt",
+       "floatBitsToUint",
+       "BitsToFloat",
+       "packHalf2x16",
+       "unpackHalf2x16",
+       "packUnorm4x8",
+       "unpackUnorm4x8",
+       "packSnorm4x8",
+       "unpackSnorm4x8",
+       "packUnorm2x16",
+       "unpackUnorm2x16",
+       "modf",
+       "frexp",
+       "uaddCarry",
+       "usubBorrow",
+       "mulExtended",
+       "inputPosition",
+       "inputPixel",
+       "own",
+       "sample",
+       "fetch",
+       "size"};
   static constexpr std::array<const char*, 6> kVectorComparisons = {
       "lessThan", "lessThanEqual", "greaterThan", "greaterThanEqual", "equal", "notEqual"};
   if (vector && op >= Op::kLess && op <= Op::kNotEqual) {
@@ -38,10 +135,11 @@ class Printer {
     if (program_.sampler_register == 1) Line("#define MESH_TEXTURE_SAMPLER_REGISTER 1");
     Line("#include \"pixel.glsl\"");
     // As functions, since a sampled image must be used in the block where it is made.
-    for (const auto& [name, texture] : {std::pair{"0", "InputTexture"}, std::pair{"1", "Texture1"},
-                                        std::pair{"2", "Texture2"}}) {
+    for (const auto& [name, texture] :
+         {std::pair{"0", "InputTexture"}, std::pair{"1", "Texture1"}, std::pair{"2", "Texture2"}}) {
       const std::string image = std::string("(sampler2D(") + texture + ", MeshTextureSampler), ";
-      Line(std::string("vec4 fetch") + name + "(ivec2 at) { return texelFetch" + image + "at, 0); }");
+      Line(std::string("vec4 fetch") + name + "(ivec2 at) { return texelFetch" + image +
+           "at, 0); }");
       Line(std::string("ivec2 size") + name + "() { return textureSize" + image + "0); }");
     }
     for (std::size_t i = 0; i < program_.structures.size(); ++i) {
@@ -69,8 +167,7 @@ class Printer {
         constant.type = element;
         std::string list;
         for (int n = 0; n < variable.type.length; ++n) {
-          const auto first =
-              program_.memory.begin() + variable.address + n * element.Components();
+          const auto first = program_.memory.begin() + variable.address + n * element.Components();
           constant.words.assign(first, first + element.Components());
           list += (n ? ", " : "") + Constant(constant);
         }
@@ -153,7 +250,8 @@ class Printer {
         return Print(*e.operands[0]) + ".m" + std::to_string(e.index);
       case Expression::Kind::kSwizzle: {
         std::string text = Print(*e.operands[0]) + ".";
-        for (int i = 0; i < e.type.rows; ++i) text += "xyzw"[e.swizzle[static_cast<std::size_t>(i)]];
+        for (int i = 0; i < e.type.rows; ++i)
+          text += "xyzw"[e.swizzle[static_cast<std::size_t>(i)]];
         return text;
       }
       case Expression::Kind::kConstruct:
@@ -177,8 +275,8 @@ class Printer {
       case Op::kBitsToFloat:
       case Op::kMulExtended: {
         const bool is_signed = operands[0]->type.scalar == Scalar::kInt;
-        const std::string prefix = e.op == Op::kBitsToFloat ? (is_signed ? "int" : "uint")
-                                                            : (is_signed ? "i" : "u");
+        const std::string prefix =
+            e.op == Op::kBitsToFloat ? (is_signed ? "int" : "uint") : (is_signed ? "i" : "u");
         return prefix + name + "(" + List(operands) + ")";
       }
       case Op::kSample: {
@@ -233,8 +331,8 @@ class Printer {
       case Statement::Kind::kEvaluate:
         return Line(Print(*s.value) + ";");
       case Statement::Kind::kCall:
-        return Line((s.variable >= 0 ? Start(s.variable) : "") + "f" +
-                    std::to_string(s.function) + "(" + List(s.arguments) + ");");
+        return Line((s.variable >= 0 ? Start(s.variable) : "") + "f" + std::to_string(s.function) +
+                    "(" + List(s.arguments) + ");");
       case Statement::Kind::kIf:
         Line("if (" + Print(*s.value) + ") {");
         PrintBlock(s.blocks[0]);

@@ -183,10 +183,10 @@ struct Statement {
     kFor,       // `variable` counts from 0 while below `value`, which is evaluated each time
     kWhile,     // `variable` counts up to `limit` while `value` holds
     kDoWhile,
-    kSwitch,    // a block for each of `labels`, where -1 is the default
+    kSwitch,  // a block for each of `labels`, where -1 is the default
     kBreak,
     kContinue,
-    kReturn,    // `value`, or null
+    kReturn,  // `value`, or null
   };
   Kind kind = Kind::kBreak;
   int variable = -1;
@@ -218,7 +218,8 @@ struct Function {
 
 struct Program {
   std::uint64_t seed = 0;
-  // Each engine must give the reference's bytes: whole numbers, and floats that no operation rounds.
+  // Each engine must give the reference's bytes: whole numbers, and floats that no operation
+  // rounds.
   bool exact = false;
   int sampler_register = 0;
   std::vector<std::vector<Type>> structures;

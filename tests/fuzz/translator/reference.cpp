@@ -22,8 +22,8 @@ Word PackHalf(float value) {
 float UnpackHalf(Word half) {
   const int exponent = static_cast<int>(half >> 10 & 31);
   const int mantissa = static_cast<int>(half & 1023);
-  const double magnitude = exponent > 0 ? std::ldexp(1024 + mantissa, exponent - 25)
-                                        : std::ldexp(mantissa, -24);
+  const double magnitude =
+      exponent > 0 ? std::ldexp(1024 + mantissa, exponent - 25) : std::ldexp(mantissa, -24);
   return static_cast<float>(half & 0x8000 ? -magnitude : magnitude);
 }
 
@@ -42,8 +42,8 @@ int Extended(int index, int count, Render::Extend extend) {
 }
 
 bool IsRootedInVariable(const Expression& e) {
-  return e.kind == Kind::kVariable ||
-         (e.kind >= Kind::kElement && e.kind <= Kind::kSwizzle && IsRootedInVariable(*e.operands[0]));
+  return e.kind == Kind::kVariable || (e.kind >= Kind::kElement && e.kind <= Kind::kSwizzle &&
+                                       IsRootedInVariable(*e.operands[0]));
 }
 
 }  // namespace
@@ -352,8 +352,8 @@ bool Reference::OperateOnWhole(const Expression& e, const std::array<Value, 4>& 
     result[0] = 0;
     for (int i = 0; i < parts; ++i) {
       const double part = std::clamp(double{ToFloat(in[0][Index(i)])}, is_signed ? -1.0 : 0.0, 1.0);
-      const auto word = static_cast<Word>(
-          static_cast<std::int32_t>(std::nearbyint(Noisy(part * scale, 1.01))));
+      const auto word =
+          static_cast<Word>(static_cast<std::int32_t>(std::nearbyint(Noisy(part * scale, 1.01))));
       result[0] |= (word & ((1U << bits) - 1)) << (i * bits);
     }
   };
@@ -362,8 +362,8 @@ bool Reference::OperateOnWhole(const Expression& e, const std::array<Value, 4>& 
     const double scale = is_signed ? (1 << (bits - 1)) - 1 : (1 << bits) - 1;
     for (int i = 0; i < parts; ++i) {
       const Word word = in[0][0] << (32 - bits - i * bits);
-      const double part = is_signed ? ToInt(word) >> (32 - bits)
-                                    : static_cast<double>(word >> (32 - bits));
+      const double part =
+          is_signed ? ToInt(word) >> (32 - bits) : static_cast<double>(word >> (32 - bits));
       result[Index(i)] = ToWord(Noisy(std::max(part / scale, -1.0)));
     }
   };
@@ -434,7 +434,8 @@ bool Reference::OperateOnWhole(const Expression& e, const std::array<Value, 4>& 
     }
     case Op::kFaceForward: {
       const bool keeps = Dot(in[2], in[1], count) < 0;
-      for (std::size_t i = 0; i < Index(count); ++i) result[i] = in[0][i] ^ (keeps ? 0 : 0x80000000);
+      for (std::size_t i = 0; i < Index(count); ++i)
+        result[i] = in[0][i] ^ (keeps ? 0 : 0x80000000);
       return true;
     }
     case Op::kPackHalf:
@@ -536,9 +537,9 @@ bool Reference::OperateOnMatrices(const Expression& e, const std::array<Value, 4
       for (int column = 0; column < size; ++column) {
         for (int row = 0; row < size; ++row) {
           result[Index(column * size + row)] =
-              e.op == Op::kTranspose
-                  ? in[0][Index(row * size + column)]
-                  : ToWord(Noisy(double{ToFloat(in[0][Index(row)])} * ToFloat(in[1][Index(column)])));
+              e.op == Op::kTranspose ? in[0][Index(row * size + column)]
+                                     : ToWord(Noisy(double{ToFloat(in[0][Index(row)])} *
+                                                    ToFloat(in[1][Index(column)])));
         }
       }
       return true;

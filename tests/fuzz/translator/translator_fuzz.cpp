@@ -1,13 +1,14 @@
-// Draws random programs on all engines and compares with the reference.
+// Draws random programs as kernels of the CPU engine, with each set of vector instructions, and
+// compares each pixel with the reference.
 //
-//   translator_fuzz_run FOLDER SEED COUNT [KERNELS]
+//   translator_fuzz FOLDER SEED COUNT [vulkan]
 //
-// FOLDER holds SEED.spv and so on. KERNELS is a shared object with the same programs as kernels;
-// without one, the Vulkan device is run.
-
-#include <dlfcn.h>
+// FOLDER holds the programs as SEED.spv and so on; one that is not there is left out. With `vulkan`
+// they are drawn by the Vulkan engine too, whose functions of floats are less accurate: what it
+// draws is reported only, unless the program is an exact one.
 
 #include <algorithm>
+#include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -17,11 +18,19 @@
 #include <iterator>
 #include <map>
 #include <random>
+#include <set>
+#include <span>
 #include <string>
 
 #include "reference.h"
+#include "render/simd/instruction_sets.h"
 #include "render/simd/kernel.h"
 #include "render/vulkan/vulkan_engine.h"
+
+namespace Vantra::Render::Simd {
+// The programs that were built with this one.
+std::span<const Kernel> GetFuzzKernelTable();
+}  // namespace Vantra::Render::Simd
 
 namespace Vantra::TranslatorFuzz {
 namespace {
@@ -146,14 +155,15 @@ Scene MakeScene(const Program& program, int number) {
     static constexpr std::array<Format, 4> kFormats = {Format::kRgba8, Format::kBgra8, Format::kR8,
                                                        Format::kRg8};
     const Format format = kFormats[static_cast<std::size_t>(below(i == 0 ? 2 : 4))];
-    scene.textures.emplace_back(i == 0 ? extent_x : 1 + below(21), i == 0 ? extent_y : 1 + below(21),
-                                format, std::byte{0xA5});
+    scene.textures.emplace_back(i == 0 ? extent_x : 1 + below(21),
+                                i == 0 ? extent_y : 1 + below(21), format, std::byte{0xA5});
     const Plane& plane = scene.textures.back();
     Image& image = scene.inputs.images[i];
     image.width = plane.width;
     image.height = plane.height;
     for (int y = 0; y < plane.height; ++y) {
-      std::generate_n(plane.At(0, y), plane.Row(), [&] { return static_cast<std::byte>(random()); });
+      std::generate_n(plane.At(0, y), plane.Row(),
+                      [&] { return static_cast<std::byte>(random()); });
       for (int x = 0; x < plane.width; ++x) {
         Color color;
         std::ranges::transform(plane.Pixel(x, y), color.begin(),
@@ -191,20 +201,13 @@ bool IsExplained(Reference& reference, int x, int y, const std::array<int, 4>& d
   return false;
 }
 
-struct Record {
-  std::uint64_t programs = 0;
-  std::uint64_t failed_programs = 0;
-  std::uint64_t pixels = 0;
-  std::uint64_t explained = 0;
-  std::uint64_t unexplained = 0;
-};
-
 class Checker {
  public:
-  // Compares what an engine drew; true without an unexplained difference.
-  bool Compare(const std::string& engine, const Program& program, int number, const Scene& scene,
+  // Compares what an engine drew.
+  void Compare(const std::string& engine, const Program& program, int number, const Scene& scene,
                const Plane& target) {
     Record& record = records_[engine];
+    record.programs.insert(program.seed);
     Reference reference(program, scene.inputs);
     std::uint64_t wrong = 0;
     for (int y = scene.rect.top; y < scene.rect.bottom; ++y) {
@@ -215,38 +218,34 @@ class Checker {
         if (drawn == expected) continue;
         if (!program.exact && IsExplained(reference, x, y, drawn)) {
           ++record.explained;
-          continue;
-        }
-        if (wrong++ == 0) {
-          std::printf("seed %llu, scene %d, %s%s: at (%d, %d) drawn %d %d %d %d, expected %d %d %d %d\n",
-                      static_cast<unsigned long long>(program.seed), number, engine.c_str(),
-                      program.exact ? " (exact)" : "", x, y, drawn[0], drawn[1], drawn[2], drawn[3],
-                      expected[0], expected[1], expected[2], expected[3]);
+        } else if (wrong++ == 0) {
+          std::printf("seed %" PRIu64
+                      "%s, scene %d, %s: at (%d, %d) drawn %d %d %d %d, expected "
+                      "%d %d %d %d\n",
+                      program.seed, program.exact ? " (exact)" : "", number, engine.c_str(), x, y,
+                      drawn[0], drawn[1], drawn[2], drawn[3], expected[0], expected[1], expected[2],
+                      expected[3]);
         }
       }
     }
-    if (wrong > 0) std::printf("  %llu pixels\n", static_cast<unsigned long long>(wrong));
+    if (wrong == 0) return;
     record.unexplained += wrong;
-    return wrong == 0;
+    record.wrong.insert(program.seed);
+    right_ = right_ && engine == "Vulkan" && !program.exact;
   }
-  void Count(const std::string& engine, bool right) {
-    ++records_[engine].programs;
-    records_[engine].failed_programs += right ? 0 : 1;
+  void Fail(const Program& program, const std::string& engine) {
+    std::printf("seed %" PRIu64 ": %s failed\n", program.seed, engine.c_str());
+    right_ = false;
   }
   // True when all is well.
   bool Report() const {
-    bool right = !records_.empty();
     for (const auto& [engine, record] : records_) {
-      std::printf("%s: %llu programs, %llu with unexplained differences; %llu pixels, %llu differ "
-                  "by rounding, %llu differ\n",
-                  engine.c_str(), static_cast<unsigned long long>(record.programs),
-                  static_cast<unsigned long long>(record.failed_programs),
-                  static_cast<unsigned long long>(record.pixels),
-                  static_cast<unsigned long long>(record.explained),
-                  static_cast<unsigned long long>(record.unexplained));
-      right = right && record.failed_programs == 0;
+      std::printf("%s: %zu programs, %zu of them wrong; %" PRIu64 " pixels, %" PRIu64
+                  " differ by rounding, %" PRIu64 " are wrong\n",
+                  engine.c_str(), record.programs.size(), record.wrong.size(), record.pixels,
+                  record.explained, record.unexplained);
     }
-    return right;
+    return right_ && !records_.empty();
   }
 
  private:
@@ -270,7 +269,16 @@ class Checker {
                                               (x - scene.rect.left))];
   }
 
+  struct Record {
+    std::set<std::uint64_t> programs;
+    std::set<std::uint64_t> wrong;
+    std::uint64_t pixels = 0;
+    std::uint64_t explained = 0;
+    std::uint64_t unexplained = 0;
+  };
+
   std::map<std::string, Record> records_;
+  bool right_ = true;
   std::vector<std::array<int, 4>> expected_;
   std::uint64_t seed_ = 0;
   int number_ = -1;
@@ -293,7 +301,8 @@ bool DrawOnVulkan(Render::Engine& engine, const Render::Program& program, const 
     const Plane& plane = scene.textures[i];
     Render::Texture* const texture =
         make(plane.width, plane.height, plane.format, Render::Usage::kDevice);
-    done = done && engine.Upload(*texture, texture->Bounds(), plane.data, plane.pitch) == Status::kOk;
+    done =
+        done && engine.Upload(*texture, texture->Bounds(), plane.data, plane.pitch) == Status::kOk;
     pass.bindings[i] = {texture, scene.inputs.sampler};
   }
   Render::Texture* const drawn =
@@ -350,20 +359,15 @@ bool DrawOnKernel(Render::Simd::PixelKernel kernel, const Scene& scene, Plane& t
     return false;
   }
   // Around the rectangle nothing may have changed.
-  Plane inside(target.width, target.height, target.format, std::byte{});
   Bytes after = target.storage;
   for (int y = scene.rect.top; y < scene.rect.bottom; ++y) {
     const std::ptrdiff_t at = target.At(scene.rect.left, y) - target.storage.data();
-    std::copy_n(before.begin() + at,
-                scene.rect.Width() * static_cast<int>(Render::kBytesPerPixel), after.begin() + at);
+    std::copy_n(before.begin() + at, scene.rect.Width() * static_cast<int>(Render::kBytesPerPixel),
+                after.begin() + at);
   }
   if (after != before) std::printf("Bytes around the rectangle were written\n");
   return after == before;
 }
-
-// What a shared object of kernels gives: that of a program for a target, or null beyond the last,
-// whose name it tells.
-using FindKernel = Render::Simd::PixelKernel (*)(int program, int target, const char** name);
 
 Bytes ReadFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
@@ -373,61 +377,66 @@ Bytes ReadFile(const std::filesystem::path& path) {
   return result;
 }
 
-int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t count,
-         const char* kernels) {
-  static constexpr int kScenes = 3;
-  std::unique_ptr<Render::Engine> engine;
-  FindKernel find = nullptr;
-  if (kernels) {
-    void* const object = dlopen(kernels, RTLD_NOW);
-    if (object) find = reinterpret_cast<FindKernel>(dlsym(object, "FindFuzzKernel"));
-    if (!find) {
-      std::fprintf(stderr, "%s\n", dlerror());
-      return 2;
-    }
-  } else {
-    std::string error;
-    engine = Render::CreateVulkanEngine(0, {}, &error);
-    if (!engine) {
-      std::fprintf(stderr, "%s\n", error.c_str());
-      return 2;
-    }
+const Render::Simd::Kernel* FindKernel(const Bytes& spirv) {
+  const std::uint64_t hash = Render::Simd::HashOfProgram(spirv);
+  for (const Render::Simd::Kernel& kernel : Render::Simd::GetFuzzKernelTable()) {
+    if (kernel.program_hash == hash) return &kernel;
   }
+  return nullptr;
+}
+
+// The sets of vector instructions that this CPU has.
+std::vector<const char*> InstructionSets() {
+  std::vector<const char*> found;
+  for (const char* const name : {"sse4", "avx2", "avx512", "neon"}) {
+    std::string error;
+    setenv("VANTRIX_SIMD_TARGET", name, 1);
+    if (Render::Simd::ChooseInstructionSet(&error)) found.push_back(name);
+  }
+  return found;
+}
+
+int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t count,
+         bool with_vulkan) {
+  static constexpr int kScenes = 3;
+  std::string error;
+  std::unique_ptr<Render::Engine> vulkan;
+  if (with_vulkan && !(vulkan = Render::CreateVulkanEngine(0, {}, &error))) {
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return 2;
+  }
+  const std::vector<const char*> sets = InstructionSets();
   Checker checker;
-  int index = 0;
   for (std::uint64_t seed = first; seed < first + count; ++seed) {
     const Bytes spirv = ReadFile(folder / (std::to_string(seed) + ".spv"));
     if (spirv.empty()) continue;
     const Program program = Generate(seed);
-    std::map<std::string, bool> right;
-    std::unique_ptr<Render::Program> compiled;
-    if (engine && engine->CreateProgram(spirv, &compiled) != Status::kOk) {
-      std::printf("seed %llu: refused\n", static_cast<unsigned long long>(seed));
-      continue;
-    }
+    const Render::Simd::Kernel* const kernel = FindKernel(spirv);
+    std::unique_ptr<Render::Program> on_vulkan;
+    if (vulkan && vulkan->CreateProgram(spirv, &on_vulkan) != Status::kOk)
+      checker.Fail(program, "Vulkan");
+    if (!kernel) checker.Fail(program, "translator");
     for (int number = 0; number < kScenes; ++number) {
       const Scene scene = MakeScene(program, number);
-      const auto compare = [&](const std::string& name, bool done, const Plane& target) {
-        if (!done) std::printf("seed %llu: %s failed\n", static_cast<unsigned long long>(seed), name.c_str());
-        const bool good = done && checker.Compare(name, program, number, scene, target);
-        right.try_emplace(name, true).first->second &= good;
+      const auto draw = [&](const std::string& engine, const auto& function) {
+        Plane target(scene.width, scene.height, scene.format, std::byte{0x5A});
+        if (!function(target)) {
+          checker.Fail(program, engine);
+        } else {
+          checker.Compare(engine, program, number, scene, target);
+        }
       };
-      if (engine) {
-        Plane target(scene.width, scene.height, scene.format, std::byte{0x5A});
-        const bool done = DrawOnVulkan(*engine, *compiled, scene, target);
-        compare("Vulkan", done, target);
+      if (on_vulkan) {
+        draw("Vulkan",
+             [&](Plane& target) { return DrawOnVulkan(*vulkan, *on_vulkan, scene, target); });
       }
-      const char* name = nullptr;
-      for (int t = 0; find; ++t) {
-        const Render::Simd::PixelKernel kernel = find(index, t, &name);
+      for (const char* const set : sets) {
         if (!kernel) break;
-        Plane target(scene.width, scene.height, scene.format, std::byte{0x5A});
-        const bool done = DrawOnKernel(kernel, scene, target);
-        compare(name, done, target);
+        setenv("VANTRIX_SIMD_TARGET", set, 1);
+        Render::Simd::ChooseInstructionSet(&error);
+        draw(set, [&](Plane& target) { return DrawOnKernel(kernel->pixel, scene, target); });
       }
     }
-    for (const auto& [name, good] : right) checker.Count(name, good);
-    ++index;
   }
   return checker.Report() ? 0 : 1;
 }
@@ -437,10 +446,10 @@ int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t
 
 int main(int argc, char** argv) {
   if (argc < 4) {
-    std::fprintf(stderr, "usage: translator_fuzz_run FOLDER SEED COUNT [KERNELS]\n");
+    std::fprintf(stderr, "usage: translator_fuzz FOLDER SEED COUNT [vulkan]\n");
     return 2;
   }
   return Vantra::TranslatorFuzz::Main(argv[1], std::strtoull(argv[2], nullptr, 10),
                                       std::strtoull(argv[3], nullptr, 10),
-                                      argc > 4 ? argv[4] : nullptr);
+                                      argc > 4 && std::strcmp(argv[4], "vulkan") == 0);
 }
