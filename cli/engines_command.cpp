@@ -25,8 +25,16 @@ const char* Describe(Platform::DeviceType type) {
       return "virtual GPU";
     case Platform::DeviceType::kSoftware:
       return "software";
+    case Platform::DeviceType::kCpu:
+      return "CPU";
   }
   return "unknown";
+}
+
+// As `--engine` takes it.
+std::string NameOf(const Platform::EngineInfo& engine) {
+  if (engine.kind == Platform::EngineKind::kCpu) return "cpu";
+  return fmt::format("vulkan:{}", engine.index);
 }
 
 }  // namespace
@@ -34,35 +42,36 @@ const char* Describe(Platform::DeviceType type) {
 void ListEngines() {
   const Platform::EngineList list = Platform::ListEngines();
   for (const Platform::EngineInfo& engine : list.engines) {
-    fmt::print("vulkan:{}\t{}\t{}\t{}\tup to {} pixels a side{}\n", engine.index,
-               Describe(engine.type), engine.name, engine.driver, engine.maximumTextureSize,
-               engine.index == 0 ? "\t(auto)" : "");
+    fmt::print("{}\t{}\t{}\t{}\tup to {} pixels a side{}\n", NameOf(engine), Describe(engine.type),
+               engine.name, engine.driver, engine.maximumTextureSize,
+               &engine == &list.engines.front() ? "\t(auto)" : "");
   }
   for (const std::string& reason : list.rejected) PrintError(reason.c_str());
   if (list.engines.empty()) throw CommandError(kFailed, "there is no usable render engine");
 }
 
 void SelectEngine(const std::string& text) {
-  if (text == "auto") {
-    Platform::SelectEngine(Platform::EngineKind::kAutomatic);
-    return;
-  }
+  const auto unknown = [&text] {
+    return CommandError(kWrongUsage,
+                        fmt::format("--engine {}: expected auto, cpu, vulkan or vulkan:N", text));
+  };
   constexpr std::string_view kVulkan = "vulkan";
-  std::string_view rest = text;
-  if (rest.substr(0, kVulkan.size()) != kVulkan) {
-    throw CommandError(kWrongUsage,
-                       fmt::format("--engine {}: expected auto, vulkan or vulkan:N", text));
-  }
-  rest.remove_prefix(kVulkan.size());
+  Platform::EngineKind kind = Platform::EngineKind::kAutomatic;
   unsigned index = 0;
-  if (!rest.empty()) {
-    const auto [end, error] = std::from_chars(rest.data() + 1, rest.data() + rest.size(), index);
-    if (rest.front() != ':' || error != std::errc{} || end != rest.data() + rest.size()) {
-      throw CommandError(kWrongUsage,
-                         fmt::format("--engine {}: expected auto, vulkan or vulkan:N", text));
+  if (text == "cpu") {
+    kind = Platform::EngineKind::kCpu;
+  } else if (text.starts_with(kVulkan)) {
+    kind = Platform::EngineKind::kVulkan;
+    const std::string_view rest = std::string_view(text).substr(kVulkan.size());
+    if (!rest.empty()) {
+      const char* const end = rest.data() + rest.size();
+      const auto [read, error] = std::from_chars(rest.data() + 1, end, index);
+      if (rest.front() != ':' || error != std::errc{} || read != end) throw unknown();
     }
+  } else if (text != "auto") {
+    throw unknown();
   }
-  if (!Platform::SelectEngine(Platform::EngineKind::kVulkan, index)) {
+  if (!Platform::SelectEngine(kind, index)) {
     throw CommandError(kFailed, fmt::format("--engine {}: there is no such device; `vantrix "
                                             "engines` lists what is there",
                                             text));

@@ -6,7 +6,7 @@
 
 namespace Vantrix::Command {
 
-// `vantrix engines`: one line for each device, in the form that `--engine` takes.
+// `vantrix engines`: one line for each engine, in the form that `--engine` takes.
 void ListEngines();
 
 // Selects the engine that an `--engine` text names. Throws `CommandError` for one that is not

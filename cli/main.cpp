@@ -69,7 +69,7 @@ int Run(int argc, char** argv) {
   apply->add_option("--amount", options.amount, "Strength, for effects that have one");
   apply->add_option("--mouse", options.mouse, "Place as X,Y, in 0 to 1");
   apply->add_option("--size", options.size, "Scale the picture to fill WxH pixels, and cut it");
-  apply->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
+  apply->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
 
   bool json = false;
   bool xml = false;
@@ -94,7 +94,7 @@ int Run(int argc, char** argv) {
       ->required();
   convert->add_option("--format", conversion.format, "nv12, i420, yuy2, ayuv or grey")->required();
   convert->add_option("--size", conversion.size, "Size of the frame as WxH")->required();
-  convert->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
+  convert->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
 
   GalleryOptions gallery_options;
   CLI::App* gallery = app.add_subcommand("gallery", "Make a page that shows every effect");
@@ -102,9 +102,9 @@ int Run(int argc, char** argv) {
   gallery->add_option("PHOTO", gallery_options.photo, "PNG, JPEG or BMP file to draw on");
   gallery->add_option("--size", gallery_options.size, "Size of the pictures as WxH")
       ->capture_default_str();
-  gallery->add_option("--engine", engine, "auto, vulkan or vulkan:N")->capture_default_str();
+  gallery->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
 
-  CLI::App* engines = app.add_subcommand("engines", "List the devices to render on");
+  CLI::App* engines = app.add_subcommand("engines", "List what can be rendered on");
 
   try {
     app.parse(argc, argv);

@@ -3,7 +3,8 @@
 find_program(GLSLC glslc REQUIRED)
 
 # vantrix_compile_shader(OUT_VARIABLE SOURCE [INCLUDE dir...])
-# Adds the rule that compiles SOURCE to optimised SPIR-V and stores the output's path.
+# Adds the rule that compiles SOURCE to optimised SPIR-V and stores the output's path. A pixel or
+# compute program becomes a program of the CPU engine as well.
 function(vantrix_compile_shader out source)
   cmake_parse_arguments(ARG "" "" "INCLUDE" ${ARGN})
   get_filename_component(source ${source} ABSOLUTE)
@@ -23,6 +24,9 @@ function(vantrix_compile_shader out source)
     DEPFILE ${output}.d
     COMMENT "Compiling ${relative}"
     VERBATIM)
+  if(VANTRIX_SIMD AND source MATCHES "\\.(frag|comp)$")
+    vantrix_translate_program(${relative} ${output})
+  endif()
   set(${out} ${output} PARENT_SCOPE)
 endfunction()
 

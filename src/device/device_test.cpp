@@ -1,8 +1,10 @@
 #include <vantrix/device/dexception.h>
 
 #include <algorithm>
+#include <map>
 
 #include "tests/harness/device_fixture.h"
+#include "tests/harness/engine_under_test.h"
 
 namespace Vantra {
 namespace {
@@ -284,19 +286,77 @@ TEST(Devices, AnEffectThatWasNeverRegisteredMayOutliveItsDevice) {
   effect.Destroy();
 }
 
-TEST(Engines, TheChoiceIsListedKeptAndExplained) {
+TEST(Engines, HardwareComesFirstThenTheCpuThenVulkanInSoftware) {
   const Platform::EngineList list = Platform::ListEngines();
-  ASSERT_FALSE(list.engines.empty());
-  const auto count = static_cast<unsigned>(list.engines.size());
-  EXPECT_FALSE(Platform::SelectEngine(Platform::EngineKind::kVulkan, count));
-  ASSERT_TRUE(Platform::SelectEngine(Platform::EngineKind::kVulkan, count - 1));
+  const auto rank = [](const Platform::EngineInfo& engine) {
+    return engine.type == Platform::DeviceType::kSoftware ? 2
+           : engine.kind == Platform::EngineKind::kCpu    ? 1
+                                                          : 0;
+  };
+  EXPECT_TRUE(std::is_sorted(list.engines.begin(), list.engines.end(),
+                             [&](const auto& a, const auto& b) { return rank(a) < rank(b); }));
+  std::map<Platform::EngineKind, unsigned> counts;
+  for (const Platform::EngineInfo& engine : list.engines) {
+    EXPECT_EQ(engine.index, counts[engine.kind]++);
+    EXPECT_EQ(engine.type == Platform::DeviceType::kCpu, engine.kind == Platform::EngineKind::kCpu);
+    EXPECT_FALSE(engine.name.empty());
+    EXPECT_FALSE(engine.driver.empty());
+    EXPECT_GE(engine.maximumTextureSize, 4096u);
+  }
+  EXPECT_LE(counts[Platform::EngineKind::kCpu], 1u);
+
+  ASSERT_TRUE(Platform::SelectEngine(Platform::EngineKind::kAutomatic));
   Device device;
   device.Intialize(nullptr);
-  EXPECT_TRUE(Platform::GetEngineChoice().running);
-  EXPECT_EQ(Platform::GetEngineChoice().engine.index, count - 1);
-  EXPECT_FALSE(Platform::GetEngineChoice().reason.empty());
-  EXPECT_TRUE(Platform::SelectEngine(Platform::EngineKind::kAutomatic));
+  EXPECT_EQ(Platform::GetEngineChoice().engine.name, list.engines.front().name);
+  EXPECT_EQ(Platform::GetEngineChoice().engine.kind, list.engines.front().kind);
+  if (list.engines.front().kind == Platform::EngineKind::kCpu) {
+    EXPECT_EQ(Platform::GetEngineChoice().reason.rfind("there is no usable GPU", 0), 0u);
+  }
+  EXPECT_TRUE(SelectEngineUnderTest());
+}
+
+TEST(Engines, TheChoiceIsKeptAndExplained) {
+  std::map<Platform::EngineKind, unsigned> counts;
+  for (const Platform::EngineInfo& engine : Platform::ListEngines().engines) {
+    ++counts[engine.kind];
+    ASSERT_TRUE(Platform::SelectEngine(engine.kind, engine.index)) << engine.name;
+    Device device;
+    device.Intialize(nullptr);
+    const Platform::EngineChoice choice = Platform::GetEngineChoice();
+    EXPECT_TRUE(choice.running);
+    EXPECT_EQ(choice.engine.name, engine.name);
+    EXPECT_EQ(choice.engine.index, engine.index);
+    EXPECT_EQ(choice.reason, "it was asked for");
+    // One that is not there leaves the choice as it was.
+    for (const auto kind : {Platform::EngineKind::kCpu, Platform::EngineKind::kVulkan}) {
+      EXPECT_FALSE(Platform::SelectEngine(kind, 99));
+    }
+    device.Cleanup();
+    device.Intialize(nullptr);
+    EXPECT_EQ(Platform::GetEngineChoice().engine.name, engine.name);
+  }
+  EXPECT_TRUE(SelectEngineUnderTest());
   EXPECT_FALSE(Platform::InjectDeviceLoss(nullptr));
+}
+
+TEST(Engines, TheCpuEngineDrawsWithNoMoreThreadsThanItIsToldTo) {
+  ASSERT_EQ(Platform::SelectEngine(Platform::EngineKind::kCpu), HasCpuEngine());
+  if (!HasCpuEngine()) return;
+  const auto threads = [](unsigned wanted) {
+    Platform::SetCpuThreads(wanted);
+    TestDevice device;
+    device.Start();
+    const unsigned count = Render::Simd::ThreadCount(device.Engine());
+    device.Stop();
+    return count;
+  };
+  EXPECT_EQ(threads(1), 1u);
+  const unsigned all = threads(0);
+  EXPECT_GE(all, 1u);
+  EXPECT_EQ(threads(100000), all);
+  Platform::SetCpuThreads(0);
+  EXPECT_TRUE(SelectEngineUnderTest());
 }
 
 }  // namespace

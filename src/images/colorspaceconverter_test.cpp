@@ -3,7 +3,6 @@
 #include <limits>
 #include <random>
 
-#include "render/vulkan/vulkan_engine_internal.h"
 #include "tests/harness/device_fixture.h"
 
 namespace Vantra {
@@ -307,9 +306,9 @@ TEST_F(ColorSpaceConversion, WorksOnlyBetweenCreateAndDestroyAndBesideADrawingSe
 TEST_F(ColorSpaceConversion, ASteadyStreamMakesNoNewObjects) {
   for (const DXGI_FORMAT format : kAllFormats) {
     Check(Frame(format, 70, 40, 0, 1));
-    const std::uint64_t objects = Render::Vulkan::ObjectsCreated(Engine());
+    const std::uint64_t objects = ObjectsMade();
     for (unsigned i = 0; i < 10; ++i) Check(Frame(format, 70, 40, 0, i));
-    EXPECT_EQ(Render::Vulkan::ObjectsCreated(Engine()), objects);
+    EXPECT_EQ(ObjectsMade(), objects);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "render/engine.h"
 
 #include <cstring>
+#include <new>
 
 namespace Vantra::Render {
 namespace {
@@ -51,6 +52,7 @@ bool HasComputeShader(std::span<const std::byte> spirv) {
 
 bool Engine::Enter() {
   ++call_count_;
+  reason_.clear();
   if (calls_until_loss_ && (*calls_until_loss_)-- == 0) {
     calls_until_loss_.reset();
     lost_ = true;
@@ -60,6 +62,15 @@ bool Engine::Enter() {
 
 Status Engine::Leave(Status status) {
   if (status == Status::kDeviceLost) lost_ = true;
+  return status;
+}
+
+Status Engine::Refuse(Status status, const char* reason) {
+  try {
+    reason_ = reason;
+  } catch (const std::bad_alloc&) {
+    // The status stands alone.
+  }
   return status;
 }
 

@@ -279,6 +279,10 @@ class Engine {
 
   bool Lost() const { return lost_; }
 
+  // Why the last operation was refused, in one sentence, where more than its status is known; else
+  // empty.
+  const std::string& Reason() const { return reason_; }
+
   // Makes the device lost at the operation that follows `calls` further ones, for tests.
   void InjectLoss(std::uint64_t calls) { calls_until_loss_ = calls; }
 
@@ -289,6 +293,9 @@ class Engine {
 
  protected:
   Engine() = default;
+
+  // Gives `status`, and `reason` for it to be asked for.
+  Status Refuse(Status status, const char* reason);
 
   virtual Status DoCreateTexture(const TextureDesc& desc, std::unique_ptr<Texture>* texture) = 0;
   virtual Status DoCreateProgram(std::span<const std::byte> spirv,
@@ -316,6 +323,7 @@ class Engine {
   Status Leave(Status status);
 
   bool lost_ = false;
+  std::string reason_;
   std::uint64_t call_count_ = 0;
   std::optional<std::uint64_t> calls_until_loss_;
 };

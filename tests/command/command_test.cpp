@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "platform/imaging/png_writer.h"
+#include "tests/harness/engine_under_test.h"
 #include "tests/harness/picture.h"
 
 namespace Vantra {
@@ -197,12 +198,26 @@ TEST_F(Command, TellsWhatThereIs) {
   EXPECT_EQ(ReadFile(folder_ / "program.spv").substr(0, 4), "\x03\x02\x23\x07");
 }
 
-TEST_F(Command, ListsTheDevicesOnStandardOutput) {
+TEST_F(Command, ListsTheEnginesAndDrawsOnTheOneThatIsNamed) {
   const Outcome outcome = Run({"engines"});
   EXPECT_EQ(outcome.code, 0) << outcome.err;
-  EXPECT_EQ(outcome.out.substr(0, 9), "vulkan:0\t");
-  Store("in.png", DrawScene(2, 2));
-  EXPECT_EQ(Run({"apply", "in.png", "o.png", "-e", "Posterize", "--engine", "vulkan:0"}).code, 0);
+  const std::size_t automatic = outcome.out.find("\t(auto)\n");
+  EXPECT_EQ(automatic, outcome.out.find('\n') - std::string("\t(auto)").size()) << outcome.out;
+  EXPECT_EQ(outcome.out.rfind("\t(auto)\n"), automatic);
+
+  Store("in.png", DrawScene(20, 10));
+  std::istringstream lines(outcome.out);
+  std::set<std::string> engines;
+  for (std::string line; std::getline(lines, line);) {
+    const std::string engine = line.substr(0, line.find('\t'));
+    engines.insert(engine);
+    const Outcome drawn =
+        Run({"apply", "in.png", engine + ".bgra", "-e", "Posterize", "--engine", engine});
+    EXPECT_EQ(drawn.code, 0) << engine << drawn.err;
+    EXPECT_EQ(ReadFile(folder_ / (engine + ".bgra")).size(), 800u);
+  }
+  EXPECT_EQ(engines.count("vulkan:0"), 1u) << "The tests need a Vulkan device.";
+  EXPECT_EQ(engines.count("cpu"), HasCpuEngine() ? 1u : 0u);
   EXPECT_EQ(Run({"--help"}).code, 0);
 }
 
@@ -227,8 +242,10 @@ TEST_F(Command, WrongUsageIsToldApartFromFailure) {
                 {"apply", "in.png", "out.png", "-e", "Posterize", "--mouse", "0.5"});
   ExpectFailure(2, "no effect Nothing", {"describe", "Nothing"});
   ExpectFailure(2, "no resource IDR_X", {"resources", "--extract", "IDR_X", "out.png"});
-  ExpectFailure(2, "expected auto",
-                {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:x"});
+  for (const char* engine : {"gpu", "cpu:1", "vulkan:", "vulkan:x", "vulkan0"}) {
+    ExpectFailure(2, "expected auto, cpu, vulkan or vulkan:N",
+                  {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", engine});
+  }
   ExpectFailure(1, "no such device",
                 {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:99"});
   ExpectFailure(1, "none.png: no such file", {"apply", "none.png", "out.png", "-e", "Posterize"});
@@ -345,17 +362,27 @@ TEST_F(Command, MessagesThatCannotBeWrittenChangeNothingElse) {
   EXPECT_EQ(Run({"apply"}, "/dev/full").code, 2);
 }
 
-TEST_F(Command, WithoutAnyDeviceItSaysSo) {
+TEST_F(Command, WithoutVulkanTheCpuEngineDrawsAndVulkanIsMissed) {
   Store("in.png", DrawScene(4, 4));
-  ASSERT_EQ(setenv("VK_DRIVER_FILES", "/nonexistent.json", 1), 0);
-  ASSERT_EQ(setenv("VK_ICD_FILENAMES", "/nonexistent.json", 1), 0);
+  for (const char* variable : {"VK_DRIVER_FILES", "VK_ICD_FILENAMES"}) {
+    ASSERT_EQ(setenv(variable, "/nonexistent.json", 1), 0);
+  }
   const Outcome list = Run({"engines"});
-  ExpectFailure(1, "no usable render engine", {"apply", "in.png", "out.png", "-e", "Posterize"});
-  unsetenv("VK_DRIVER_FILES");
-  unsetenv("VK_ICD_FILENAMES");
-  EXPECT_EQ(list.code, 1);
-  EXPECT_EQ(list.out, "");
-  EXPECT_NE(list.err.find("no usable render engine"), std::string::npos) << list.err;
+  ExpectFailure(1, "no such device",
+                {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan"});
+  if (HasCpuEngine()) {
+    const Outcome drawn = Run({"apply", "in.png", "drawn.bgra", "-e", "Posterize"});
+    EXPECT_EQ(drawn.code, 0) << drawn.err;
+    EXPECT_EQ(list.code, 0);
+    EXPECT_EQ(list.out.substr(0, 4), "cpu\t");
+    EXPECT_EQ(CountLines(list.out), 1u) << list.out;
+  } else {
+    ExpectFailure(1, "no usable render engine", {"apply", "in.png", "out.png", "-e", "Posterize"});
+    EXPECT_EQ(list.code, 1);
+    EXPECT_EQ(list.out, "");
+  }
+  EXPECT_NE(list.err.find("Vulkan"), std::string::npos) << list.err;
+  for (const char* variable : {"VK_DRIVER_FILES", "VK_ICD_FILENAMES"}) unsetenv(variable);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/d3d11/d3d11_objects.h"
+#include "render/simd/cpu_engine_internal.h"
 #include "render/vulkan/vulkan_engine.h"
+#include "render/vulkan/vulkan_engine_internal.h"
 #include "tests/harness/picture.h"
 
 namespace Vantra::Testing {
@@ -15,7 +17,7 @@ namespace Vantra::Testing {
 // A device with what tests do on one.
 class TestDevice {
  public:
-  // Throws where there is no engine: a software device serves, so its absence fails the test.
+  // Throws where the engine under test is not there: that fails the test.
   void Start() { device_.Intialize(nullptr); }
   // Debug builds run under the validation layer.
   void Stop() {
@@ -29,6 +31,13 @@ class TestDevice {
     return dynamic_cast<Platform::Device3D&>(*device_.GetD3D11Device())
         .GetGraphicsDevice()
         ->GetEngine();
+  }
+
+  // What the engine has taken from its driver, or from the system, so far.
+  std::uint64_t ObjectsMade() {
+    return Platform::GetEngineChoice().engine.kind == Platform::EngineKind::kCpu
+               ? Render::Simd::BlocksMade(Engine())
+               : Render::Vulkan::ObjectsCreated(Engine());
   }
 
   void Upload(Bitmap& bitmap, const Picture& picture) {

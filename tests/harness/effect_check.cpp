@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "tests/harness/device_fixture.h"
+#include "tests/harness/engine_under_test.h"
 
 namespace Vantra::Testing {
 namespace {
@@ -58,19 +59,22 @@ const std::vector<Picture>& LargePictures() {
   return pictures;
 }
 
-// Calls `work(device, title)` with a device on each engine.
+// Calls `work(device, title)` with a device on the engine under test, each one of the machine where
+// that is Vulkan.
 template <class Work>
 void OnEveryEngine(Work work) {
-  const Platform::EngineList list = Platform::ListEngines();
-  EXPECT_FALSE(list.engines.empty()) << "A machine without any engine tests nothing.";
-  for (const Platform::EngineInfo& engine : list.engines) {
+  int engines = 0;
+  for (const Platform::EngineInfo& engine : Platform::ListEngines().engines) {
+    if ((engine.kind == Platform::EngineKind::kCpu) != IsOnCpu()) continue;
+    ++engines;
     ASSERT_TRUE(Platform::SelectEngine(engine.kind, engine.index)) << engine.name;
     TestDevice device;
     ASSERT_NO_THROW(device.Start()) << engine.name;
     work(device, engine.name);
     device.Stop();
   }
-  Platform::SelectEngine(Platform::EngineKind::kAutomatic);
+  EXPECT_GT(engines, 0) << "A machine without any engine tests nothing.";
+  SelectEngineUnderTest();
 }
 
 }  // namespace

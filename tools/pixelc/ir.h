@@ -41,10 +41,10 @@ enum class Op : std::uint8_t {
   kSub,
   kMul,
   kDiv,
-  kRem,  // with the dividend's sign
-  kMod,  // with the divisor's sign
+  kRem,      // with the dividend's sign
+  kMod,      // with the divisor's sign
   kMulHigh,  // the upper half of a 64-bit product, int or uint
-  kMin,  // of a number and NaN, the number
+  kMin,      // of a number and NaN, the number
   kMax,
   kAbs,
   kSign,
@@ -65,7 +65,7 @@ enum class Op : std::uint8_t {
   kOr,
   kXor,
   kNot,
-  kShiftLeft,   // only the lowest five bits of the second operand count
+  kShiftLeft,   // only the lowest five bits of the second operand count; both are of one type
   kShiftRight,  // of int with its sign
   kBitCount,
   kBitReverse,
@@ -116,8 +116,8 @@ enum class Op : std::uint8_t {
   kExponent,  // of frexp (int)
 
   // Textures: `index` is the register. Four results, red to alpha.
-  kSample,  // u, v (float), filtered by the sampler of register `second_index`
-  kFetch,   // x, y (int); transparent black outside
+  kSample,       // u, v (float), filtered by the sampler of register `second_index`
+  kFetch,        // x, y (int); transparent black outside
   kTextureSize,  // two results, width and height (int)
 
   // Memory.
@@ -134,8 +134,8 @@ struct Instruction {
   Op op = Op::kConstant;
   Type type = Type::kFloat;  // of the results
   // Most have one.
-  std::vector<ValueId> results;
-  std::vector<ValueId> operands;
+  std::vector<ValueId> results = {};
+  std::vector<ValueId> operands = {};
   std::uint32_t bits = 0;
   std::uint32_t index = 0;
   std::uint32_t second_index = 0;
@@ -169,7 +169,8 @@ struct Program {
   bool is_compute = false;
   std::vector<Array> arrays;
   // Block 0 is the entry, and has no predecessors. All blocks can be reached, in reverse postorder.
-  // The flow is reducible: each loop has one header, and one block goes back to it.
+  // The flow is reducible: each loop has one header, and one block goes back to it. A loop's blocks
+  // follow its header with no others among them.
   std::vector<Block> blocks;
   // By value.
   std::vector<Type> types;

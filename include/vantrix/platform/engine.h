@@ -13,40 +13,57 @@
 namespace Vantra::Platform {
 
 enum class EngineKind {
-  kAutomatic,  ///< The first engine of `ListEngines`.
+  kAutomatic,  ///< A GPU where there is one, else the CPU engine: the first of `ListEngines`.
   kVulkan,     ///< A Vulkan 1.3 device.
+  kCpu,        ///< The library's own engine, on the processor's vector instructions.
 };
 
-enum class DeviceType { kDiscreteGpu, kIntegratedGpu, kVirtualGpu, kSoftware };
+enum class DeviceType {
+  kDiscreteGpu,
+  kIntegratedGpu,
+  kVirtualGpu,
+  kSoftware,  ///< A Vulkan device that is a program on the processor.
+  kCpu,       ///< The processor itself, as the CPU engine uses it.
+};
 
 struct EngineInfo {
   EngineKind kind;
-  /// Number of the device within its kind, in the order of `ListEngines`.
+  /// Number of the device within its kind, in the order of `ListEngines`. The CPU engine is 0.
   unsigned index;
   DeviceType type;
-  /// The driver's name for the device, in UTF-8.
+  /// The driver's name for the device, or the processor's name, in UTF-8.
   std::string name;
-  /// The driver's name and version, in UTF-8.
+  /// The driver's name and version, or the vector instructions that the CPU engine uses, in UTF-8.
   std::string driver;
   /// Largest width and height of a texture in pixels.
   std::uint32_t maximumTextureSize;
 };
 
 struct EngineList {
-  /// All usable engines, best first: discrete GPUs, then integrated, then virtual, then software.
+  /// All usable engines, best first: discrete GPUs, then integrated, then virtual, then the CPU
+  /// engine, then Vulkan devices in software.
   std::vector<EngineInfo> engines;
   /// One sentence for each device or interface that was found and cannot be used, with the cause.
   std::vector<std::string> rejected;
 };
 
-/// Looks for engines anew. It never fails: a machine without Vulkan gives an empty list with the
-/// cause under `rejected`.
+/// Looks for engines anew. It never fails: on a machine without Vulkan the list has the CPU engine
+/// alone, and the cause is under `rejected`.
 VANTRIX_API EngineList ListEngines();
 
 /// Chooses the engine for devices started from now on. Returns false, with the former choice kept,
 /// when there is no such engine. `index` is not read for `kAutomatic`, which always succeeds here;
 /// a machine without any engine shows when a device is started.
+///
+/// The automatic choice is the first engine of the list that starts. It takes a Vulkan device in
+/// software only where there is no CPU engine, which is faster: on a processor without SSE4, and in
+/// a library that was built without it.
 VANTRIX_API bool SelectEngine(EngineKind kind, unsigned index = 0);
+
+/// Sets how many threads, the caller's included, a CPU engine started from now on draws with: 1 for
+/// the caller's alone, 0, as at the start, for as many as the processor runs at a time. More than
+/// that are not used. Pixels do not depend on it. Other engines are left alone.
+VANTRIX_API void SetCpuThreads(unsigned threads);
 
 struct EngineChoice {
   /// Whether the last start of a device succeeded.

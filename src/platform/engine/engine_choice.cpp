@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/engine/graphics_device.h"
+#include "render/simd/cpu_engine.h"
 #include "render/vulkan/vulkan_engine.h"
 
 namespace Vantra::Platform {
@@ -34,6 +35,8 @@ DeviceType ToPublic(Render::DeviceType type) {
   return DeviceType::kSoftware;
 }
 
+bool IsGpu(DeviceType type) { return type != DeviceType::kSoftware && type != DeviceType::kCpu; }
+
 const char* Describe(DeviceType type) {
   switch (type) {
     case DeviceType::kDiscreteGpu:
@@ -44,6 +47,8 @@ const char* Describe(DeviceType type) {
       return "a virtual GPU";
     case DeviceType::kSoftware:
       return "a software device";
+    case DeviceType::kCpu:
+      return "the CPU engine";
   }
   return "a device";
 }
@@ -54,67 +59,117 @@ std::string Join(const std::vector<std::string>& sentences) {
   return text;
 }
 
-std::string WhyChosen(const State& state, const EngineList& list, const EngineInfo& engine) {
+// `failures` tell of better engines that did not start.
+std::string WhyChosen(const State& state, const EngineList& list, const EngineInfo& engine,
+                      const std::vector<std::string>& failures) {
   if (state.kind != EngineKind::kAutomatic) return "it was asked for";
+  if (!IsGpu(engine.type)) {
+    return (failures.empty() ? "there is no usable GPU" : "no GPU could be started") +
+           Join(failures) + Join(list.rejected);
+  }
   if (list.engines.size() == 1) {
     return std::string("it is the only usable device, ") + Describe(engine.type);
   }
   return std::string("it is ") + Describe(engine.type) + ", the best kind among " +
-         std::to_string(list.engines.size()) + " usable devices";
+         std::to_string(list.engines.size()) + " usable devices" + Join(failures);
 }
 
-}  // namespace
+void AddCpuEngine(EngineList* list) {
+  std::string why;
+  if (!Render::CpuAvailable(&why)) {
+    list->rejected.push_back(std::move(why));
+    return;
+  }
+  Render::DeviceInfo device = Render::CpuDeviceInfo();
+  list->engines.push_back({
+      .kind = EngineKind::kCpu,
+      .index = 0,
+      .type = DeviceType::kCpu,
+      .name = std::move(device.name),
+      .driver = std::move(device.driver),
+      .maximumTextureSize = device.maximum_texture_size,
+  });
+}
 
-EngineList ListEngines() {
-  Render::DeviceList devices = Render::ListVulkanDevices();
+// The engines that a choice of this kind is made among.
+EngineList ListEngines(EngineKind kind) {
   EngineList list;
+  // Vulkan takes a while to look for.
+  if (kind == EngineKind::kCpu) {
+    AddCpuEngine(&list);
+    return list;
+  }
+  Render::DeviceList devices = Render::ListVulkanDevices();
+  list.rejected = std::move(devices.rejected);
+  unsigned index = 0;
+  bool with_cpu = kind == EngineKind::kAutomatic;
   for (Render::DeviceInfo& device : devices.devices) {
+    const DeviceType type = ToPublic(device.type);
+    if (with_cpu && !IsGpu(type)) {
+      AddCpuEngine(&list);
+      with_cpu = false;
+    }
     list.engines.push_back({
         .kind = EngineKind::kVulkan,
-        .index = static_cast<unsigned>(list.engines.size()),
-        .type = ToPublic(device.type),
+        .index = index++,
+        .type = type,
         .name = std::move(device.name),
         .driver = std::move(device.driver),
         .maximumTextureSize = device.maximum_texture_size,
     });
   }
-  list.rejected = std::move(devices.rejected);
+  if (with_cpu) AddCpuEngine(&list);
   return list;
 }
 
+std::unique_ptr<Render::Engine> Start(const EngineInfo& info, std::string* error) {
+  if (info.kind == EngineKind::kCpu) return Render::CreateCpuEngine({}, error);
+  Render::VulkanOptions options;
+#ifndef NDEBUG
+  options.validation = true;
+#endif
+  return Render::CreateVulkanEngine(info.index, options, error);
+}
+
+}  // namespace
+
+EngineList ListEngines() { return ListEngines(EngineKind::kAutomatic); }
+
 bool SelectEngine(EngineKind kind, unsigned index) {
-  if (kind == EngineKind::kVulkan && index >= ListEngines().engines.size()) return false;
+  if (kind != EngineKind::kAutomatic && index >= ListEngines(kind).engines.size()) return false;
   GetState().kind = kind;
   GetState().index = kind == EngineKind::kAutomatic ? 0 : index;
   return true;
 }
 
+void SetCpuThreads(unsigned threads) { Render::SetCpuThreads(threads); }
+
 EngineChoice GetEngineChoice() { return GetState().choice; }
 
 std::shared_ptr<GraphicsDevice> StartGraphicsDevice() {
   State& state = GetState();
-  const EngineList list = ListEngines();
-  if (state.index >= list.engines.size()) {
-    state.choice = {.running = false,
-                    .engine = {},
-                    .reason = list.engines.empty()
-                                  ? "no usable render engine was found" + Join(list.rejected)
-                                  : "the engine that was chosen is no longer there"};
-    return nullptr;
+  const EngineList list = ListEngines(state.kind);
+  const bool automatic = state.kind == EngineKind::kAutomatic;
+  std::vector<std::string> failures;
+  for (std::size_t i = state.index; i < list.engines.size(); ++i) {
+    const EngineInfo& info = list.engines[i];
+    std::string error;
+    if (std::unique_ptr<Render::Engine> engine = Start(info, &error)) {
+      state.choice = {
+          .running = true, .engine = info, .reason = WhyChosen(state, list, info, failures)};
+      return std::make_shared<GraphicsDevice>(std::move(engine));
+    }
+    failures.push_back(info.name + ": " + error);
+    if (!automatic) break;
   }
-  const EngineInfo& info = list.engines[state.index];
-  Render::VulkanOptions options;
-#ifndef NDEBUG
-  options.validation = true;
-#endif
-  std::string error;
-  std::unique_ptr<Render::Engine> engine = Render::CreateVulkanEngine(state.index, options, &error);
-  if (!engine) {
-    state.choice = {.running = false, .engine = info, .reason = info.name + ": " + error};
-    return nullptr;
+  std::string reason = "the engine that was chosen is no longer there";
+  if (!failures.empty()) {
+    reason = "no render engine could be started" + Join(failures);
+  } else if (list.engines.empty()) {
+    reason = "no usable render engine was found" + Join(list.rejected);
   }
-  state.choice = {.running = true, .engine = info, .reason = WhyChosen(state, list, info)};
-  return std::make_shared<GraphicsDevice>(std::move(engine));
+  state.choice = {.running = false, .engine = {}, .reason = std::move(reason)};
+  return nullptr;
 }
 
 }  // namespace Vantra::Platform

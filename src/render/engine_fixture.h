@@ -1,7 +1,7 @@
 #pragma once
 
-// What the tests of the Vulkan engine share: pictures in plain memory, and an engine under the eyes
-// of the validation layer.
+// What the tests of the engines share: pictures in plain memory, and each engine in turn, Vulkan
+// under the eyes of the validation layer.
 
 #include <algorithm>
 #include <array>
@@ -11,8 +11,12 @@
 #include <random>
 #include <vector>
 
+#include "render/simd/cpu_engine.h"
+#include "render/simd/cpu_engine_internal.h"
 #include "render/vulkan/vulkan_engine.h"
+#include "render/vulkan/vulkan_engine_internal.h"
 #include "render/vulkan/vulkan_instance.h"
+#include "tests/harness/engine_under_test.h"
 
 // The programs of testdata/, embedded at build time.
 #define TEST_PROGRAM(name)                          \
@@ -74,23 +78,48 @@ std::span<const std::byte> Bytes(const Constants& constants) {
   return std::as_bytes(std::span(&constants, 1));
 }
 
-class VulkanEngineTest : public ::testing::Test {
+// Suites over it are instantiated with INSTANTIATE_ENGINE_TESTS.
+class EngineFixture : public ::testing::TestWithParam<Platform::EngineKind> {
  protected:
+  // Small buffers inside of the engine, which then are full again and again.
+  enum class Buffers { kUsual, kSmall };
+
   void SetUp() override {
-    ASSERT_TRUE(Vulkan::ValidationInstalled()) << "The tests need the validation layer.";
+    if (!IsCpu()) {
+      ASSERT_TRUE(Vulkan::ValidationInstalled()) << "The tests need the validation layer.";
+    }
     messages_ = ValidationMessageCount();
-    Start({});
+    Start();
   }
   void TearDown() override {
     engine_.reset();
     EXPECT_EQ(ValidationMessageCount(), messages_) << "The validation layer has complaints.";
   }
 
-  void Start(VulkanOptions options) {
-    options.validation = true;
+  static bool IsCpu() { return GetParam() == Platform::EngineKind::kCpu; }
+
+  static std::unique_ptr<Engine> MakeEngine(Buffers buffers = Buffers::kUsual) {
     std::string error;
-    engine_ = CreateVulkanEngine(0, options, &error);
-    ASSERT_NE(engine_, nullptr) << error;
+    std::unique_ptr<Engine> engine;
+    if (IsCpu()) {
+      engine = CreateCpuEngine({}, &error);
+    } else {
+      VulkanOptions options;
+      options.validation = true;
+      if (buffers == Buffers::kSmall) options.ring_bytes = 1;
+      engine = CreateVulkanEngine(0, options, &error);
+    }
+    EXPECT_NE(engine, nullptr) << error;
+    return engine;
+  }
+  void Start(Buffers buffers = Buffers::kUsual) {
+    engine_ = MakeEngine(buffers);
+    ASSERT_NE(engine_, nullptr);
+  }
+
+  // What the engine has taken from its driver, or from the system, so far.
+  std::uint64_t ObjectsMade() const {
+    return IsCpu() ? Simd::BlocksMade(*engine_) : Vulkan::ObjectsCreated(*engine_);
   }
 
   TexturePtr Make(int width, int height, Format format = Format::kRgba8,
@@ -148,7 +177,13 @@ class VulkanEngineTest : public ::testing::Test {
   }
 
   std::unique_ptr<Engine> engine_;
+
+ private:
   std::uint64_t messages_ = 0;
 };
+
+#define INSTANTIATE_ENGINE_TESTS(suite)                                               \
+  INSTANTIATE_TEST_SUITE_P(, suite, ::testing::ValuesIn(Testing::EnginesUnderTest()), \
+                           [](const auto& engine) { return Testing::NameOf(engine.param); })
 
 }  // namespace Vantra::Render

@@ -2,8 +2,7 @@
 
 #include <functional>
 
-#include "render/vulkan/vulkan_engine_fixture.h"
-#include "render/vulkan/vulkan_engine_internal.h"
+#include "render/engine_fixture.h"
 
 TEST_PROGRAM(fill)
 TEST_PROGRAM(grid)
@@ -19,7 +18,7 @@ constexpr int kWidth = 2 * kGroupWidth;
 constexpr int kHeight = 3 * kGroupHeight;
 constexpr std::uint32_t kBytes = kWidth * kHeight * 4;
 
-class VulkanComputeTest : public VulkanEngineTest {
+class EngineComputeTest : public EngineFixture {
  protected:
   BufferPtr MakeBuffer(Usage usage = Usage::kDevice) {
     BufferPtr buffer;
@@ -57,13 +56,15 @@ class VulkanComputeTest : public VulkanEngineTest {
   }
 };
 
+INSTANTIATE_ENGINE_TESTS(EngineComputeTest);
+
 struct Constants {
   std::uint32_t width = kWidth;
   std::uint32_t height = kHeight;
   std::uint32_t mask = 0;
 };
 
-TEST_F(VulkanComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConstants) {
+TEST_P(EngineComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConstants) {
   const auto program = LoadGrid();
   const Picture first = RandomPicture(kWidth, kHeight, 1);
   const Picture second = RandomPicture(kWidth, kHeight, 2);
@@ -104,7 +105,7 @@ TEST_F(VulkanComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConsta
   EXPECT_EQ(Mapped(*readback), Expected(nullptr, &green, &third, 0xFFFF0000u));
 }
 
-TEST_F(VulkanComputeTest, FormatsOfOneAndTwoChannelsKeepTheirBytesAndReadTheRestAsZero) {
+TEST_P(EngineComputeTest, FormatsOfOneAndTwoChannelsKeepTheirBytesAndReadTheRestAsZero) {
   for (const Format format : {Format::kR8, Format::kRg8}) {
     const std::uint32_t channels = BytesPerPixel(format);
     Picture picture = RandomPicture(kWidth, kHeight, channels);
@@ -152,7 +153,7 @@ TEST_F(VulkanComputeTest, FormatsOfOneAndTwoChannelsKeepTheirBytesAndReadTheRest
   }
 }
 
-TEST_F(VulkanComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBeforeTheirWork) {
+TEST_P(EngineComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBeforeTheirWork) {
   const auto program = LoadGrid();
   const Picture picture = RandomPicture(kWidth, kHeight, 4);
   const TexturePtr texture = Make(kWidth, kHeight);
@@ -173,12 +174,12 @@ TEST_F(VulkanComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBefore
   };
   frame(*output);
   const Words first = Mapped(*readback);
-  const std::uint64_t objects = Vulkan::ObjectsCreated(*engine_);
+  const std::uint64_t objects = ObjectsMade();
   for (int i = 0; i < 50; ++i) {
     frame(*output);
     EXPECT_EQ(Mapped(*readback), first);
   }
-  EXPECT_EQ(Vulkan::ObjectsCreated(*engine_), objects);
+  EXPECT_EQ(ObjectsMade(), objects);
   for (int i = 0; i < 50; ++i) frame(*MakeBuffer());
   EXPECT_EQ(Mapped(*readback), first);
 
@@ -186,7 +187,7 @@ TEST_F(VulkanComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBefore
   engine_.reset();
 }
 
-TEST_F(VulkanComputeTest, APixelProgramIsNoComputeProgram) {
+TEST_P(EngineComputeTest, APixelProgramIsNoComputeProgram) {
   std::unique_ptr<ComputeProgram> program;
   EXPECT_EQ(engine_->CreateComputeProgram(SPIRV(fill), &program), Status::kInvalidArgument);
   EXPECT_EQ(program, nullptr);

@@ -1,0 +1,8 @@
+#include "render/simd/kernel_registry.h"
+
+namespace Vantra::Render::Simd {
+
+std::span<const Kernel> GetKernelTable() { return {}; }
+std::span<const NativeKernel> GetNativeKernelTable() { return {}; }
+
+}  // namespace Vantra::Render::Simd

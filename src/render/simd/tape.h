@@ -1,0 +1,95 @@
+#pragma once
+
+// What a program computes once a row, in the order in which the lanes of the row read it again.
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <type_traits>
+
+namespace Vantra::Render::Simd {
+
+class Tape {
+ public:
+  Tape() = default;
+  Tape(const Tape&) = delete;
+  Tape& operator=(const Tape&) = delete;
+  ~Tape() {
+    if (memory_ != first_) Free(memory_);
+  }
+
+  // Starts anew.
+  void Clear() {
+    position_ = memory_;
+    failed_ = false;
+  }
+
+  // A record to be written, valid until the next one. When memory has run out the records are of no
+  // use, but can be written all the same.
+  template <class Record>
+  Record* Push() {
+    Check<Record>();
+    if (static_cast<std::size_t>(end_ - position_) < sizeof(Record)) Grow();
+    return reinterpret_cast<Record*>(Advance<Record>());
+  }
+
+  // Reads from the first record on. The records are of the types, and in the order, in which they
+  // were pushed.
+  void Rewind() { position_ = memory_; }
+  template <class Record>
+  const Record* Next() {
+    Check<Record>();
+    return reinterpret_cast<const Record*>(Advance<Record>());
+  }
+
+  bool Failed() const { return failed_; }
+
+ private:
+  static constexpr std::size_t kAlignment = 16;
+  static constexpr std::size_t kFirstBytes = 4096;
+
+  template <class Record>
+  static constexpr void Check() {
+    static_assert(std::is_trivially_copyable_v<Record>);
+    static_assert(alignof(Record) <= kAlignment && sizeof(Record) <= kFirstBytes);
+  }
+
+  template <class Record>
+  std::byte* Advance() {
+    std::byte* const record = position_;
+    position_ += (sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
+    return record;
+  }
+
+  [[gnu::noinline, gnu::cold]] void Grow() {
+    const auto used = static_cast<std::size_t>(position_ - memory_);
+    const std::size_t bytes = 2 * static_cast<std::size_t>(end_ - memory_);
+    void* const larger = ::operator new (bytes, std::align_val_t{kAlignment}, std::nothrow);
+    if (larger == nullptr) {
+      failed_ = true;
+      position_ = memory_;
+      return;
+    }
+    std::memcpy(larger, memory_, used);
+    if (memory_ != first_) Free(memory_);
+    memory_ = static_cast<std::byte*>(larger);
+    position_ = memory_ + used;
+    end_ = memory_ + bytes;
+  }
+
+  static void Free(std::byte* memory) { ::operator delete (memory, std::align_val_t{kAlignment}); }
+
+  alignas(kAlignment) std::byte first_[kFirstBytes];
+  std::byte* memory_ = first_;
+  std::byte* position_ = first_;
+  std::byte* end_ = first_ + kFirstBytes;
+  bool failed_ = false;
+};
+
+// The calling thread's tape. It keeps its memory, so that a row like one before allocates nothing.
+inline Tape& ThreadTape() {
+  thread_local Tape tape;
+  return tape;
+}
+
+}  // namespace Vantra::Render::Simd

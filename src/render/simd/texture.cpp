@@ -1,0 +1,212 @@
+#include "render/simd/targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "render/simd/texture.cpp"
+#include "hwy/foreach_target.h"
+#include "render/simd/texel-inl.h"
+#include "render/simd/texture-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantra::Render::Simd::HWY_NAMESPACE {
+namespace {
+
+using LaneNeighbours = Neighbours<F, I>;
+using RowNeighbours = Neighbours<float, std::int32_t>;
+
+// Two rows to filter between: each a place in memory, and words from there on by lane.
+struct RowPair {
+  const std::byte* upper;
+  const std::byte* lower;
+  I upper_start;
+  I lower_start;
+  F weight;
+};
+
+const std::byte* RowOf(const TextureView& texture, std::int32_t y) {
+  return texture.data + static_cast<std::size_t>(y) * texture.pitch;
+}
+
+RowPair SameRows(const TextureView& texture, std::int32_t upper, std::int32_t lower, F weight) {
+  const I zero = Broadcast(0);
+  return {RowOf(texture, upper), RowOf(texture, lower), zero, zero, weight};
+}
+
+// Whether the lanes are neighbouring columns of a row of that width.
+HWY_INLINE bool AreColumns(I x, std::int32_t width) {
+  const std::int32_t first = FirstLane(x);
+  return first >= 0 && first <= width - kLanes && All(Equal(x, Iota(first)));
+}
+
+template <class T>
+HWY_INLINE bool AreSame(Lanes<T> x) {
+  return All(Equal(x, Broadcast(FirstLane(x))));
+}
+
+struct WordPair {
+  U left;
+  U right;
+};
+
+// The words of these indices, and those that follow them.
+HWY_INLINE WordPair GatherPairs(const std::byte* base, I index) {
+#if HWY_TARGET == HWY_AVX3
+  const __m512i low = _mm512_i32gather_epi64(_mm512_castsi512_si256(index.raw.raw), base, 4);
+  const __m512i high = _mm512_i32gather_epi64(_mm512_extracti64x4_epi64(index.raw.raw, 1), base, 4);
+  const I even = {hn::Add(Iota(0).raw, Iota(0).raw)};
+  const I odd = Add(even, Broadcast(1));
+  using Words = hn::Vec<Tag<std::uint32_t>>;
+  return {{Words{_mm512_permutex2var_epi32(low, even.raw.raw, high)}},
+          {Words{_mm512_permutex2var_epi32(low, odd.raw.raw, high)}}};
+#elif HWY_TARGET == HWY_AVX2
+  // Eight loads are faster than its gathers.
+  HWY_ALIGN std::int32_t indices[kLanes];
+  Store(index, indices);
+  const auto load = [&](int i) HWY_ATTR {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(base + std::ptrdiff_t{indices[i]} * 4));
+  };
+  // In the order that the shuffles, which work by halves, need.
+  const __m128i pairs01 = _mm_unpacklo_epi64(load(0), load(1));
+  const __m128i pairs23 = _mm_unpacklo_epi64(load(2), load(3));
+  const __m128i pairs45 = _mm_unpacklo_epi64(load(4), load(5));
+  const __m128i pairs67 = _mm_unpacklo_epi64(load(6), load(7));
+  const __m256 low = _mm256_castsi256_ps(_mm256_set_m128i(pairs45, pairs01));
+  const __m256 high = _mm256_castsi256_ps(_mm256_set_m128i(pairs67, pairs23));
+  using Words = hn::Vec<Tag<std::uint32_t>>;
+  return {{Words{_mm256_castps_si256(_mm256_shuffle_ps(low, high, 0x88))}},
+          {Words{_mm256_castps_si256(_mm256_shuffle_ps(low, high, 0xDD))}}};
+#elif HWY_TARGET == HWY_SSE4
+  HWY_ALIGN std::int32_t indices[kLanes];
+  Store(index, indices);
+  const auto load = [&](int i) HWY_ATTR {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(base + std::ptrdiff_t{indices[i]} * 4));
+  };
+  const __m128 low = _mm_castsi128_ps(_mm_unpacklo_epi64(load(0), load(1)));
+  const __m128 high = _mm_castsi128_ps(_mm_unpacklo_epi64(load(2), load(3)));
+  using Words = hn::Vec<Tag<std::uint32_t>>;
+  return {{Words{_mm_castps_si128(_mm_shuffle_ps(low, high, 0x88))}},
+          {Words{_mm_castps_si128(_mm_shuffle_ps(low, high, 0xDD))}}};
+#else
+  return {GatherWords(base, index), GatherWords(base, Add(index, Broadcast(1)))};
+#endif
+}
+
+// Filters pixels of four bytes, where most of the time goes.
+template <bool kBlueFirst>
+HWY_INLINE Color FilterBytes(std::int32_t width, const LaneNeighbours& columns, const RowPair& rows,
+                             bool same_rows) {
+  // A pair of texels may begin with the row's last one: what lies behind it can be read, and either
+  // has no weight or is replaced.
+  const std::int32_t first = FirstLane(columns.first);
+  const bool loads = same_rows && AreColumns(columns.first, width - 1);
+  const M wraps = Less(columns.second, columns.first);
+  const bool any_wraps = !loads && Any(wraps);
+  const auto row = [&](const std::byte* base, I start) HWY_ATTR {
+    WordPair pair;
+    if (loads) {
+      const auto* const words = reinterpret_cast<const std::uint32_t*>(base) + first;
+      pair = {Load(words), Load(words + 1)};
+    } else {
+      pair = GatherPairs(base, Add(start, columns.first));
+      if (HWY_UNLIKELY(any_wraps)) {
+        pair.right = Select(wraps, GatherWords(base, Add(start, columns.second)), pair.right);
+      }
+    }
+    return Mix(BytesOf<kBlueFirst>(pair.left), BytesOf<kBlueFirst>(pair.right), columns.weight);
+  };
+  const Color top = row(rows.upper, rows.upper_start);
+  return FromBytes(Mix(top, row(rows.lower, rows.lower_start), rows.weight));
+}
+
+Color Filter(const TextureView& texture, const LaneNeighbours& columns, const RowPair& rows,
+             bool same_rows) {
+  const Format format = texture.format;
+  if (format == Format::kBgra8) {
+    return FilterBytes<true>(texture.width, columns, rows, same_rows);
+  }
+  if (format == Format::kRgba8) {
+    return FilterBytes<false>(texture.width, columns, rows, same_rows);
+  }
+  const auto row = [&](const std::byte* base, I start) HWY_ATTR {
+    return Mix(GatherTexels(format, base, start, columns.first),
+               GatherTexels(format, base, start, columns.second), columns.weight);
+  };
+  const Color top = row(rows.upper, rows.upper_start);
+  return FromStored(format, Mix(top, row(rows.lower, rows.lower_start), rows.weight));
+}
+
+// Texels of columns that lie inside.
+HWY_INLINE Color Texels(const TextureView& texture, I x, const std::byte* base, I start,
+                        bool same_row) {
+  const Format format = texture.format;
+  if (same_row && AreColumns(x, texture.width)) {
+    return FromStored(format, LoadTexels(format, base + static_cast<std::size_t>(FirstLane(x)) *
+                                                            BytesPerPixel(format)));
+  }
+  return FromStored(format, GatherTexels(format, base, start, x));
+}
+
+UniformColor FirstOf(const Color& color) {
+  return {FirstLane(color.r), FirstLane(color.g), FirstLane(color.b), FirstLane(color.a)};
+}
+
+}  // namespace
+
+Color Sample(const TextureView& texture, const Sampler& sampler, F u, F v) {
+  if (texture.data == nullptr) return TransparentBlack();
+  const LaneNeighbours columns = FindNeighbours(u, texture.width, sampler.filter, sampler.extend_x);
+  const LaneNeighbours rows = FindNeighbours(v, texture.height, sampler.filter, sampler.extend_y);
+  // Then their neighbours are the same, too.
+  const bool same_rows = AreSame(rows.first);
+  const RowPair pair =
+      same_rows ? SameRows(texture, FirstLane(rows.first), FirstLane(rows.second), rows.weight)
+                : RowPair{texture.data, texture.data, RowStart(texture, rows.first),
+                          RowStart(texture, rows.second), rows.weight};
+  if (sampler.filter == Filter::kNearest) {
+    return Texels(texture, columns.first, pair.upper, pair.upper_start, same_rows);
+  }
+  return Filter(texture, columns, pair, same_rows);
+}
+
+Color Sample(const TextureView& texture, const Sampler& sampler, F u, float v) {
+  if (texture.data == nullptr) return TransparentBlack();
+  const LaneNeighbours columns = FindNeighbours(u, texture.width, sampler.filter, sampler.extend_x);
+  const RowNeighbours rows = FindNeighbours(v, texture.height, sampler.filter, sampler.extend_y);
+  const RowPair pair = SameRows(texture, rows.first, rows.second, Broadcast(rows.weight));
+  if (sampler.filter == Filter::kNearest) {
+    return Texels(texture, columns.first, pair.upper, pair.upper_start, true);
+  }
+  return Filter(texture, columns, pair, true);
+}
+
+UniformColor Sample(const TextureView& texture, const Sampler& sampler, float u, float v) {
+  return FirstOf(Sample(texture, sampler, Broadcast(u), v));
+}
+
+Color Fetch(const TextureView& texture, I x, I y) {
+  if (texture.data == nullptr) return TransparentBlack();
+  if (AreSame(y)) return Fetch(texture, x, FirstLane(y));
+  const U width = Broadcast(static_cast<std::uint32_t>(texture.width));
+  const U height = Broadcast(static_cast<std::uint32_t>(texture.height));
+  const M inside = And(Less(BitsToUint(x), width), Less(BitsToUint(y), height));
+  const I zero = Broadcast(0);
+  const Color color = Texels(texture, Select(inside, x, zero), texture.data,
+                             RowStart(texture, Select(inside, y, zero)), false);
+  return EachChannel([&](F channel) HWY_ATTR { return Select(inside, channel, Broadcast(0.0f)); },
+                     color);
+}
+
+Color Fetch(const TextureView& texture, I x, std::int32_t y) {
+  if (y < 0 || y >= texture.height) return TransparentBlack();
+  const I zero = Broadcast(0);
+  const M inside = Less(BitsToUint(x), Broadcast(static_cast<std::uint32_t>(texture.width)));
+  const Color color = Texels(texture, Select(inside, x, zero), RowOf(texture, y), zero, true);
+  return EachChannel([&](F channel) HWY_ATTR { return Select(inside, channel, Broadcast(0.0f)); },
+                     color);
+}
+
+UniformColor Fetch(const TextureView& texture, std::int32_t x, std::int32_t y) {
+  return FirstOf(Fetch(texture, Broadcast(x), y));
+}
+
+}  // namespace Vantra::Render::Simd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();

@@ -1,0 +1,154 @@
+#include "emit.h"
+
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+#include "divergence.h"
+#include "flow_regions.h"
+#include "lane_writer.h"
+#include "needs.h"
+#include "normalize.h"
+#include "row_writer.h"
+
+namespace Vantra::Pixelc {
+
+namespace {
+
+void DescribeReads(const Analysis& analysis, CodeText& out) {
+  std::string along;
+  std::string once;
+  std::string free;
+  for (BlockId block = 0; block < analysis.program.blocks.size(); ++block) {
+    for (const Instruction& read : analysis.program.blocks[block].instructions) {
+      if (read.op != Op::kSample && read.op != Op::kFetch) continue;
+      bool is_needed = false;
+      for (const ValueId value : read.results) {
+        is_needed |= analysis.needs.Value(Function::kAnywhere, value) ||
+                     analysis.needs.Value(Function::kRow, value);
+      }
+      if (!is_needed) continue;
+      std::string& list = analysis.needs.IsRowValue(read.results[0]) ? once
+                          : analysis.divergence.IsRowRead(read, block) ? along
+                                                                       : free;
+      list += (list.empty() ? "" : ", ");
+      list += "c" + std::to_string(read.results[0]);
+    }
+  }
+  if (!along.empty()) out.Line("// Read along rows: " + along + ".");
+  if (!once.empty()) out.Line("// Read once a row: " + once + ".");
+  if (!free.empty()) out.Line("// Read at places of each pixel's own: " + free + ".");
+}
+
+void DefineRecords(const Analysis& analysis, CodeText& out) {
+  for (BlockId block = 0; block < analysis.program.blocks.size(); ++block) {
+    for (const Record& record : RecordsOf(analysis, block)) {
+      CodeText fields;
+      for (const ValueId value : record.values) {
+        fields.Line(std::string(ScalarType(analysis.program.types[value])) + " u" +
+                    std::to_string(value) + ";");
+      }
+      for (const ValueId value : record.reads) {
+        fields.Line("RowRead read" + std::to_string(value) + ";");
+      }
+      out.Block("struct " + record.type, fields);
+      out.EndStructure();
+      out.Line("");
+    }
+  }
+}
+
+CodeText WriteKernel(const Analysis& analysis, bool has_row) {
+  const Program& program = analysis.program;
+  const bool has_interval = analysis.needs.HasRowReads();
+  const std::string left = program.is_compute ? "0" : "arguments.left";
+  const std::string right = program.is_compute ? "arguments.width" : "arguments.right";
+  const std::string tail = has_row ? ", tape);" : ");";
+  const std::string count = program.is_compute ? "" : ", Min(kLanes, " + right + " - x)";
+  const std::string rest = "(arguments, x, y" + count + tail;
+
+  CodeText vectors;
+  if (has_row) vectors.Line("tape.Rewind();");
+  if (has_interval) {
+    CodeText inside;
+    inside.Line(program.name + "_Lanes" + rest);
+    vectors.Block("if (x >= interval.first && x + kLanes <= interval.end)", inside);
+    CodeText elsewhere;
+    elsewhere.Line(program.name + "_LanesAnywhere" + rest);
+    vectors.ElseBlock(elsewhere);
+  } else {
+    vectors.Line(program.name + "_Lanes" + rest);
+  }
+  CodeText row;
+  if (has_interval) {
+    // The last vector may reach beyond the columns to draw.
+    row.Line("Interval interval{" + left + ", " + right + " + kLanes - 1};");
+  }
+  if (has_row) {
+    row.Line("tape.Clear();");
+    row.Line(program.name + "_Row(arguments, y, tape" + (has_interval ? ", &interval);" : ");"));
+    row.Line("if (tape.Failed()) return false;");
+  }
+  row.Block("for (int32_t x = " + left + "; x < " + right + "; x += kLanes)", vectors);
+  CodeText body;
+  if (has_row) body.Line("Tape& tape = ThreadTape();");
+  body.Block("for (int32_t y = top; y < bottom; ++y)", row);
+  body.Line("return true;");
+  CodeText kernel;
+  kernel.Block("bool " + program.name + "(const " +
+                   (program.is_compute ? "ComputeArguments" : "PixelArguments") +
+                   "& arguments, int32_t top, int32_t bottom)",
+               body);
+  return kernel;
+}
+
+}  // namespace
+
+std::string EmitProgram(Program program, std::uint64_t hash) {
+  Normalize(program);
+  const FlowRegions flow(program);
+  const Divergence divergence(program, flow);
+  const Needs needs(program, flow, divergence);
+  const Analysis analysis{program, flow, divergence, needs};
+
+  char number[24];
+  std::snprintf(number, sizeof(number), "0x%016llX", static_cast<unsigned long long>(hash));
+  const CodeText row = RowWriter(analysis).Write();
+  const bool has_row = !row.Empty();
+
+  CodeText out;
+  out.Line("// The program " + program.name + ", translated by pixelc.");
+  DescribeReads(analysis, out);
+  out.Line("");
+  out.Line("#ifdef VANTRIX_KERNEL_ENTRIES");
+  out.Line("");
+  out.Line("VANTRIX_KERNEL_ENTRY(" + program.name + ", " + number + ", " +
+           (program.is_compute ? "compute" : "pixel") + ")");
+  out.Line("");
+  out.Line("#else");
+  out.Line("");
+  DefineRecords(analysis, out);
+  if (has_row) {
+    out.Line("// What is the same for all pixels of row y.");
+    out.Append(row);
+    out.Line("");
+  }
+  if (needs.HasRowReads()) {
+    out.Line("// Pixels from (x, y) on, inside the row's interval.");
+    out.Append(LaneWriter(analysis, Function::kLanes).Write(program.name + "_Lanes", has_row));
+    out.Line("");
+    out.Line("// The same outside of it.");
+    out.Append(LaneWriter(analysis, Function::kAnywhere)
+                   .Write(program.name + "_LanesAnywhere", has_row));
+  } else {
+    out.Line("// Pixels from (x, y) on.");
+    out.Append(LaneWriter(analysis, Function::kAnywhere).Write(program.name + "_Lanes", has_row));
+  }
+  out.Line("");
+  out.Append(WriteKernel(analysis, has_row));
+  out.Line("");
+  out.Line("#endif");
+  return out.Print();
+}
+
+}  // namespace Vantra::Pixelc

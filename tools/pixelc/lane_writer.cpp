@@ -1,0 +1,212 @@
+#include "lane_writer.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace Vantra::Pixelc {
+
+CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
+  const Program& program = analysis_.program;
+  const CodeText flow = WriteProgram();
+  CodeText head;
+  if (flow.Mentions("pixel_y")) head.Line("const float pixel_y = static_cast<float>(y) + 0.5f;");
+  if (flow.Mentions("invocation_y")) {
+    head.Line("const uint32_t invocation_y = static_cast<uint32_t>(y);");
+  }
+  if (flow.Mentions("pixel_x")) {
+    head.Line("const F pixel_x = Add(IntToFloat(Iota(x)), Broadcast(0.5f));");
+  }
+  if (flow.Mentions("invocation_x")) head.Line("const U invocation_x = BitsToUint(Iota(x));");
+  if (flow.Mentions("inside")) {
+    head.Line("const M inside = Less(Iota(x), Broadcast(arguments.width));");
+  }
+  for (std::size_t i = 0; i < program.arrays.size(); ++i) {
+    const std::string array = "array" + std::to_string(i);
+    if (!flow.Mentions(array)) continue;
+    const Type type = program.arrays[i].type;
+    head.Line("LocalArray<" + std::string(type == Type::kBool ? "U" : LaneType(type)) + ", " +
+              std::to_string(program.arrays[i].size) + "> " + array + ";");
+  }
+  if (flow.Mentions("result")) head.Line("Color result = TransparentBlack();");
+  head.Append(flow);
+  if (flow.Mentions("result")) head.Line("StoreResult(arguments, x, y, count, result);");
+  CodeText function;
+  const std::string tape = has_tape ? ", Tape& tape" : "";
+  const std::string count = program.is_compute ? "" : ", int32_t count";
+  function.Block("static void " + name + "([[maybe_unused]] const " +
+                     (program.is_compute ? "ComputeArguments" : "PixelArguments") +
+                     "& arguments, [[maybe_unused]] int32_t x, [[maybe_unused]] int32_t y" + count +
+                     tape + ")",
+                 head);
+  return function;
+}
+
+CodeText LaneWriter::WriteBlock(BlockId block, const std::string& mask) {
+  CodeText own;
+  for (const Instruction& instruction : analysis_.program.blocks[block].instructions) {
+    if (instruction.results.empty()) {
+      WriteEffect(instruction, mask, own);
+      continue;
+    }
+    const ValueId value = instruction.results[0];
+    if (instruction.op == Op::kPhi || analysis_.needs.IsLeafValue(value) ||
+        !IsNeeded(instruction) || analysis_.needs.IsRowValue(value)) {
+      continue;
+    }
+    if (analysis_.divergence.IsUniform(value)) {
+      WriteUniform(instruction, own);
+    } else if (instruction.op == Op::kSample || instruction.op == Op::kFetch) {
+      WriteRead(instruction, block, own);
+    } else {
+      WriteLanes(instruction, own);
+    }
+  }
+  CodeText out;
+  for (const Record& record : RecordsOf(analysis_, block)) {
+    out.Line("[[maybe_unused]] const auto& " + record.name + " = *tape.Next<" + record.type +
+             ">();");
+  }
+  out.Append(own);
+  return out;
+}
+
+std::vector<FlowWriter::Variable> LaneWriter::VariablesOf(BlockId block) {
+  std::vector<Variable> variables;
+  for (const Instruction& phi : analysis_.program.blocks[block].instructions) {
+    if (phi.op != Op::kPhi) break;
+    const ValueId value = phi.results[0];
+    if (!IsNeeded(phi) || analysis_.needs.IsRowValue(value)) continue;
+    if (analysis_.divergence.IsUniform(value)) {
+      variables.push_back(UniformVariable(phi));
+      continue;
+    }
+    std::vector<std::string> operands;
+    for (const ValueId operand : phi.operands) operands.push_back(Lanes(operand));
+    variables.push_back({.type = std::string(LaneType(phi.type)),
+                         .name = LaneName(value),
+                         .initial = Call("Broadcast", {Literal(phi.type, 0)}),
+                         .operands = std::move(operands),
+                         .is_lanes = true});
+  }
+  return variables;
+}
+
+std::string LaneWriter::OnTape(ValueId value) const {
+  for (const Record& record : RecordsOf(analysis_, analysis_.needs.BlockOf(value))) {
+    if (std::find(record.values.begin(), record.values.end(), value) != record.values.end()) {
+      return record.name + ".u" + std::to_string(value);
+    }
+  }
+  return {};
+}
+
+std::string LaneWriter::Condition(ValueId value) {
+  return analysis_.divergence.IsUniform(value) ? Scalar(value) : Lanes(value);
+}
+
+std::string LaneWriter::LaneName(ValueId value) const {
+  return NameOf(value, analysis_.program.types[value] == Type::kBool ? 'm' : 'v');
+}
+
+std::string LaneWriter::Lanes(ValueId value) const {
+  if (analysis_.divergence.IsUniform(value)) return Call("Broadcast", {Scalar(value)});
+  return analysis_.needs.IsLeafValue(value) ? Leaf(value) : LaneName(value);
+}
+
+void LaneWriter::WriteRead(const Instruction& read, BlockId block, CodeText& out) const {
+  const std::string number = std::to_string(read.results[0]);
+  std::string value;
+  if (function_ == Function::kLanes && analysis_.divergence.IsRowRead(read, block)) {
+    for (const Record& record : RecordsOf(analysis_, block)) {
+      if (std::find(record.reads.begin(), record.reads.end(), read.results[0]) !=
+          record.reads.end()) {
+        value = Call("ReadRow", {record.name + ".read" + number, "x"});
+      }
+    }
+  } else {
+    const ValueId y = read.operands[1];
+    value = ReadCall(read, {Lanes(read.operands[0]),
+                            analysis_.divergence.IsUniform(y) ? Scalar(y) : Lanes(y)});
+  }
+  out.Line("const Color c" + number + " = " + value + ";");
+}
+
+void LaneWriter::WriteLanes(const Instruction& instruction, CodeText& out) const {
+  out.Line("const " + std::string(LaneType(instruction.type)) + " " +
+           LaneName(instruction.results[0]) + " = " + LaneValue(instruction) + ";");
+}
+
+std::string LaneWriter::LaneValue(const Instruction& instruction) const {
+  std::vector<std::string> operands;
+  for (const ValueId operand : instruction.operands) operands.push_back(Lanes(operand));
+  const auto scalar_if_uniform = [&](std::size_t i) {
+    if (analysis_.divergence.IsUniform(instruction.operands[i])) {
+      operands[i] = Scalar(instruction.operands[i]);
+    }
+  };
+  switch (instruction.op) {
+    case Op::kLoadConstant: {
+      static constexpr std::string_view kLoads[] = {"LoadFloat", "LoadInt", "LoadUint",
+                                                    "LoadBool"};
+      return Call(kLoads[static_cast<std::size_t>(instruction.type)],
+                  {"arguments.constants", operands[0]});
+    }
+    case Op::kLoadArray: {
+      scalar_if_uniform(0);
+      const std::string element =
+          Call("array" + std::to_string(instruction.index) + ".Load", {operands[0]});
+      return instruction.type == Type::kBool ? Call("NotEqual", {element, "Broadcast(0u)"})
+                                             : element;
+    }
+    case Op::kSelect:
+      scalar_if_uniform(0);
+      break;
+    case Op::kShiftLeft:
+    case Op::kShiftRight:
+      if (!analysis_.divergence.IsUniform(instruction.operands[0])) scalar_if_uniform(1);
+      break;
+    default:
+      break;
+  }
+  return Call(FunctionOf(instruction.op), operands);
+}
+
+void LaneWriter::WriteEffect(const Instruction& instruction, const std::string& mask,
+                             CodeText& out) const {
+  const std::string all = mask.empty() ? "Broadcast(true)" : mask;
+  switch (instruction.op) {
+    case Op::kResult: {
+      for (std::size_t channel = 0; channel < 4; ++channel) {
+        const std::string place = std::string("result.") + "rgba"[channel];
+        const std::string value = Lanes(instruction.operands[channel]);
+        out.Line(place + " = " +
+                 (mask.empty() ? value : Call("Select", {mask, value, place})) + ";");
+      }
+      return;
+    }
+    case Op::kWriteWord:
+      out.Line(Call("WriteWords",
+                    {"arguments", Lanes(instruction.operands[0]), Lanes(instruction.operands[1]),
+                     mask.empty() ? "inside" : Call("And", {"inside", mask})}) +
+               ";");
+      return;
+    case Op::kStoreArray: {
+      if (analysis_.divergence.IsUniformArray(instruction.index)) return;
+      const ValueId element = instruction.operands[0];
+      std::string value = Lanes(instruction.operands[1]);
+      if (analysis_.program.arrays[instruction.index].type == Type::kBool) {
+        value = Call("Select", {value, "Broadcast(1u)", "Broadcast(0u)"});
+      }
+      out.Line(Call("array" + std::to_string(instruction.index) + ".Store",
+                    {analysis_.divergence.IsUniform(element) ? Scalar(element) : Lanes(element),
+                     value, all}) +
+               ";");
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+}  // namespace Vantra::Pixelc
