@@ -52,9 +52,8 @@ CodeText RowWriter::WriteBlock(BlockId block, const std::string& /*mask*/) {
     }
     if (instruction.results.empty()) continue;
     const ValueId value = instruction.results[0];
-    if (!analysis_.needs.IsLeafValue(value) && IsNeeded(instruction)) {
-      WriteUniform(instruction, out);
-    }
+    if (analysis_.needs.IsLeafValue(value)) continue;
+    if (IsNeeded(instruction)) WriteUniform(instruction, out);
     if (analysis_.needs.Shape(value)) WriteShape(instruction, out);
   }
   for (const Record& record : RecordsOf(analysis_, block)) {
