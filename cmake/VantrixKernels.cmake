@@ -152,6 +152,8 @@ endfunction()
 function(vantrix_set_kernel_options target)
   # Lanes are too slow to test with, and too large to debug, where they are not inlined.
   target_compile_options(${target} PRIVATE -O2)
+  # The translator leaves it to the compiler to drop what nothing reads.
+  target_compile_options(${target} PRIVATE -Wno-unused-variable)
   if(ARGN)
     list(TRANSFORM ARGN PREPEND vantrix_kernel_)
     add_dependencies(${target} ${ARGN})

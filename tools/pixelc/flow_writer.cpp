@@ -139,7 +139,7 @@ void FlowWriter::WriteLoop(LoopId loop, const std::string& mask, CodeText& out) 
     WriteNode(loop, header, mask, body);
     if (body.EndsWith("continue;")) {
       body.DropLast();
-    } else {
+    } else if (!body.EndsWith("break;")) {
       body.Line("break;");
     }
     out.Block("for (;;)", body);
@@ -209,12 +209,13 @@ void FlowWriter::WriteUniformBranch(LoopId region, BlockId block, const std::str
   };
   const std::string not_condition = "!" + condition;
   if (yes.Empty() && no.Empty()) return;
-  if (leaves(yes)) {
-    out.Block("if (" + condition + ")", yes);
-    out.Append(no);
-  } else if (leaves(no)) {
+  // A way out stands first, so that the loop's body goes on without a step to the right.
+  if (no.EndsWith("break;") || (leaves(no) && !leaves(yes))) {
     out.Block("if (" + not_condition + ")", no);
     out.Append(yes);
+  } else if (leaves(yes)) {
+    out.Block("if (" + condition + ")", yes);
+    out.Append(no);
   } else if (no.Empty()) {
     out.Block("if (" + condition + ")", yes);
   } else if (yes.Empty()) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <fmt/format.h>
 
 namespace Vantra::Pixelc {
 namespace {
@@ -128,7 +129,7 @@ template <class List>
 std::string Listed(const List& values) {
   std::string text;
   for (const auto value : values) {
-    text += (text.empty() ? "v" : ", v") + std::to_string(value);
+    text += fmt::format("{}v{}", text.empty() ? "" : ", ", value);
   }
   return text;
 }
@@ -137,30 +138,29 @@ std::string TextOf(const Instruction& instruction) {
   std::string text = "  ";
   if (!instruction.results.empty()) {
     text += NameOf(instruction.type);
-    text += " " + Listed(instruction.results) + " = ";
+    text += fmt::format(" {} = ", Listed(instruction.results));
   }
   text += NameOf(instruction.op);
   switch (instruction.op) {
     case Op::kConstant:
-      text += " " + TextOfConstant(instruction.type, instruction.bits);
+      text += fmt::format(" {}", TextOfConstant(instruction.type, instruction.bits));
       break;
     case Op::kSample:
-      text += " t" + std::to_string(instruction.index) + " s" +
-              std::to_string(instruction.second_index);
+      text += fmt::format(" t{} s{}", instruction.index, instruction.second_index);
       break;
     case Op::kFetch:
     case Op::kTextureSize:
-      text += " t" + std::to_string(instruction.index);
+      text += fmt::format(" t{}", instruction.index);
       break;
     case Op::kLoadArray:
     case Op::kStoreArray:
-      text += " a" + std::to_string(instruction.index);
+      text += fmt::format(" a{}", instruction.index);
       break;
     default:
       break;
   }
   if (!instruction.operands.empty()) {
-    text += " " + Listed(instruction.operands);
+    text += fmt::format(" {}", Listed(instruction.operands));
   }
   return text + "\n";
 }
@@ -168,11 +168,10 @@ std::string TextOf(const Instruction& instruction) {
 std::string TextOf(const Terminator& terminator) {
   switch (terminator.kind) {
     case Terminator::Kind::kBranch:
-      return "  Branch b" + std::to_string(terminator.targets[0]) + "\n";
+      return fmt::format("  Branch b{}\n", terminator.targets[0]);
     case Terminator::Kind::kBranchIf:
-      return "  BranchIf v" + std::to_string(terminator.condition) + ", b" +
-             std::to_string(terminator.targets[0]) + ", b" + std::to_string(terminator.targets[1]) +
-             "\n";
+      return fmt::format("  BranchIf v{}, b{}, b{}\n", terminator.condition, terminator.targets[0],
+                         terminator.targets[1]);
     case Terminator::Kind::kReturn:
       break;
   }
@@ -186,14 +185,14 @@ const char* NameOf(Op op) { return kNames[static_cast<std::size_t>(op)]; }
 std::string TextOf(const Program& program) {
   std::string text = (program.is_compute ? "compute " : "pixel ") + program.name + "\n";
   for (std::size_t index = 0; index < program.arrays.size(); ++index) {
-    text += "array a" + std::to_string(index) + ": " + NameOf(program.arrays[index].type) + "[" +
-            std::to_string(program.arrays[index].size) + "]\n";
+    text += fmt::format("array a{}: {}[{}]\n", index, NameOf(program.arrays[index].type),
+                        program.arrays[index].size);
   }
   for (std::size_t index = 0; index < program.blocks.size(); ++index) {
     const Block& block = program.blocks[index];
-    text += "b" + std::to_string(index) + ":";
+    text += fmt::format("b{}:", index);
     for (const BlockId predecessor : block.predecessors) {
-      text += " b" + std::to_string(predecessor);
+      text += fmt::format(" b{}", predecessor);
     }
     text += "\n";
     for (const Instruction& instruction : block.instructions) {

@@ -1,6 +1,7 @@
 #include "lower.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 #include "lowering.h"
 #include "tidy.h"
@@ -326,7 +327,7 @@ const Lowering::Values& Lowering::ValuesOf(const SpirvInstruction& at, std::uint
     value_types_[id] = module_.UndefinedType(id);
   }
   if (values.empty()) {
-    Fail(at, "%" + std::to_string(id) + " is no value here");
+    Fail(at, fmt::format("%{} is no value here", id));
   }
   return values_[id] = std::move(values);
 }
@@ -343,7 +344,7 @@ Lowering::Values Lowering::OperandValues(const SpirvInstruction& at, std::size_t
 std::uint32_t Lowering::ValueType(const SpirvInstruction& at, std::uint32_t id) const {
   const auto found = value_types_.find(id);
   if (found == value_types_.end()) {
-    Fail(at, "%" + std::to_string(id) + " is no value here");
+    Fail(at, fmt::format("%{} is no value here", id));
   }
   return found->second;
 }

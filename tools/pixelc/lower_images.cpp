@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "lowering.h"
 
 namespace Vantra::Pixelc {
@@ -30,7 +32,7 @@ void Lowering::LoadHandle(const SpirvInstruction& instruction, std::uint32_t var
 const Lowering::Handle& Lowering::HandleOf(const SpirvInstruction& at, std::uint32_t id) const {
   const auto found = handles_.find(id);
   if (found == handles_.end() || found->second.texture == kNone) {
-    Fail(at, "%" + std::to_string(id) + " is no texture here");
+    Fail(at, fmt::format("%{} is no texture here", id));
   }
   return found->second;
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <fmt/format.h>
 
 #include "lowering.h"
 
@@ -89,7 +90,7 @@ void Lowering::SetUpVariables() {
 void Lowering::AddLocal(std::uint32_t id, bool is_array) {
   const std::vector<Type> types = module_.ComponentTypes(module_.FindVariable(id)->type);
   if (types.empty()) {
-    module_.Fail("%" + std::to_string(id) + ": there is no such variable");
+    module_.Fail(fmt::format("%{}: there is no such variable", id));
   }
   Local local;
   local.is_array = is_array;
@@ -154,7 +155,7 @@ Lowering::Pointer Lowering::PointerOf(const SpirvInstruction& at, std::uint32_t 
   }
   const SpirvVariable* variable = module_.FindVariable(id);
   if (variable == nullptr) {
-    Fail(at, "%" + std::to_string(id) + " is no pointer here");
+    Fail(at, fmt::format("%{} is no pointer here", id));
   }
   Pointer pointer;
   pointer.variable = id;
@@ -340,7 +341,7 @@ void Lowering::StoreLocal(const Pointer& pointer, const Values& values) {
     offset.constant += seen[type]++;
     const ValueId value = builder_.As(values[index], types[index]);
     if (builder_.TypeOf(value) != types[index]) {
-      module_.Fail("%" + std::to_string(pointer.variable) + " is given a value of another type");
+      module_.Fail(fmt::format("%{} is given a value of another type", pointer.variable));
     }
     if (local.is_array) {
       builder_.Effect(Op::kStoreArray, {Place(offset), value}, local.first[type]);

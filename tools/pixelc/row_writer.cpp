@@ -192,7 +192,9 @@ void RowWriter::WriteShape(const Instruction& instruction, CodeText& out) {
       return set("", offset(0));
     case Op::kIntToFloat:
       // The column is X - 0.5.
-      return set("1.0f", "IntToFloat(" + offset(0) + ") - 0.5f");
+      slopes_[value] = "1.0f";
+      offsets_[value] = "IntToFloat(" + offset(0) + ") - 0.5f";
+      return;
     default:
       return WriteOffsetOfWhole(instruction, out);
   }
@@ -225,8 +227,8 @@ void RowWriter::WriteOffsetOfWhole(const Instruction& instruction, CodeText& out
   const std::string whole = "whole" + std::to_string(value);
   const std::string function(FunctionOf(instruction.op));
   out.Line("const int32_t " + whole + " = " + function + "Offset(" + shape + ";");
-  SetSlope(value, "1.0f", out);
-  SetOffset(value, "IntToFloat(" + whole + ") - 0.5f", out);
+  slopes_[value] = "1.0f";
+  offsets_[value] = "IntToFloat(" + whole + ") - 0.5f";
 }
 
 // Inside the interval a bound changes nothing.

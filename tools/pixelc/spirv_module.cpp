@@ -2,6 +2,7 @@
 #include "spirv_module.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <spirv-tools/libspirv.h>
 #include <utility>
 
@@ -471,7 +472,7 @@ void SpirvModule::CheckGroup() const {
 const SpirvType& SpirvModule::TypeOf(std::uint32_t id) const {
   const auto found = types_.find(id);
   if (found == types_.end()) {
-    Fail("%" + std::to_string(id) + " is no type");
+    Fail(fmt::format("%{} is no type", id));
   }
   return found->second;
 }
@@ -479,7 +480,7 @@ const SpirvType& SpirvModule::TypeOf(std::uint32_t id) const {
 const SpirvConstant& SpirvModule::Constant(std::uint32_t id) const {
   const SpirvConstant* constant = FindConstant(id);
   if (constant == nullptr) {
-    Fail("%" + std::to_string(id) + " is no constant");
+    Fail(fmt::format("%{} is no constant", id));
   }
   return *constant;
 }
@@ -537,11 +538,11 @@ void SpirvModule::Fail(const std::string& message) const {
 }
 
 void SpirvModule::Fail(const SpirvInstruction& at, const std::string& message) const {
-  std::string place = std::string("Op") + spvOpcodeString(static_cast<std::uint32_t>(at.op)) +
-                      " (" + std::to_string(static_cast<std::uint32_t>(at.op)) + ") at word " +
-                      std::to_string(at.offset);
+  std::string place =
+      fmt::format("Op{} ({}) at word {}", spvOpcodeString(static_cast<std::uint32_t>(at.op)),
+                  static_cast<std::uint32_t>(at.op), at.offset);
   if (at.result != 0) {
-    place += ", %" + std::to_string(at.result);
+    place += fmt::format(", %{}", at.result);
   }
   Fail(place + ": " + message);
 }

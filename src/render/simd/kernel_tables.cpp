@@ -2,7 +2,6 @@
 
 namespace Vantra::Render::Simd {
 
-std::span<const Kernel> GetKernelTable() { return {}; }
 std::span<const NativeKernel> GetNativeKernelTable() { return {}; }
 
 }  // namespace Vantra::Render::Simd

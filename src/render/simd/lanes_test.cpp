@@ -1,10 +1,11 @@
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 #include "render/simd/targets.h"
@@ -17,7 +18,6 @@
 #include "render/simd/math-inl.h"
 #include "render/simd/memory-inl.h"
 
-#if HWY_ONCE || !defined(VANTRIX_LANES_TEST_COMMON)
 #ifndef VANTRIX_LANES_TEST_COMMON
 #define VANTRIX_LANES_TEST_COMMON
 namespace Vantra::Render::Simd {
@@ -50,7 +50,6 @@ bool SameNumber(T a, T b) {
 
 }  // namespace
 }  // namespace Vantra::Render::Simd
-#endif
 #endif
 
 HWY_BEFORE_NAMESPACE();
@@ -147,14 +146,7 @@ void CheckFloats() {
        (std::fabs(a) < 2147483648.0f ? static_cast<std::int32_t>(a) : kSmallest));
   // Numbers that fit, and the same bits for those that do not.
   CheckEach<float>(
-      "FloatToUint",
-      [](auto x) HWY_ATTR {
-        if constexpr (std::same_as<decltype(x), float>) {
-          return FloatToUint(x);
-        } else {
-          return FloatToUint(x);
-        }
-      },
+      "FloatToUint", [](auto x) HWY_ATTR { return FloatToUint(x); },
       [](float a) HWY_ATTR {
         return a > -1 && a < 4294967296.0f ? static_cast<std::uint32_t>(a) : FloatToUint(a);
       });
@@ -175,12 +167,10 @@ void CheckFloats() {
 template <class T>
 void CheckWhole() {
   using Wide = std::conditional_t<std::is_signed_v<T>, std::int64_t, std::uint64_t>;
-  constexpr Wide kSmallest = std::numeric_limits<T>::min();
   const auto wrap = [](Wide value) { return static_cast<T>(static_cast<std::uint32_t>(value)); };
   const auto mod = [](Wide a, Wide b) {
     return b == 0 ? 0 : a % b != 0 && ((a % b < 0) != (b < 0)) ? a % b + b : a % b;
   };
-  static_cast<void>(kSmallest);
 #define WIDE_PAIRS(Name, expected)                               \
   CheckPairs<T>(                                                 \
       #Name, [](auto x, auto y) HWY_ATTR { return Name(x, y); }, \

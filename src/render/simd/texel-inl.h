@@ -130,7 +130,7 @@ HWY_INLINE auto FindNeighbours(V place, std::int32_t size, Filter filter, Extend
   N first;
   N second;
   V weight;
-  if (extend == Extend::kWrap) {
+  if (extend == Extend::kWrap && size > 1) {
     texels = Min(Max(texels, like(-0.5f)), Add(last, like(0.5f)));
     const V whole = Floor(texels);
     weight = Sub(texels, whole);
@@ -139,7 +139,7 @@ HWY_INLINE auto FindNeighbours(V place, std::int32_t size, Filter filter, Extend
     first = Select(Less(first, like(0)), like(size - 1), first);
     second = Select(Equal(second, like(size)), like(0), second);
   } else {
-    // Mirrored, the first texel's neighbour outside is the texel itself, as it is for a clamp.
+    // Mirrored, a texel's neighbour outside is the texel itself, as it is for a clamp.
     texels = Min(Max(texels, like(0.0f)), last);
     first = FloatToInt(texels);
     weight = Sub(texels, IntToFloat(first));
