@@ -53,6 +53,8 @@ class FlowRegions {
   LoopId LoopAt(LoopId region, BlockId node) const;
 
   bool Dominates(BlockId dominator, BlockId block) const;
+  // Of a block that is not the first.
+  BlockId ImmediateDominator(BlockId block) const { return immediate_dominator_[block]; }
   // The node of the region that dominates this one closest; kNone for the region's first.
   BlockId ParentNode(LoopId region, BlockId node) const;
 

@@ -231,10 +231,10 @@ class LoopValue {
   ValueId AtStart(BlockId block) {
     const auto known = at_start_.find(block);
     if (known != at_start_.end()) return known->second;
+    // Between blocks behind the loop nothing changes the value: loops there need no phi for it.
+    const BlockId dominator = flow_.ImmediateDominator(block);
+    if (!flow_.Contains(loop_, dominator)) return at_start_[block] = AtStart(dominator);
     const std::vector<BlockId> predecessors = program_.blocks[block].predecessors;
-    if (predecessors.size() == 1 && !flow_.Contains(loop_, predecessors[0])) {
-      return at_start_[block] = AtStart(predecessors[0]);
-    }
     const Type type = program_.types[value_];
     const ValueId phi = NewValue(program_, type);
     at_start_[block] = phi;
@@ -294,6 +294,15 @@ void CloseLoop(Program& program, const FlowRegions& flow, LoopId loop) {
   }
 }
 
+// Closing a loop can add values to those around it and behind it, which are closed later.
+void CloseLoopsWithin(Program& program, const FlowRegions& flow, LoopId parent) {
+  for (LoopId loop = 1; loop < flow.Loops().size(); ++loop) {
+    if (flow.Loops()[loop].parent != parent) continue;
+    CloseLoopsWithin(program, flow, loop);
+    CloseLoop(program, flow, loop);
+  }
+}
+
 void Renumber(Program& program) {
   std::vector<ValueId> number(program.types.size(), kNone);
   std::vector<Type> types;
@@ -329,9 +338,7 @@ void Normalize(Program& program) {
   SplitEdges(program);
   Reorder(program);
   const FlowRegions flow(program);
-  for (LoopId loop = static_cast<LoopId>(flow.Loops().size()); loop-- > 1;) {
-    CloseLoop(program, flow, loop);
-  }
+  CloseLoopsWithin(program, flow, 0);
   Renumber(program);
 }
 
