@@ -172,8 +172,13 @@ struct HalfSamples {
     return hn::PromoteTo(Floats(),
                          hn::LoadU(Halves(), reinterpret_cast<const hwy::float16_t*>(from)));
   }
+  // Where the CPU has no such floats, what does not fit is cut off; so nothing may be left to cut.
   static HWY_INLINE hn::Vec<Pixels<Pixel>> ToPixels(V value) {
-    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), value));
+    constexpr int kDropped = 13;
+    const hn::RebindToUnsigned<Floats> bits;
+    const auto up = hn::Add(hn::BitCast(bits, value), hn::Set(bits, 1u << (kDropped - 1)));
+    const auto nearest = hn::And(up, hn::Set(bits, ~0u << kDropped));
+    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), hn::BitCast(Floats(), nearest)));
   }
 };
 
