@@ -85,8 +85,9 @@ void CheckPairs(const char* name, Operation operation, Expected expected) {
       const auto lanes = operation(Broadcast(a), LanesOf(others));
       for (std::int32_t i = 0; i < kLanes; ++i) {
         const auto wanted = expected(a, others[i]);
-        ASSERT_TRUE(SameNumber(Lane(lanes, i), wanted) &&
-                    SameNumber<decltype(wanted)>(operation(a, others[i]), wanted))
+        ASSERT_TRUE(
+            SameNumber(Lane(lanes, i), wanted) &&
+            SameNumber<std::remove_const_t<decltype(wanted)>>(operation(a, others[i]), wanted))
             << name << " of " << a << " and " << others[i] << " gives " << Lane(lanes, i) << ", as "
             << "a scalar " << operation(a, others[i]) << ", not " << wanted;
       }

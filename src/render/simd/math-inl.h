@@ -189,8 +189,12 @@ HWY_INLINE F PowOfPositive(F x, F y) {
   rest = Fma(s, Broadcast(3.8519987e-08f), rest);
   rest = Fma(s_rest, scale, rest);
   rest = Fma(Mul(series, z), s, rest);
-  const F high = Add(parts.exponent, lead);
-  const F low = Add(Sub(lead, Sub(high, parts.exponent)), rest);
+  const F sum_of_leads = Add(parts.exponent, lead);
+  const F rests = Add(Sub(lead, Sub(sum_of_leads, parts.exponent)), rest);
+  // The upper part has to be the nearest float, for a power next to the largest to be told from one
+  // beyond it.
+  const F high = Add(sum_of_leads, rests);
+  const F low = Sub(rests, Sub(high, sum_of_leads));
 
   const F power = Mul(y, high);
   const F power_rest = Fma(y, low, Fma(y, high, Neg(power)));

@@ -172,8 +172,13 @@ struct HalfSamples {
     return hn::PromoteTo(Floats(),
                          hn::LoadU(Halves(), reinterpret_cast<const hwy::float16_t*>(from)));
   }
+  // Where the CPU has no such floats, what does not fit is cut off; so nothing may be left to cut.
   static HWY_INLINE hn::Vec<Pixels<Pixel>> ToPixels(V value) {
-    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), value));
+    constexpr int kDropped = 13;
+    const hn::RebindToUnsigned<Floats> bits;
+    const auto up = hn::Add(hn::BitCast(bits, value), hn::Set(bits, 1u << (kDropped - 1)));
+    const auto nearest = hn::And(up, hn::Set(bits, ~0u << kDropped));
+    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), hn::BitCast(Floats(), nearest)));
   }
 };
 
@@ -197,21 +202,25 @@ HWY_INLINE void Store(V value, bool swaps, std::byte* to) {
   hn::StoreU(pixels, d, reinterpret_cast<Pixel*>(to));
 }
 
+// Of two roundings, so that all instruction sets give the same bits.
+HWY_INLINE V ProductPlus(V a, V b, V c) { return hn::Add(hn::Mul(a, b), c); }
+HWY_INLINE V NegProductPlus(V a, V b, V c) { return hn::Sub(c, hn::Mul(a, b)); }
+
 // The sums of one cosine's window, and how they last changed.
 struct Wave {
   V sum, step;
 
   HWY_INLINE void Advance(const SlidingCosines::Cosine& cosine, V change, V total) {
     const Floats d;
-    const V drive = hn::MulAdd(hn::Set(d, cosine.change), change,
-                               hn::Mul(hn::Set(d, cosine.difference), total));
-    step = hn::NegMulAdd(hn::Set(d, cosine.bend), sum, hn::Add(step, drive));
+    const V drive = ProductPlus(hn::Set(d, cosine.change), change,
+                                hn::Mul(hn::Set(d, cosine.difference), total));
+    step = NegProductPlus(hn::Set(d, cosine.bend), sum, hn::Add(step, drive));
     sum = hn::Add(sum, step);
   }
   HWY_INLINE void Begin(float sum_weight, float step_weight, V pixels) {
     const Floats d;
-    sum = hn::MulAdd(hn::Set(d, sum_weight), pixels, sum);
-    step = hn::MulAdd(hn::Set(d, step_weight), pixels, step);
+    sum = ProductPlus(hn::Set(d, sum_weight), pixels, sum);
+    step = ProductPlus(hn::Set(d, step_weight), pixels, step);
   }
 };
 static_assert(SlidingCosines::kCosines == 4);
@@ -250,7 +259,7 @@ struct Window {
   HWY_INLINE V Value(const SlidingCosines& weights, float scale) const {
     const Floats d;
     const V waves = hn::Add(hn::Add(first.sum, second.sum), hn::Add(third.sum, fourth.sum));
-    return hn::Mul(hn::MulAdd(hn::Set(d, weights.constant), plain, waves), hn::Set(d, scale));
+    return hn::Mul(ProductPlus(hn::Set(d, weights.constant), plain, waves), hn::Set(d, scale));
   }
 };
 
