@@ -191,8 +191,9 @@ bool IsExplained(Reference& reference, int x, int y, const std::array<int, 4>& d
     for (std::size_t i = 0; i < 4; ++i) {
       low[i] = std::min(low[i], color[i]);
       high[i] = std::max(high[i], color[i]);
-      // Trials find the middle of what is possible rather than its ends.
-      const double margin = (double{high[i]} - low[i]) / 2;
+      // Trials find the middle of what is possible rather than its ends, and what lies between two
+      // steps, as exactly as floats tell, may go to either.
+      const double margin = (double{high[i]} - low[i]) / 2 + 1e-7;
       inside = inside && drawn[i] >= Quantized(low[i] - margin) &&
                drawn[i] <= Quantized(high[i] + margin);
     }
