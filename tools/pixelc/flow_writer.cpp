@@ -58,12 +58,27 @@ bool FlowWriter::LeadsStraight(BlockId from, BlockId to) const {
 }
 
 bool FlowWriter::IsLive(BlockId node) const {
+  const auto known = live_.find(node);
+  if (known != live_.end()) return known->second;
+  // What a block does may be no more than to lead on: to set the flag of one that it does not
+  // dominate, to leave a loop or to start it anew.
+  const auto leads_on = [&](BlockId block, BlockId to) {
+    const LoopId loop = analysis_.flow.InnermostLoop(block);
+    if (analysis_.flow.IsBackEdge(block, to) || !analysis_.flow.Contains(loop, to)) {
+      if (analysis_.needs.Loop(function_, loop)) return true;
+      if (analysis_.flow.IsBackEdge(block, to)) return false;
+    }
+    return !analysis_.flow.Dominates(node, to) && IsLive(to);
+  };
   for (BlockId block = node; block < analysis_.program.blocks.size(); ++block) {
-    if (analysis_.needs.Block(function_, block) && analysis_.flow.Dominates(node, block)) {
-      return true;
+    if (!analysis_.flow.Dominates(node, block)) continue;
+    const std::vector<BlockId> next = SuccessorsOf(analysis_.program.blocks[block]);
+    if (analysis_.needs.Block(function_, block) ||
+        std::any_of(next.begin(), next.end(), [&](BlockId to) { return leads_on(block, to); })) {
+      return live_[node] = true;
     }
   }
-  return false;
+  return live_[node] = false;
 }
 
 void FlowWriter::WriteNode(LoopId region, BlockId node, const std::string& mask, CodeText& out) {

@@ -6,6 +6,7 @@
 // runs under a mask of lanes, one that all or none reach under a condition, so that each statement
 // comes once. A loop that its lanes leave at different times goes on until no lane is left.
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -83,6 +84,7 @@ class FlowWriter {
   bool SkipsMasked() const { return function_ == Function::kRow; }
 
   // What was assigned before, in the order of the text.
+  mutable std::map<BlockId, bool> live_;
   std::set<std::string> assigned_;
 };
 
