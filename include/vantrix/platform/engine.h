@@ -77,6 +77,12 @@ struct EngineChoice {
 /// The engine of the device that was started last.
 VANTRIX_API EngineChoice GetEngineChoice();
 
+/// Why the device's engine last refused a shader, in one sentence, and forgets it: the CPU engine
+/// runs only those that were translated when the library was built. Empty when none was refused
+/// since the last call, or nothing is known beyond the result of the loading; also for a null
+/// device. The library logs it when it cannot make an effect.
+VANTRIX_API std::string TakeRefusal(ID3D11Device* device);
+
 /// For tests of recovery: the engine call that follows `calls` further ones finds the device lost,
 /// as does every later one, until the device is made anew. Returns false for a null device.
 VANTRIX_API bool InjectDeviceLoss(ID3D11Device* device, unsigned calls = 0);

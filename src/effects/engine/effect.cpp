@@ -3,6 +3,7 @@
 #include <vantrix/effects/engine/effect.h>
 #include <vantrix/effects/engine/effectshaderbase.h>
 #include <vantrix/images/bitmap.h>
+#include <vantrix/platform/engine.h>
 #include <vantrix/sundrix/logger.h>
 
 #include <cwchar>
@@ -235,6 +236,11 @@ bool EffectContext::Restore() {
     effect->SetShader(nullptr);
     sundrix::Logger::GetInstance()(sundrix::error, "Create effect Failed!",
                                    "Vantra::EffectContext::Restore", __FILE__, __LINE__);
+    const std::string refusal = Platform::TakeRefusal(GetDeviceContext()->GetD3D11Device());
+    if (!refusal.empty()) {
+      sundrix::Logger::GetInstance()(sundrix::error, refusal, "Vantra::EffectContext::Restore",
+                                     __FILE__, __LINE__);
+    }
     return false;
   }
   effect->OnInitialize();
