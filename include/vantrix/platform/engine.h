@@ -31,9 +31,10 @@ struct EngineInfo {
   /// Number of the device within its kind, in the order of `ListEngines`. The CPU engine is 0.
   unsigned index;
   DeviceType type;
-  /// The driver's name for the device, or the processor's name, in UTF-8.
+  /// The driver's name for the device, or the processor's name with the vector instructions and the
+  /// number of threads that the CPU engine uses, in UTF-8.
   std::string name;
-  /// The driver's name and version, or the vector instructions that the CPU engine uses, in UTF-8.
+  /// The driver's name and version, in UTF-8; of the CPU engine, that it is built in.
   std::string driver;
   /// Largest width and height of a texture in pixels.
   std::uint32_t maximumTextureSize;
