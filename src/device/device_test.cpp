@@ -1,6 +1,8 @@
 #include <vantrix/device/dexception.h>
 
 #include <algorithm>
+#include <future>
+#include <latch>
 #include <map>
 
 #include "tests/harness/device_fixture.h"
@@ -338,6 +340,51 @@ TEST(Engines, TheChoiceIsKeptAndExplained) {
   }
   EXPECT_TRUE(SelectEngineUnderTest());
   EXPECT_FALSE(Platform::InjectDeviceLoss(nullptr));
+}
+
+TEST(Engines, DevicesOnThreadsAndEnginesOfTheirOwnDrawAtTheSameTime) {
+  const Picture noise = DrawNoise(40, 30, 1);
+  const auto posterized = [&noise](std::latch& started) {
+    TestDevice device;
+    try {
+      device.Start();
+    } catch (...) {
+      started.count_down();
+      throw;
+    }
+    started.count_down();
+    Picture result("", 0, 0);
+    // Over and over, as making and drawing are where devices could meet.
+    for (int i = 0; i < 20; ++i) {
+      Bitmap input, output;
+      device.Upload(input, noise);
+      device.Prepare(output, noise.width, noise.height);
+      VantraFx::Posterize effect;
+      EXPECT_TRUE(effect.Create(&device.GetDevice()));
+      effect.SetAttribute(L"Amout", 3.0f);
+      effect.SetInput(0, &input);
+      device.GetDevice().BeginDraw(&output);
+      effect.Apply(&output);
+      device.GetDevice().EndDrawNoCallback();
+      result = TestDevice::Read(output);
+    }
+    device.GetDevice().Cleanup();
+    return result;
+  };
+  std::latch alone(1);
+  const Picture expected = posterized(alone);
+  std::vector<std::future<Picture>> results;
+  for (const Platform::EngineKind kind : EnginesUnderTest()) {
+    ASSERT_TRUE(Platform::SelectEngine(kind));
+    std::latch started(2);
+    for (int i = 0; i < 2; ++i) {
+      results.push_back(std::async(std::launch::async, posterized, std::ref(started)));
+    }
+    // The choice is taken by then.
+    started.wait();
+  }
+  for (auto& result : results) EXPECT_EQ(result.get().pixels, expected.pixels);
+  EXPECT_TRUE(SelectEngineUnderTest());
 }
 
 TEST(Engines, TheCpuEngineDrawsWithNoMoreThreadsThanItIsToldTo) {

@@ -22,7 +22,8 @@ class Effect;
 class VANTRIX_API Device {
  public:
   /// `data` is the first byte of the frame: rows of blue, green, red, alpha bytes, premultiplied,
-  /// top row first, `pitch` bytes apart. It is valid only during the call.
+  /// top row first, `pitch` bytes apart. It is valid only during the call, and only to be read:
+  /// it may be memory that the device goes on drawing with.
   using RenderCallback =
       std::function<void(void* data, unsigned int width, unsigned int height, unsigned int pitch)>;
 

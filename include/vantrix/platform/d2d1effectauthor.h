@@ -123,7 +123,8 @@ VANTRIX_INTERFACE(ID2D1TransformGraph, 0x13D29038, 0xC3E6, 0x4034,
 class ID2D1EffectContext : public IUnknown {
  public:
   /// Loads a pixel shader (SPIR-V) under an id of the caller's choice. Loading an id again keeps
-  /// the first. `E_INVALIDARG` for bytes that are no pixel shader.
+  /// the first. `E_INVALIDARG` for bytes that are no pixel shader, `D2DERR_UNSUPPORTED_OPERATION`
+  /// for one that the engine cannot run: `Vantra::Platform::TakeRefusal` tells why.
   virtual HRESULT LoadPixelShader(REFGUID shaderId, const BYTE* buffer, UINT32 size) = 0;
   /// Makes a texture of two dimensions from `size` bytes of rows `strides[0]` apart. `resourceId`
   /// must be null. `E_INVALIDARG` for other properties or too few bytes,

@@ -31,9 +31,10 @@ struct EngineInfo {
   /// Number of the device within its kind, in the order of `ListEngines`. The CPU engine is 0.
   unsigned index;
   DeviceType type;
-  /// The driver's name for the device, or the processor's name, in UTF-8.
+  /// The driver's name for the device, or the processor's name with the vector instructions and the
+  /// number of threads that the CPU engine uses, in UTF-8.
   std::string name;
-  /// The driver's name and version, or the vector instructions that the CPU engine uses, in UTF-8.
+  /// The driver's name and version, in UTF-8; of the CPU engine, that it is built in.
   std::string driver;
   /// Largest width and height of a texture in pixels.
   std::uint32_t maximumTextureSize;
@@ -76,6 +77,12 @@ struct EngineChoice {
 
 /// The engine of the device that was started last.
 VANTRIX_API EngineChoice GetEngineChoice();
+
+/// Why the device's engine last refused a shader, in one sentence, and forgets it: the CPU engine
+/// runs only those that were translated when the library was built. Empty when none was refused
+/// since the last call, or nothing is known beyond the result of the loading; also for a null
+/// device. The library logs it when it cannot make an effect.
+VANTRIX_API std::string TakeRefusal(ID3D11Device* device);
 
 /// For tests of recovery: the engine call that follows `calls` further ones finds the device lost,
 /// as does every later one, until the device is made anew. Returns false for a null device.

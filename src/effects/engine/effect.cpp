@@ -3,6 +3,7 @@
 #include <vantrix/effects/engine/effect.h>
 #include <vantrix/effects/engine/effectshaderbase.h>
 #include <vantrix/images/bitmap.h>
+#include <vantrix/platform/engine.h>
 #include <vantrix/sundrix/logger.h>
 
 #include <cwchar>
@@ -21,9 +22,14 @@ class CurrentEffectScope {
   ~CurrentEffectScope() { Effect::SetCurrentEffect(nullptr); }
 };
 
+// Devices on other threads make effects at the same time.
+thread_local Effect* t_current_effect = nullptr;
+
 }  // namespace
 
-Effect* Effect::s_current_effect = nullptr;
+void Effect::SetCurrentEffect(Effect* effect) { t_current_effect = effect; }
+
+Effect* Effect::GetCurrentEffect() { return t_current_effect; }
 
 Effect::~Effect() { ReleaseContext(); }
 
@@ -235,6 +241,11 @@ bool EffectContext::Restore() {
     effect->SetShader(nullptr);
     sundrix::Logger::GetInstance()(sundrix::error, "Create effect Failed!",
                                    "Vantra::EffectContext::Restore", __FILE__, __LINE__);
+    const std::string refusal = Platform::TakeRefusal(GetDeviceContext()->GetD3D11Device());
+    if (!refusal.empty()) {
+      sundrix::Logger::GetInstance()(sundrix::error, refusal, "Vantra::EffectContext::Restore",
+                                     __FILE__, __LINE__);
+    }
     return false;
   }
   effect->OnInitialize();

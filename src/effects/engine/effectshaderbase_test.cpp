@@ -1,3 +1,6 @@
+#include <vantrix/platform/engine.h>
+#include <vantrix/sundrix/logger.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -5,6 +8,7 @@
 
 #include "platform/imaging/png_writer.h"
 #include "tests/harness/device_fixture.h"
+#include "tests/harness/engine_under_test.h"
 
 // Thirds of all three registers on white, from the engine's test programs.
 extern "C" const BYTE vantrix_test_registers[];
@@ -138,6 +142,32 @@ TEST_F(ShaderEffects, TexturesOfEveryFormReachTheirRegister) {
   // A failed load takes the former picture away.
   EXPECT_EQ(shader.SetTexture(2, L"missing.png", nullptr), E_FAIL);
   EXPECT_EQ(result(), with_file);
+}
+
+// A host's program runs on Vulkan; the CPU engine has it only if the library was built with it.
+TEST_F(ShaderEffects, AProgramThatIsNotTranslatedIsRefusedOnTheCpuWithAReason) {
+  std::vector<BYTE> program(vantrix_test_registers, vantrix_test_registers_end);
+  // The number of the tool that made it, which is anyone's to choose.
+  program[8] ^= 0x55;
+  TestShader::s_program = program;
+  std::vector<std::string> log;
+  sundrix::Logger::GetInstance().SetSink([&log](sundrix::log_severity_level,
+                                                const std::string& message, const char*,
+                                                const char*, int) { log.push_back(message); });
+  Effect effect(kEffectId);
+  const bool created = effect.Create(&device_);
+  sundrix::Logger::GetInstance().SetSink({});
+  EXPECT_EQ(created, !IsOnCpu());
+  if (IsOnCpu()) {
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0], "Create effect Failed!");
+    EXPECT_NE(log[1].find("was not translated"), std::string::npos) << log[1];
+  } else {
+    EXPECT_TRUE(log.empty()) << log[0];
+  }
+  // It was told, and is not told again of what fails for another cause.
+  EXPECT_EQ(Platform::TakeRefusal(device_.GetD3D11Device()), "");
+  EXPECT_EQ(Platform::TakeRefusal(nullptr), "");
 }
 
 TEST_F(ShaderEffects, SharedFunctionsFollowTheirFormulas) {

@@ -345,6 +345,11 @@ void ImmediateContext::Unmap(ID3D11Resource* resource, UINT) {
                 dynamic.bytes.size() / surface.texture->Desc().height);
 }
 
+std::string TakeRefusal(ID3D11Device* device) {
+  auto* device_3d = dynamic_cast<Device3D*>(device);
+  return device_3d ? device_3d->GetGraphicsDevice()->TakeRefusal() : std::string();
+}
+
 bool InjectDeviceLoss(ID3D11Device* device, unsigned calls) {
   auto* device_3d = dynamic_cast<Device3D*>(device);
   if (!device_3d) return false;

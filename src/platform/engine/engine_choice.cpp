@@ -1,5 +1,6 @@
 #include <vantrix/platform/engine.h>
 
+#include <mutex>
 #include <utility>
 
 #include "platform/engine/graphics_device.h"
@@ -10,6 +11,8 @@ namespace Vantra::Platform {
 namespace {
 
 struct State {
+  // Devices may be started on several threads at once.
+  std::mutex mutex;
   EngineKind kind = EngineKind::kAutomatic;
   unsigned index = 0;
   EngineChoice choice{.running = false, .engine = {}, .reason = "no device was started yet"};
@@ -19,6 +22,12 @@ struct State {
 State& GetState() {
   static State state;
   return state;
+}
+
+void SetChoice(EngineChoice choice) {
+  State& state = GetState();
+  const std::lock_guard lock(state.mutex);
+  state.choice = std::move(choice);
 }
 
 DeviceType ToPublic(Render::DeviceType type) {
@@ -60,9 +69,9 @@ std::string Join(const std::vector<std::string>& sentences) {
 }
 
 // `failures` tell of better engines that did not start.
-std::string WhyChosen(const State& state, const EngineList& list, const EngineInfo& engine,
+std::string WhyChosen(bool automatic, const EngineList& list, const EngineInfo& engine,
                       const std::vector<std::string>& failures) {
-  if (state.kind != EngineKind::kAutomatic) return "it was asked for";
+  if (!automatic) return "it was asked for";
   if (!IsGpu(engine.type)) {
     return (failures.empty() ? "there is no usable GPU" : "no GPU could be started") +
            Join(failures) + Join(list.rejected);
@@ -137,26 +146,39 @@ EngineList ListEngines() { return ListEngines(EngineKind::kAutomatic); }
 
 bool SelectEngine(EngineKind kind, unsigned index) {
   if (kind != EngineKind::kAutomatic && index >= ListEngines(kind).engines.size()) return false;
-  GetState().kind = kind;
-  GetState().index = kind == EngineKind::kAutomatic ? 0 : index;
+  State& state = GetState();
+  const std::lock_guard lock(state.mutex);
+  state.kind = kind;
+  state.index = kind == EngineKind::kAutomatic ? 0 : index;
   return true;
 }
 
 void SetCpuThreads(unsigned threads) { Render::SetCpuThreads(threads); }
 
-EngineChoice GetEngineChoice() { return GetState().choice; }
+EngineChoice GetEngineChoice() {
+  State& state = GetState();
+  const std::lock_guard lock(state.mutex);
+  return state.choice;
+}
 
 std::shared_ptr<GraphicsDevice> StartGraphicsDevice() {
-  State& state = GetState();
-  const EngineList list = ListEngines(state.kind);
-  const bool automatic = state.kind == EngineKind::kAutomatic;
+  EngineKind kind = EngineKind::kAutomatic;
+  std::size_t first = 0;
+  {
+    State& state = GetState();
+    const std::lock_guard lock(state.mutex);
+    kind = state.kind;
+    first = state.index;
+  }
+  const EngineList list = ListEngines(kind);
+  const bool automatic = kind == EngineKind::kAutomatic;
   std::vector<std::string> failures;
-  for (std::size_t i = state.index; i < list.engines.size(); ++i) {
+  for (std::size_t i = first; i < list.engines.size(); ++i) {
     const EngineInfo& info = list.engines[i];
     std::string error;
     if (std::unique_ptr<Render::Engine> engine = Start(info, &error)) {
-      state.choice = {
-          .running = true, .engine = info, .reason = WhyChosen(state, list, info, failures)};
+      SetChoice(
+          {.running = true, .engine = info, .reason = WhyChosen(automatic, list, info, failures)});
       return std::make_shared<GraphicsDevice>(std::move(engine));
     }
     failures.push_back(info.name + ": " + error);
@@ -168,7 +190,7 @@ std::shared_ptr<GraphicsDevice> StartGraphicsDevice() {
   } else if (list.engines.empty()) {
     reason = "no usable render engine was found" + Join(list.rejected);
   }
-  state.choice = {.running = false, .engine = {}, .reason = std::move(reason)};
+  SetChoice({.running = false, .engine = {}, .reason = std::move(reason)});
   return nullptr;
 }
 

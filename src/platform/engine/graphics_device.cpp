@@ -12,23 +12,27 @@ namespace {
 // An effect that is drawn in every other frame should keep its textures.
 constexpr std::uint64_t kSessionsToKeep = 16;
 
-// The program of these bytes among `programs`, else a new one that `make` puts there.
-template <class Programs, class Program, class Make>
-Render::Status FindOrMake(Programs& programs, std::span<const std::byte> spirv,
-                          const Program** program, Make make) {
+}  // namespace
+
+template <class Program, class Make>
+Render::Status GraphicsDevice::FindOrMake(Programs<Program>& programs,
+                                          std::span<const std::byte> spirv, const Program** program,
+                                          Make make) {
   const std::string_view key(reinterpret_cast<const char*>(spirv.data()), spirv.size());
   auto found = programs.find(key);
   if (found == programs.end()) {
     std::unique_ptr<Program> made;
     const Render::Status status = make(&made);
-    if (status != Render::Status::kOk) return status;
+    if (status != Render::Status::kOk) {
+      // The engine forgets it with its next operation.
+      refusal_ = engine_->Reason();
+      return status;
+    }
     found = programs.emplace(key, std::move(made)).first;
   }
   *program = found->second.get();
   return Render::Status::kOk;
 }
-
-}  // namespace
 
 Render::Status GraphicsDevice::GetProgram(std::span<const std::byte> spirv,
                                           const Render::Program** program) {

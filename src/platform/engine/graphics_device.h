@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "render/engine.h"
@@ -26,6 +27,9 @@ class GraphicsDevice {
   Render::Status GetProgram(std::span<const std::byte> spirv, const Render::Program** program);
   Render::Status GetComputeProgram(std::span<const std::byte> spirv,
                                    const Render::ComputeProgram** program);
+  // Why a program was last refused, in one sentence, and forgets it. Empty when none was since the
+  // last call, or the engine told no more than its status.
+  std::string TakeRefusal() { return std::exchange(refusal_, {}); }
 
   // Textures for results between passes, kept from frame to frame. One is free for the next taker
   // as soon as it is given back, since the engine runs its work in order.
@@ -36,6 +40,14 @@ class GraphicsDevice {
   void EndSession();
 
  private:
+  template <class Program>
+  using Programs = std::map<std::string, std::unique_ptr<Program>, std::less<>>;
+
+  // The program of these bytes among `programs`, else a new one that `make` makes.
+  template <class Program, class Make>
+  Render::Status FindOrMake(Programs<Program>& programs, std::span<const std::byte> spirv,
+                            const Program** program, Make make);
+
   struct Spare {
     std::unique_ptr<Render::Texture> texture;
     std::uint64_t last_session = 0;
@@ -43,8 +55,9 @@ class GraphicsDevice {
 
   // Programs and textures must go before their engine.
   std::unique_ptr<Render::Engine> engine_;
-  std::map<std::string, std::unique_ptr<Render::Program>, std::less<>> programs_;
-  std::map<std::string, std::unique_ptr<Render::ComputeProgram>, std::less<>> compute_programs_;
+  Programs<Render::Program> programs_;
+  Programs<Render::ComputeProgram> compute_programs_;
+  std::string refusal_;
   std::vector<Spare> spares_;
   std::uint64_t session_ = 0;
 };

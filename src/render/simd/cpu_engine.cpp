@@ -319,7 +319,13 @@ std::unique_ptr<Engine> CreateCpuEngine(const CpuOptions& options, std::string* 
 
 void SetCpuThreads(unsigned threads) { Simd::s_threads = threads; }
 
-bool CpuAvailable(std::string* why) { return Simd::ChooseInstructionSet(why) != nullptr; }
+bool CpuAvailable(std::string* why) {
+  if (Simd::GetKernelTable().empty()) {
+    *why = "The library was built without programs for the CPU.";
+    return false;
+  }
+  return Simd::ChooseInstructionSet(why) != nullptr;
+}
 
 DeviceInfo CpuDeviceInfo() {
   std::string error;

@@ -45,6 +45,13 @@ std::uint16_t ToHalf(float value) {
 
 std::uint64_t ToByte(float value) { return static_cast<std::uint64_t>(value * 255 + 0.5f); }
 
+// Moves memory row by row. Threads that cannot be had leave rows undone, which then are done here:
+// rows may be moved twice.
+template <class Body>
+void RunSurely(Workers& workers, std::int32_t rows, std::uint64_t row_bytes, const Body& body) {
+  if (!workers.Run(0, rows, row_bytes, kLeastBytes, body)) body(0, rows);
+}
+
 template <class Word>
 void FillRow(std::byte* row, std::size_t count, std::uint64_t pixel) {
   std::fill_n(reinterpret_cast<Word*>(row), count, static_cast<Word>(pixel));
@@ -72,7 +79,7 @@ std::uint64_t EncodePixel(Format format, const std::array<float, 4>& color) {
 
 void CopyRows(Workers& workers, std::byte* to, std::size_t to_pitch, const std::byte* from,
               std::size_t from_pitch, std::size_t row_bytes, std::int32_t rows) {
-  workers.Run(0, rows, row_bytes, kLeastBytes, [=](std::int32_t top, std::int32_t bottom) {
+  RunSurely(workers, rows, row_bytes, [=](std::int32_t top, std::int32_t bottom) {
     for (auto row = static_cast<std::size_t>(top); row < static_cast<std::size_t>(bottom); ++row) {
       std::memcpy(to + row * to_pitch, from + row * from_pitch, row_bytes);
     }
@@ -132,13 +139,13 @@ void CpuTexture::Fill(Workers& workers, const Rect& rect, std::uint64_t pixel) c
                         : pixel_bytes == 4 ? FillRow<std::uint32_t>
                                            : FillRow<std::uint64_t>;
   const auto width = static_cast<std::size_t>(rect.Width());
-  workers.Run(rect.top, rect.bottom, width * pixel_bytes, kLeastBytes,
-              [&](std::int32_t top, std::int32_t bottom) {
-                for (std::int32_t y = top; y < bottom; ++y) {
-                  fill_row(Pixels(rect.left, y), width, pixel);
-                }
-                return true;
-              });
+  RunSurely(workers, rect.Height(), width * pixel_bytes,
+            [&](std::int32_t top, std::int32_t bottom) {
+              for (std::int32_t row = top; row < bottom; ++row) {
+                fill_row(Pixels(rect.left, rect.top + row), width, pixel);
+              }
+              return true;
+            });
 }
 
 Status CpuBuffer::Create(const std::shared_ptr<BlockPool>& pool, const BufferDesc& desc,

@@ -47,8 +47,7 @@ bool Has(std::int64_t targets, const InstructionSet& set) {
 }
 
 void Apply(std::int64_t targets) {
-  if (hwy::SupportedTargets() == targets) return;
-  hwy::SetSupportedTargetsForTest(targets);
+  if (hwy::SupportedTargets() != targets) hwy::SetSupportedTargetsForTest(targets);
   // At once, so that kernels that run on other threads never find it unset.
   hwy::GetChosenTarget().Update(targets);
 }

@@ -392,6 +392,14 @@ TEST(Tape, GivesBackWhatWasPushedAndKeepsItsMemory) {
     }
   }
   EXPECT_FALSE(tape.Failed());
+  // A row that never ends fails before the machine's memory does.
+  struct Page {
+    std::byte bytes[4096];
+  };
+  for (int i = 0; i < 100000 && !tape.Failed(); ++i) tape.Push<Page>();
+  EXPECT_TRUE(tape.Failed());
+  tape.Clear();
+  EXPECT_FALSE(tape.Failed());
 }
 
 }  // namespace

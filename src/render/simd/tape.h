@@ -47,6 +47,8 @@ class Tape {
  private:
   static constexpr std::size_t kAlignment = 16;
   static constexpr std::size_t kFirstBytes = 4096;
+  // A loop over constants that make no sense would fill the machine's memory.
+  static constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 
   template <class Record>
   static constexpr void Check() {
@@ -64,7 +66,10 @@ class Tape {
   [[gnu::noinline, gnu::cold]] void Grow() {
     const auto used = static_cast<std::size_t>(position_ - memory_);
     const std::size_t bytes = 2 * static_cast<std::size_t>(end_ - memory_);
-    void* const larger = ::operator new (bytes, std::align_val_t{kAlignment}, std::nothrow);
+    void* const larger =
+        bytes > kMostBytes
+            ? nullptr
+            : ::operator new (bytes, std::align_val_t{kAlignment}, std::nothrow);
     if (larger == nullptr) {
       failed_ = true;
       position_ = memory_;

@@ -103,9 +103,9 @@ class VANTRIX_API Effect : public ResourceBase {
   /// Announces the shader object; called by its constructor.
   void SetShader(EffectShaderBase* shader) { shader_ = shader; }
 
-  /// The effect whose platform object is being made, else null.
-  static void SetCurrentEffect(Effect* effect) { s_current_effect = effect; }
-  static Effect* GetCurrentEffect() { return s_current_effect; }
+  /// The effect whose platform object is being made on this thread, else null.
+  static void SetCurrentEffect(Effect* effect);
+  static Effect* GetCurrentEffect();
 
   /// True when both names are equal without regard to case, and not empty. Null is no name.
   static bool IsAttribute(const wchar_t* a, const wchar_t* b);
@@ -164,7 +164,6 @@ class VANTRIX_API Effect : public ResourceBase {
   float GetFaceScale() const { return face_scale_; }
 
  private:
-  static Effect* s_current_effect;
 
   EffectShaderBase* shader_ = nullptr;
   GUID effect_id_ = GUID_NULL;
