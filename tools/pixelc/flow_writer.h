@@ -65,6 +65,8 @@ class FlowWriter {
   void WriteParting(LoopId region, BlockId block, BlockId target, const std::string& condition,
                     CodeText& out);
   CodeText WriteWay(LoopId region, BlockId block, BlockId target, const std::string& mask);
+  void WriteArrival(LoopId region, BlockId from, BlockId node, const std::string& mask,
+                    CodeText& out);
   void WriteMeeting(LoopId region, BlockId node, CodeText& out);
   void WriteEdge(BlockId from, BlockId to, const std::string& mask, CodeText& out);
   void WriteCopies(BlockId from, BlockId to, const std::string& mask, CodeText& out);
@@ -75,6 +77,8 @@ class FlowWriter {
   // The region in which a block is entered.
   LoopId EntryRegion(BlockId block) const;
   Activity ActivityOf(LoopId region, BlockId node) const;
+  // Whether the row function leaves the node out, since only part of the pixels may come there.
+  bool PassesOver(LoopId region, BlockId node) const;
   // Whether a block stands within the branch that leads to it.
   bool IsWithinBranch(LoopId region, BlockId node) const;
   // Whether only this block leads to the node, and to no other, and so declares its variables.
