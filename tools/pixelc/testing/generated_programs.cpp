@@ -1,10 +1,11 @@
 #include "testing/generated_programs.h"
 
+#include "render/simd/targets.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "testing/generated_programs.cpp"
 #include "hwy/foreach_target.h"
 #include "render/simd/program-inl.h"
-#include "render/simd/targets.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
