@@ -6,7 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
+
+#include "platform/d3d11/host_compute.h"
 
 namespace Vantra {
 namespace {
@@ -58,6 +61,66 @@ int Align(int size, int step) {
 }
 
 std::size_t Bytes(int count) { return static_cast<std::size_t>(count); }
+
+// Rows of a frame that lie `stride` bytes apart.
+struct Plane {
+  const unsigned char* data = nullptr;
+  int stride = 0;
+  int row_bytes = 0;
+  int rows = 0;
+};
+using Planes = std::array<Plane, 3>;
+
+Planes FindPlanes(const Layout& layout, const unsigned char* source, int width, int height,
+                  int stride) {
+  const std::size_t luminance_bytes = Bytes(width) * Bytes(height);
+  const int half_width = width / 2;
+  const int half_height = height / 2;
+  Planes planes = {{{source, stride, width * layout.bytes_per_pixel, height}}};
+  switch (layout.format) {
+    case DXGI_FORMAT_NV12:
+      planes[1] = {source + Bytes(stride) * Bytes(height), stride, width, half_height};
+      break;
+    case DXGI_FORMAT_420_OPAQUE:
+      // The chroma planes are packed whatever the stride.
+      planes[1] = {source + luminance_bytes, half_width, half_width, half_height};
+      planes[2] = {source + luminance_bytes + luminance_bytes / 4, half_width, half_width,
+                   half_height};
+      break;
+    default:
+      break;
+  }
+  return planes;
+}
+
+// Whether a plane has bytes from `begin` up to `end`.
+bool Overlaps(const Plane& plane, const unsigned char* begin, const unsigned char* end) {
+  if (plane.rows == 0) return false;
+  const unsigned char* const plane_end =
+      plane.data + Bytes(plane.stride) * Bytes(plane.rows - 1) + plane.row_bytes;
+  const std::less<> before;
+  return before(plane.data, end) && before(begin, plane_end);
+}
+
+// Converts the frame where it lies. False, with nothing written, when that is not possible.
+bool ConvertInPlace(ID3D11ComputeShader* shader, const Planes& planes, int width, int height,
+                    unsigned char* destination, int destination_stride) {
+  const unsigned char* const end =
+      destination + Bytes(destination_stride) * Bytes(height - 1) + Bytes(width) * kBytesPerPixel;
+  Render::HostComputation computation = {
+      .output = reinterpret_cast<std::byte*>(destination),
+      .output_pitch = Bytes(destination_stride),
+      .width = width,
+      .height = height,
+  };
+  for (std::size_t i = 0; i < planes.size(); ++i) {
+    const Plane& plane = planes[i];
+    if (Overlaps(plane, destination, end)) return false;
+    computation.planes[i] = {reinterpret_cast<const std::byte*>(plane.data), Bytes(plane.stride),
+                             Bytes(plane.row_bytes), plane.rows};
+  }
+  return Platform::DispatchOnHost(shader, computation);
+}
 
 }  // namespace
 
@@ -132,6 +195,10 @@ void ColorSpaceConverterContext::Apply(const unsigned char* source, int width, i
   ID3D11ComputeShader* shader = shaders_[Bytes(static_cast<int>(layout - kLayouts.data()))];
   if (!shader || !constants_ || !luminance_view_ || !output_view_ ||
       (layout->chrominance != kNone && !chrominance_view_)) {
+    return;
+  }
+  if (ConvertInPlace(shader, FindPlanes(*layout, source, width, height, stride), width, height,
+                     destination, destination_stride)) {
     return;
   }
   FillTextures(source, stride);
@@ -261,24 +328,11 @@ HRESULT ColorSpaceConverterContext::CreateTexture(int width, int height, DXGI_FO
 }
 
 void ColorSpaceConverterContext::FillTextures(const unsigned char* source, int stride) {
-  const std::size_t luminance_bytes = Bytes(width_) * Bytes(height_);
-  const int half_width = width_ / 2;
-  const int half_height = height_ / 2;
-  switch (format_) {
-    case DXGI_FORMAT_NV12:
-      Fill(luminance_, source, stride, width_, height_);
-      Fill(chrominance_, source + Bytes(stride) * Bytes(height_), stride, width_, half_height);
-      break;
-    case DXGI_FORMAT_420_OPAQUE:
-      Fill(luminance_, source, stride, width_, height_);
-      // The chroma planes are packed whatever the stride.
-      Fill(chrominance_, source + luminance_bytes, half_width, half_width, half_height);
-      Fill(luminance_extra_, source + luminance_bytes + luminance_bytes / 4, half_width, half_width,
-           half_height);
-      break;
-    default:
-      Fill(luminance_, source, stride, width_ * FindLayout(format_)->bytes_per_pixel, height_);
-      break;
+  const Planes planes = FindPlanes(*FindLayout(format_), source, width_, height_, stride);
+  ID3D11Texture2D* const textures[] = {luminance_, chrominance_, luminance_extra_};
+  for (std::size_t i = 0; i < planes.size(); ++i) {
+    const Plane& plane = planes[i];
+    if (plane.data) Fill(textures[i], plane.data, plane.stride, plane.row_bytes, plane.rows);
   }
 }
 

@@ -188,6 +188,20 @@ TEST_F(ColorSpaceConversion, EveryFormatAtOddSizesAndWideStrides) {
   }
 }
 
+TEST_F(ColorSpaceConversion, AFrameMayBeOverwrittenByItsPixels) {
+  for (const DXGI_FORMAT format : kAllFormats) {
+    const Frame frame(format, 70, 40, 0, 3);
+    Bytes apart(70 * 40 * 4);
+    converter_.Apply(frame.bytes.data(), 70, 40, frame.stride, apart.data(), 280, format);
+    Bytes shared = apart;
+    // At the end, so that the pixels' memory starts before the frame's.
+    unsigned char* const source = shared.data() + (shared.size() - frame.bytes.size());
+    std::copy(frame.bytes.begin(), frame.bytes.end(), source);
+    converter_.Apply(source, 70, 40, frame.stride, shared.data(), 280, format);
+    EXPECT_EQ(shared, apart) << format;
+  }
+}
+
 TEST_F(ColorSpaceConversion, ChangesOfFormatAndOfTheFrameAtOneSize) {
   for (int round = 0; round < 3; ++round) {
     for (const DXGI_FORMAT format : kAllFormats) {

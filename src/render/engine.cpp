@@ -150,6 +150,21 @@ Status Engine::Dispatch(const Computation& computation) {
   return Leave(DoDispatch(computation));
 }
 
+Status Engine::DispatchOnHost(const HostComputation& computation) {
+  if (!Enter()) return Status::kDeviceLost;
+  if (!computation.program || !computation.output || computation.width < 1 ||
+      computation.height < 1 ||
+      computation.output_pitch < static_cast<std::size_t>(computation.width) * kBytesPerPixel) {
+    return Status::kInvalidArgument;
+  }
+  for (const HostPlane& plane : computation.planes) {
+    if (plane.rows < 0 || (plane.rows > 0 && (!plane.data || plane.pitch < plane.row_bytes))) {
+      return Status::kInvalidArgument;
+    }
+  }
+  return Leave(DoDispatchOnHost(computation));
+}
+
 Status Engine::Copy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                     const Rect& rect) {
   if (!Enter()) return Status::kDeviceLost;

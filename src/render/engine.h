@@ -214,6 +214,26 @@ struct Computation {
   Buffer* output = nullptr;
 };
 
+// Bytes in rows, in memory of the host.
+struct HostPlane {
+  const std::byte* data = nullptr;
+  std::size_t pitch = 0;
+  std::size_t row_bytes = 0;
+  std::int32_t rows = 0;
+};
+
+// One run of a compute program whose words are the pixels of a picture.
+struct HostComputation {
+  const ComputeProgram* program = nullptr;
+  // What the textures would be filled with. What a texture has beyond its plane is 0.
+  std::array<HostPlane, kRegisterCount> planes = {};
+  // Apart from the planes' memory.
+  std::byte* output = nullptr;
+  std::size_t output_pitch = 0;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+};
+
 constexpr std::uint32_t kGroupWidth = 32;
 constexpr std::uint32_t kGroupHeight = 16;
 constexpr std::uint32_t kMaximumGroups = 65535;
@@ -262,6 +282,11 @@ class Engine {
   // Runs a compute program. Up to `kMaximumGroups` groups each way; what the program writes beyond
   // the output's end is lost.
   Status Dispatch(const Computation& computation);
+
+  // Runs a compute program from memory of the host to memory of the host, at once. `kUnsupported`,
+  // with nothing written, is the answer of an engine for which that is no shorter way than by a
+  // texture and a buffer.
+  Status DispatchOnHost(const HostComputation& computation);
 
   // Copies `rect` of `source`, a device texture, to (x, y) of `destination`, of the same format.
   Status Copy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
@@ -312,6 +337,7 @@ class Engine {
   virtual Status DoClear(Texture& texture, const std::array<float, 4>& color) = 0;
   virtual Status DoDraw(const Pass& pass) = 0;
   virtual Status DoDispatch(const Computation& computation) = 0;
+  virtual Status DoDispatchOnHost(const HostComputation&) { return Status::kUnsupported; }
   virtual Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                         const Rect& rect) = 0;
   virtual Status DoCopyBuffer(Buffer& destination, const Buffer& source) = 0;

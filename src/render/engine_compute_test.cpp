@@ -187,6 +187,37 @@ TEST_P(EngineComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBefore
   engine_.reset();
 }
 
+TEST_P(EngineComputeTest, WhatCannotBeRunOnMemoryOfTheHostIsRefusedAndWritesNothing) {
+  const auto program = LoadGrid();
+  const Words source(16, 1);
+  Words result(16, 2);
+  HostComputation whole;
+  whole.program = program.get();
+  whole.planes[0] = {reinterpret_cast<const std::byte*>(source.data()), 16, 16, 4};
+  whole.output = reinterpret_cast<std::byte*>(result.data());
+  whole.output_pitch = 16;
+  whole.width = whole.height = 4;
+  // A program that no engine has a shorter way for.
+  EXPECT_EQ(engine_->DispatchOnHost(whole), Status::kUnsupported);
+  const auto after = [&](const auto& change) {
+    HostComputation changed = whole;
+    change(changed);
+    return engine_->DispatchOnHost(changed);
+  };
+  const Status refused = Status::kInvalidArgument;
+  EXPECT_EQ(after([](HostComputation& c) { c.program = nullptr; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.output = nullptr; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.width = 0; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.height = -1; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.output_pitch = 15; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.planes[0].pitch = 15; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.planes[0].data = nullptr; }), refused);
+  EXPECT_EQ(after([](HostComputation& c) { c.planes[2].rows = -1; }), refused);
+  EXPECT_EQ(result, Words(16, 2));
+  engine_->InjectLoss(0);
+  EXPECT_EQ(engine_->DispatchOnHost(whole), Status::kDeviceLost);
+}
+
 TEST_P(EngineComputeTest, APixelProgramIsNoComputeProgram) {
   std::unique_ptr<ComputeProgram> program;
   EXPECT_EQ(engine_->CreateComputeProgram(SPIRV(fill), &program), Status::kInvalidArgument);

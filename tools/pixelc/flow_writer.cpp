@@ -40,6 +40,11 @@ FlowWriter::Activity FlowWriter::ActivityOf(LoopId region, BlockId node) const {
                                                                  : Activity::kUnderCondition;
 }
 
+bool FlowWriter::PassesOver(LoopId region, BlockId node) const {
+  return SkipsMasked() &&
+         analysis_.divergence.PartsBetween(region, analysis_.flow.Loops()[region].header, node);
+}
+
 bool FlowWriter::IsWithinBranch(LoopId region, BlockId node) const {
   const std::vector<BlockId>& predecessors = analysis_.program.blocks[node].predecessors;
   return predecessors.size() == 1 && analysis_.flow.InnermostLoop(predecessors[0]) == region &&
@@ -58,12 +63,27 @@ bool FlowWriter::LeadsStraight(BlockId from, BlockId to) const {
 }
 
 bool FlowWriter::IsLive(BlockId node) const {
+  const auto known = live_.find(node);
+  if (known != live_.end()) return known->second;
+  // What a block does may be no more than to lead on: to set the flag of one that it does not
+  // dominate, to leave a loop or to start it anew.
+  const auto leads_on = [&](BlockId block, BlockId to) {
+    const LoopId loop = analysis_.flow.InnermostLoop(block);
+    if (analysis_.flow.IsBackEdge(block, to) || !analysis_.flow.Contains(loop, to)) {
+      if (analysis_.needs.Loop(function_, loop)) return true;
+      if (analysis_.flow.IsBackEdge(block, to)) return false;
+    }
+    return !analysis_.flow.Dominates(node, to) && IsLive(to);
+  };
   for (BlockId block = node; block < analysis_.program.blocks.size(); ++block) {
-    if (analysis_.needs.Block(function_, block) && analysis_.flow.Dominates(node, block)) {
-      return true;
+    if (!analysis_.flow.Dominates(node, block)) continue;
+    const std::vector<BlockId> next = SuccessorsOf(analysis_.program.blocks[block]);
+    if (analysis_.needs.Block(function_, block) ||
+        std::any_of(next.begin(), next.end(), [&](BlockId to) { return leads_on(block, to); })) {
+      return live_[node] = true;
     }
   }
-  return false;
+  return live_[node] = false;
 }
 
 void FlowWriter::WriteNode(LoopId region, BlockId node, const std::string& mask, CodeText& out) {
@@ -253,14 +273,34 @@ void FlowWriter::WriteParting(LoopId region, BlockId block, BlockId target,
   }
 }
 
-// The row function passes over what only part of the pixels reach, to the place where all have met
-// again.
+// Says that a block comes to a node.
+void FlowWriter::WriteArrival(LoopId region, BlockId from, BlockId node, const std::string& mask,
+                              CodeText& out) {
+  switch (ActivityOf(region, node)) {
+    case Activity::kAlways:
+      return;
+    case Activity::kUnderCondition:
+      out.Line(FlagOf(node) + " = true;");
+      return;
+    case Activity::kUnderMask:
+      break;
+  }
+  const std::string lanes = mask.empty() ? "Broadcast(true)" : mask;
+  const bool is_first =
+      assigned_.insert(MaskOf(node)).second && analysis_.flow.InnermostLoop(from) == region;
+  out.Line(MaskOf(node) + " = " +
+           (is_first ? lanes : "Or(" + MaskOf(node) + ", " + lanes + ")") + ";");
+}
+
+// The row function's way from a node that it passes over, or at which pixels part, to the first
+// that all of them come to.
 void FlowWriter::WriteMeeting(LoopId region, BlockId node, CodeText& out) {
   for (const BlockId later : analysis_.flow.Loops()[region].nodes) {
-    if (later == node || !analysis_.flow.AlwaysReaches(region, node, later)) continue;
-    if (ActivityOf(region, later) == Activity::kUnderCondition && IsLive(later)) {
-      out.Line(FlagOf(later) + " = true;");
+    if (later == node || !analysis_.flow.AlwaysReaches(region, node, later) ||
+        PassesOver(region, later)) {
+      continue;
     }
+    if (IsLive(later)) WriteArrival(region, node, later, "", out);
     return;
   }
 }
@@ -290,24 +330,12 @@ void FlowWriter::WriteEdge(BlockId from, BlockId to, const std::string& mask, Co
     out.Line(NextMaskOf(to) + " = " + mask + ";");
     return;
   }
-  if (IsLive(to)) {
+  const LoopId region = EntryRegion(to);
+  if (PassesOver(region, to)) {
+    WriteMeeting(region, to, out);
+  } else if (IsLive(to)) {
     WriteCopies(from, to, mask, out);
-    switch (ActivityOf(EntryRegion(to), to)) {
-      case Activity::kAlways:
-        break;
-      case Activity::kUnderCondition:
-        out.Line(FlagOf(to) + " = true;");
-        break;
-      case Activity::kUnderMask: {
-        if (SkipsMasked()) break;
-        const std::string lanes = mask.empty() ? "Broadcast(true)" : mask;
-        const bool is_first =
-            assigned_.insert(MaskOf(to)).second && flow.InnermostLoop(from) == EntryRegion(to);
-        out.Line(MaskOf(to) + " = " + (is_first ? lanes : "Or(" + MaskOf(to) + ", " + lanes + ")") +
-                 ";");
-        break;
-      }
-    }
+    WriteArrival(region, from, to, mask, out);
   }
   if (loop != 0 && !flow.Contains(loop, to) && !apart && analysis_.needs.Loop(function_, loop)) {
     out.Line("break;");

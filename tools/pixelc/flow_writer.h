@@ -6,6 +6,7 @@
 // runs under a mask of lanes, one that all or none reach under a condition, so that each statement
 // comes once. A loop that its lanes leave at different times goes on until no lane is left.
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -64,6 +65,8 @@ class FlowWriter {
   void WriteParting(LoopId region, BlockId block, BlockId target, const std::string& condition,
                     CodeText& out);
   CodeText WriteWay(LoopId region, BlockId block, BlockId target, const std::string& mask);
+  void WriteArrival(LoopId region, BlockId from, BlockId node, const std::string& mask,
+                    CodeText& out);
   void WriteMeeting(LoopId region, BlockId node, CodeText& out);
   void WriteEdge(BlockId from, BlockId to, const std::string& mask, CodeText& out);
   void WriteCopies(BlockId from, BlockId to, const std::string& mask, CodeText& out);
@@ -74,6 +77,8 @@ class FlowWriter {
   // The region in which a block is entered.
   LoopId EntryRegion(BlockId block) const;
   Activity ActivityOf(LoopId region, BlockId node) const;
+  // Whether the row function leaves the node out, since only part of the pixels may come there.
+  bool PassesOver(LoopId region, BlockId node) const;
   // Whether a block stands within the branch that leads to it.
   bool IsWithinBranch(LoopId region, BlockId node) const;
   // Whether only this block leads to the node, and to no other, and so declares its variables.
@@ -83,6 +88,7 @@ class FlowWriter {
   bool SkipsMasked() const { return function_ == Function::kRow; }
 
   // What was assigned before, in the order of the text.
+  mutable std::map<BlockId, bool> live_;
   std::set<std::string> assigned_;
 };
 

@@ -3,6 +3,7 @@
 #include <vantrix/platform/engine.h>
 
 #include "platform/com/guard.h"
+#include "platform/d3d11/host_compute.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -348,6 +349,13 @@ void ImmediateContext::Unmap(ID3D11Resource* resource, UINT) {
 std::string TakeRefusal(ID3D11Device* device) {
   auto* device_3d = dynamic_cast<Device3D*>(device);
   return device_3d ? device_3d->GetGraphicsDevice()->TakeRefusal() : std::string();
+}
+
+bool DispatchOnHost(ID3D11ComputeShader* shader, Render::HostComputation computation) {
+  auto* own = dynamic_cast<ComputeShader*>(shader);
+  if (!own) return false;
+  computation.program = own->GetProgram();
+  return own->GetGraphicsDevice()->GetEngine().DispatchOnHost(computation) == Render::Status::kOk;
 }
 
 bool InjectDeviceLoss(ID3D11Device* device, unsigned calls) {

@@ -64,6 +64,7 @@ class CpuEngine final : public Engine {
   Status DoClear(Texture& texture, const std::array<float, 4>& color) override;
   Status DoDraw(const Pass& pass) override;
   Status DoDispatch(const Computation& computation) override;
+  Status DoDispatchOnHost(const HostComputation& computation) override;
   Status DoCopy(Texture& destination, std::int32_t x, std::int32_t y, const Texture& source,
                 const Rect& rect) override;
   Status DoCopyBuffer(Buffer& destination, const Buffer& source) override;
@@ -136,7 +137,8 @@ Status CpuEngine::DoCreateComputeProgram(std::span<const std::byte> spirv,
   const Status status = Find(spirv, &found);
   if (status != Status::kOk) return status;
   if (!found.translated.compute) return Status::kInvalidArgument;
-  program->reset(new (std::nothrow) CpuComputeProgram(found.translated.compute));
+  program->reset(new (std::nothrow) CpuComputeProgram(
+      found.translated.compute, use_native_kernels_ ? found.native_compute : nullptr));
   return *program ? Status::kOk : Status::kOutOfMemory;
 }
 
@@ -244,6 +246,20 @@ Status CpuEngine::DoDispatch(const Computation& computation) {
   const bool done = workers_.Run(
       0, arguments.height, static_cast<std::uint64_t>(arguments.width), kLeastPixels,
       [&](std::int32_t top, std::int32_t bottom) { return kernel(arguments, top, bottom); });
+  return done ? Status::kOk : Status::kOutOfMemory;
+}
+
+Status CpuEngine::DoDispatchOnHost(const HostComputation& computation) {
+  const auto* const native = static_cast<const CpuComputeProgram&>(*computation.program).native;
+  if (!native || !native->accepts(computation)) return Status::kUnsupported;
+  // Bands of pairs of rows, which may share what is read.
+  const auto row_pairs = static_cast<std::int32_t>((std::int64_t{computation.height} + 1) / 2);
+  const bool done = workers_.Run(0, row_pairs, 2 * static_cast<std::uint64_t>(computation.width),
+                                 kLeastPixels, [&](std::int32_t first, std::int32_t last) {
+                                   native->run(computation, 2 * first,
+                                               last == row_pairs ? computation.height : 2 * last);
+                                   return true;
+                                 });
   return done ? Status::kOk : Status::kOutOfMemory;
 }
 

@@ -114,8 +114,12 @@ class CpuProgram final : public Program {
 
 class CpuComputeProgram final : public ComputeProgram {
  public:
-  explicit CpuComputeProgram(ComputeKernel run) : kernel(run) {}
+  CpuComputeProgram(ComputeKernel of_program, const NativeComputeKernel* of_name)
+      : kernel(of_program), native(of_name) {}
+
   const ComputeKernel kernel;
+  // Runs what it accepts on memory of the host. May be null.
+  const NativeComputeKernel* const native;
 };
 
 // Copies rows of `row_bytes` bytes, on several threads where that pays.

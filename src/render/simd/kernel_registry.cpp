@@ -15,6 +15,7 @@ struct Registry {
   std::mutex mutex;
   Tables<Kernel> translated = {GetKernelTable()};
   Tables<NativeKernel> native = {GetNativeKernelTable()};
+  const Tables<NativeComputeKernel> native_compute = {GetNativeComputeTable()};
 };
 
 Registry& GetRegistry() {
@@ -55,9 +56,9 @@ std::optional<FoundKernel> FindKernel(std::uint64_t program_hash) {
   });
   if (!translated) return std::nullopt;
   const std::string_view name = translated->name ? translated->name : "";
-  return FoundKernel{*translated, Find(registry.native, [&](const NativeKernel& kernel) {
-                       return name == kernel.name;
-                     })};
+  const auto is_of_name = [&](const auto& kernel) { return name == kernel.name; };
+  return FoundKernel{*translated, Find(registry.native, is_of_name),
+                     Find(registry.native_compute, is_of_name)};
 }
 
 }  // namespace Vantra::Render::Simd

@@ -24,6 +24,8 @@ struct FoundKernel {
   Kernel translated;
   // Of the same name; draws the passes that it accepts in place of the former. May be null.
   const NativeKernel* native = nullptr;
+  // Of the same name; runs what it accepts on memory of the host. May be null.
+  const NativeComputeKernel* native_compute = nullptr;
 };
 
 // The kernel of the program of this hash.

@@ -1,4 +1,4 @@
-#include <cstdio>
+#include <fmt/format.h>
 #include <utility>
 
 #include "program.h"
@@ -143,10 +143,10 @@ class Printer {
       Line(std::string("ivec2 size") + name + "() { return textureSize" + image + "0); }");
     }
     for (std::size_t i = 0; i < program_.structures.size(); ++i) {
-      Line("struct S" + std::to_string(i) + " {");
+      Line(fmt::format("struct S{}", i) + " {");
       int field = 0;
       for (const Type& type : program_.structures[i]) {
-        Line("  " + Declaration(type, "m" + std::to_string(field++)) + ";");
+        Line("  " + Declaration(type, fmt::format("m{}", field++)) + ";");
       }
       Line("};");
     }
@@ -183,9 +183,9 @@ class Printer {
   std::string TypeName(const Type& type) const {
     std::string name;
     if (type.structure >= 0) {
-      name = "S" + std::to_string(type.structure);
+      name = fmt::format("S{}", type.structure);
     } else if (type.columns > 1) {
-      name = "mat" + std::to_string(type.columns);
+      name = fmt::format("mat{}", type.columns);
     } else {
       static constexpr std::array<const char*, 4> kScalars = {"bool", "int", "uint", "float"};
       static constexpr std::array<const char*, 4> kVectors = {"bvec", "ivec", "uvec", "vec"};
@@ -196,7 +196,7 @@ class Printer {
   }
   std::string Declaration(Type type, const std::string& name) const {
     const int length = std::exchange(type.length, 0);
-    return TypeName(type) + " " + name + (length > 0 ? "[" + std::to_string(length) + "]" : "");
+    return TypeName(type) + " " + name + (length > 0 ? fmt::format("[{}", length) + "]" : "");
   }
   std::string NameOf(int variable) const {
     static constexpr std::array<const char*, 4> kPrefixes = {"v", "k", "table", "uv"};
@@ -206,21 +206,19 @@ class Printer {
   }
 
   static std::string ScalarConstant(Scalar scalar, Word word) {
-    std::array<char, 40> text = {};
     switch (scalar) {
       case Scalar::kBool:
         return word ? "true" : "false";
       case Scalar::kInt:
         // The smallest int is no literal.
         if (word == 0x80000000u) return "int(0x80000000u)";
-        return "(" + std::to_string(ToInt(word)) + ")";
+        return fmt::format("({})", ToInt(word));
       case Scalar::kUint:
         return std::to_string(word) + "u";
       case Scalar::kFloat:
         break;
     }
-    std::snprintf(text.data(), text.size(), "(%.9e)", static_cast<double>(ToFloat(word)));
-    return text.data();
+    return fmt::format("({:.9e})", ToFloat(word));
   }
   std::string Constant(const Expression& expression) const {
     std::string list;
@@ -305,7 +303,7 @@ class Printer {
                                 NameOf(variable));
     }
     Line((function.has_result ? TypeName(function.result) : "void") + " " +
-         (is_shade ? "shade" : "f" + std::to_string(index)) + "(" + parameters + ") {");
+         (is_shade ? "shade" : fmt::format("f{}", index)) + "(" + parameters + ") {");
     PrintBlock(function.body);
     Line("}");
   }
@@ -363,7 +361,7 @@ class Printer {
       case Statement::Kind::kSwitch:
         Line("switch (" + Print(*s.value) + ") {");
         for (std::size_t i = 0; i < s.labels.size(); ++i) {
-          Line(s.labels[i] < 0 ? "default: {" : "case " + std::to_string(s.labels[i]) + ": {");
+          Line(s.labels[i] < 0 ? "default: {" : fmt::format("case {}", s.labels[i]) + ": {");
           PrintBlock(s.blocks[i]);
           Line(s.falls_through[i] ? "}" : "} break;");
         }

@@ -788,21 +788,22 @@ Color Reference::Fetch(const Image& image, int x, int y) {
 
 Color Reference::Sample(const Image& image, float u, float v) {
   const Render::Sampler& sampler = inputs_.sampler;
+  const auto whole = [](double at) { return static_cast<int>(std::clamp(at, -1e9, 1e9)); };
   const auto fetch = [&](double x, double y) {
-    return Fetch(image, Extended(static_cast<int>(x), image.width, sampler.extend_x),
-                 Extended(static_cast<int>(y), image.height, sampler.extend_y));
+    return Fetch(image, Extended(whole(x), image.width, sampler.extend_x),
+                 Extended(whole(y), image.height, sampler.extend_y));
   };
   const float x = Noisy(double{u} * image.width, 1.01);
   const float y = Noisy(double{v} * image.height, 1.01);
   if (sampler.filter == Render::Filter::kNearest) return fetch(std::floor(x), std::floor(y));
 
   // A fraction within 1/512 of a texel counts as exact.
-  const auto split = [](float at, double* whole) {
-    *whole = std::floor(at - 0.5);
-    const double fraction = at - 0.5 - *whole;
+  const auto split = [](float at, double* texel) {
+    *texel = std::floor(at - 0.5);
+    const double fraction = at - 0.5 - *texel;
     if (fraction < 1.0 / 512) return 0.0;
     if (fraction <= 1 - 1.0 / 512) return fraction;
-    *whole += 1;
+    *texel += 1;
     return 0.0;
   };
   double left = 0;

@@ -66,7 +66,6 @@ class Reference {
   Color Sample(const Image& image, float u, float v);
   static Color Fetch(const Image& image, int x, int y);
 
-  float Unary(const Value& value, std::size_t i) const { return ToFloat(value[i]); }
   Word& At(int variable) {
     return memory_[static_cast<std::size_t>(
         program_.variables[static_cast<std::size_t>(variable)].address)];

@@ -191,8 +191,9 @@ bool IsExplained(Reference& reference, int x, int y, const std::array<int, 4>& d
     for (std::size_t i = 0; i < 4; ++i) {
       low[i] = std::min(low[i], color[i]);
       high[i] = std::max(high[i], color[i]);
-      // Trials find the middle of what is possible rather than its ends.
-      const double margin = (double{high[i]} - low[i]) / 2;
+      // Trials find the middle of what is possible rather than its ends, and what lies between two
+      // steps, as exactly as floats tell, may go to either.
+      const double margin = (double{high[i]} - low[i]) / 2 + 1e-7;
       inside = inside && drawn[i] >= Quantized(low[i] - margin) &&
                drawn[i] <= Quantized(high[i] + margin);
     }
@@ -385,15 +386,16 @@ const Render::Simd::Kernel* FindKernel(const Bytes& spirv) {
   return nullptr;
 }
 
-// The sets of vector instructions that this CPU has.
-std::vector<const char*> InstructionSets() {
-  std::vector<const char*> found;
-  for (const char* const name : {"sse4", "avx2", "avx512", "neon"}) {
+// The sets of vector instructions that this CPU has, or the one that is asked for.
+std::vector<std::string> InstructionSets() {
+  std::vector<std::string> sets = {"sse4", "avx2", "avx512", "neon"};
+  if (const char* const asked = std::getenv("VANTRIX_SIMD_TARGET")) sets = {asked};
+  std::erase_if(sets, [](const std::string& name) {
     std::string error;
-    setenv("VANTRIX_SIMD_TARGET", name, 1);
-    if (Render::Simd::ChooseInstructionSet(&error)) found.push_back(name);
-  }
-  return found;
+    setenv("VANTRIX_SIMD_TARGET", name.c_str(), 1);
+    return !Render::Simd::ChooseInstructionSet(&error);
+  });
+  return sets;
 }
 
 int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t count,
@@ -405,7 +407,7 @@ int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t
     std::fprintf(stderr, "%s\n", error.c_str());
     return 2;
   }
-  const std::vector<const char*> sets = InstructionSets();
+  const std::vector<std::string> sets = InstructionSets();
   Checker checker;
   for (std::uint64_t seed = first; seed < first + count; ++seed) {
     const Bytes spirv = ReadFile(folder / (std::to_string(seed) + ".spv"));
@@ -430,9 +432,9 @@ int Main(const std::filesystem::path& folder, std::uint64_t first, std::uint64_t
         draw("Vulkan",
              [&](Plane& target) { return DrawOnVulkan(*vulkan, *on_vulkan, scene, target); });
       }
-      for (const char* const set : sets) {
+      for (const std::string& set : sets) {
         if (!kernel) break;
-        setenv("VANTRIX_SIMD_TARGET", set, 1);
+        setenv("VANTRIX_SIMD_TARGET", set.c_str(), 1);
         Render::Simd::ChooseInstructionSet(&error);
         draw(set, [&](Plane& target) { return DrawOnKernel(kernel->pixel, scene, target); });
       }

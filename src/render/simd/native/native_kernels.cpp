@@ -22,4 +22,13 @@ std::span<const NativeKernel> GetNativeKernelTable() {
   return kTable;
 }
 
+std::span<const NativeComputeKernel> GetNativeComputeTable() {
+  static constexpr std::array<NativeComputeKernel, 3> kTable = {{
+      {"effects_convert_nv12", RunNv12, AcceptsNv12},
+      {"effects_convert_yuv420p", RunPlanar, AcceptsPlanar},
+      {"effects_convert_yuy2", RunYuy2, AcceptsYuy2},
+  }};
+  return kTable;
+}
+
 }  // namespace Vantra::Render::Simd

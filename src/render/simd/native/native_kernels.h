@@ -26,9 +26,29 @@ bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands);
 bool RunMorphology(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
 bool AcceptsMorphology(const PixelArguments& arguments, Bands* bands);
 
+// A compute program run from planes of the host to a picture of the host: it writes rows `top` up
+// to and without `bottom`, a pixel for a word.
+using HostKernel = void (*)(const HostComputation& computation, std::int32_t top,
+                            std::int32_t bottom);
+
+struct NativeComputeKernel {
+  const char* name;
+  HostKernel run;
+  // Whether the planes are those of a frame of the picture's size.
+  bool (*accepts)(const HostComputation& computation);
+};
+
+void RunNv12(const HostComputation& frame, std::int32_t top, std::int32_t bottom);
+bool AcceptsNv12(const HostComputation& frame);
+void RunPlanar(const HostComputation& frame, std::int32_t top, std::int32_t bottom);
+bool AcceptsPlanar(const HostComputation& frame);
+void RunYuy2(const HostComputation& frame, std::int32_t top, std::int32_t bottom);
+bool AcceptsYuy2(const HostComputation& frame);
+
 // Whether the program's places are pixels of the target, moved by whole pixels.
 bool IsWholeOffset(const PixelArguments& arguments);
 
 std::span<const NativeKernel> GetNativeKernelTable();
+std::span<const NativeComputeKernel> GetNativeComputeTable();
 
 }  // namespace Vantra::Render::Simd
