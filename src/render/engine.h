@@ -298,8 +298,8 @@ class Engine {
   // Submits what was recorded and does not wait.
   Status Flush();
 
-  // Submits, waits until all copies to `texture`, a read-back texture, are done, and gives its
-  // pixels without a copy. They stay valid until `Unmap`, the next copy to the texture, or its end.
+  // Submits, waits until copies to `texture`, a read-back texture, are done, and gives its pixels,
+  // to be read until as many calls of `Unmap`, or its end. A copy to the texture may change them.
   Status Map(Texture& texture, Mapping* mapping);
   void Unmap(Texture& texture);
   // The same for a read-back buffer.

@@ -150,9 +150,8 @@ class VANTRIX_API Device {
                                          const D2D_RECT_F* inputRectangle) const;
 
   /// Ends the session and hands the device's own target to the render callback, which may call the
-  /// device. When the device
-  /// turns out to be lost, it is rebuilt, `OnDeviceReCreate` runs, and no frame is delivered.
-  /// Throws `DException` when the rebuilding fails.
+  /// device. When the device turns out to be lost, it is rebuilt, `OnDeviceReCreate` runs, and no
+  /// frame is delivered. Throws `DException` when the rebuilding fails.
   void EndDrawCallback();
   /// The same without handing over a frame.
   void EndDrawNoCallback();

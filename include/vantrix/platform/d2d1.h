@@ -274,7 +274,8 @@ struct D2D1_MAPPED_RECT {
 class ID2D1Bitmap1 : public ID2D1Bitmap {
  public:
   virtual D2D1_BITMAP_OPTIONS GetOptions() const = 0;
-  /// Waits for the device and gives the pixels of a CPU-readable bitmap, valid until `Unmap`.
+  /// Waits for the device and gives the pixels of a CPU-readable bitmap, valid until `Unmap` and
+  /// only to be read: they may be memory that the device goes on drawing with.
   /// `D2DERR_WRONG_STATE` when it is mapped already, `E_INVALIDARG` for a bitmap made without
   /// `D2D1_BITMAP_OPTIONS_CPU_READ` or options other than `D2D1_MAP_OPTIONS_READ`,
   /// `D2DERR_RECREATE_TARGET` when the device is lost.

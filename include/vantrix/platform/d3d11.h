@@ -236,7 +236,8 @@ class ID3D11DeviceContext : public IUnknown {
   /// Copies the whole of `source` to `destination`, of the same kind, size and format.
   virtual void CopyResource(ID3D11Resource* destination, ID3D11Resource* source) = 0;
   /// Gives the address of a resource's bytes, valid until `Unmap`. `D3D11_MAP_READ` waits for the
-  /// device and reads a staging resource. `D3D11_MAP_WRITE_DISCARD` replaces the whole of a dynamic
+  /// device and reads a staging resource, whose bytes may be memory that the device goes on drawing
+  /// with: they must not be written. `D3D11_MAP_WRITE_DISCARD` replaces the whole of a dynamic
   /// one at `Unmap`, without waiting; read from there, the bytes are those of the last time.
   /// `subresource` and `flags` must be 0. Returns `E_INVALIDARG` for any other use and for a
   /// dynamic resource that is mapped; `DXGI_ERROR_DEVICE_REMOVED` when the device is lost.

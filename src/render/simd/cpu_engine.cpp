@@ -70,9 +70,9 @@ class CpuEngine final : public Engine {
   Status DoCopyBuffer(Buffer& destination, const Buffer& source) override;
   Status DoFlush() override;
   Status DoMap(Texture& texture, Mapping* mapping) override;
-  void DoUnmap(Texture&) override {}
+  void DoUnmap(Texture& texture) override { static_cast<CpuTexture&>(texture).Unmap(); }
   Status DoMap(Buffer& buffer, Mapping* mapping) override;
-  void DoUnmap(Buffer&) override {}
+  void DoUnmap(Buffer& buffer) override { static_cast<CpuBuffer&>(buffer).Unmap(); }
 
   // Finds the kernel of a program.
   Status Find(std::span<const std::byte> spirv, FoundKernel* kernel);
@@ -295,18 +295,19 @@ Status CpuEngine::DoFlush() {
 // What is mapped stays as it is whatever becomes of the copy's source: the memory is shared, and
 // who writes shared memory takes other first.
 Status CpuEngine::DoMap(Texture& texture, Mapping* mapping) {
-  const auto& readback = static_cast<const CpuTexture&>(texture);
+  auto& readback = static_cast<CpuTexture&>(texture);
   Status status = DoFlush();
   if (status == Status::kOk) status = readback.PrepareRead(workers_);
+  if (status == Status::kOk && !readback.Map()) status = Status::kOutOfMemory;
   if (status == Status::kOk) *mapping = {readback.Pixels(0, 0), readback.Pitch()};
   return status;
 }
 
 Status CpuEngine::DoMap(Buffer& buffer, Mapping* mapping) {
-  const Status status = DoFlush();
-  if (status == Status::kOk) {
-    *mapping = {static_cast<const CpuBuffer&>(buffer).Data(), buffer.Desc().bytes};
-  }
+  auto& readback = static_cast<CpuBuffer&>(buffer);
+  Status status = DoFlush();
+  if (status == Status::kOk && !readback.Map()) status = Status::kOutOfMemory;
+  if (status == Status::kOk) *mapping = {readback.Data(), buffer.Desc().bytes};
   return status;
 }
 

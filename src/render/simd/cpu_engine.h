@@ -26,8 +26,8 @@ std::unique_ptr<Engine> CreateCpuEngine(const CpuOptions& options, std::string* 
 // all cores.
 void SetCpuThreads(unsigned threads);
 
-// Whether an engine can be started that runs the library's programs; else `*why` is the cause in one
-// sentence.
+// Whether an engine can be started that runs the library's programs; else `*why` is the cause in
+// one sentence.
 bool CpuAvailable(std::string* why);
 
 // The CPU as a device, named with its SIMD instructions and threads. Only when `CpuAvailable`.

@@ -109,6 +109,10 @@ TEST_F(CpuEngineTest, MappedPixelsStayWhateverBecomesOfTheirSourceAndOfTheEngine
   ASSERT_EQ(engine_->Clear(*source, {0, 0, 0, 0}), Status::kOk);
   ASSERT_EQ(Draw(kComplement, *source, source->Bounds(), nullptr, 0, Blend::kXor), Status::kOk);
   check("several writes");
+  // As when the reader of a frame has another drawn and reads that, too.
+  ASSERT_EQ(Copy(*readback, *source), Status::kOk);
+  Map(*readback);
+  engine_->Unmap(*readback);
   source.reset();
   const TexturePtr next = Make(300, 200, Pixels(300 * 200, 7));
   check("its end");

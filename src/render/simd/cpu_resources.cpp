@@ -87,6 +87,20 @@ void CopyRows(Workers& workers, std::byte* to, std::size_t to_pitch, const std::
   });
 }
 
+bool MappedBlocks::Map(const BlockRef& block) noexcept {
+  try {
+    blocks_.push_back(block);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  ++maps_;
+  return true;
+}
+
+void MappedBlocks::Unmap() noexcept {
+  if (maps_ > 0 && --maps_ == 0) blocks_.clear();
+}
+
 Status CpuTexture::Create(const std::shared_ptr<BlockPool>& pool, const TextureDesc& desc,
                           std::unique_ptr<CpuTexture>* texture) {
   std::unique_ptr<CpuTexture> made(new (std::nothrow) CpuTexture(pool, desc, PitchOf(desc)));

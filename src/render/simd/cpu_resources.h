@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "render/simd/cpu_memory.h"
 #include "render/simd/kernel.h"
@@ -17,6 +18,20 @@ namespace Vantra::Render::Simd {
 // Bytes of a texture or buffer, so that kernels reach all of them with 32-bit offsets.
 constexpr std::uint64_t kMaximumTextureBytes = (std::uint64_t{1} << 31) - 1;
 constexpr std::uint64_t kMaximumBufferBytes = std::uint64_t{1} << 30;
+
+// Holds memory that is mapped, whatever is copied to the resource meanwhile: who reads a frame may
+// have the next one drawn.
+class MappedBlocks {
+ public:
+  // False when memory has run out.
+  bool Map(const BlockRef& block) noexcept;
+  // Lets go of all with the last of as many calls.
+  void Unmap() noexcept;
+
+ private:
+  std::vector<BlockRef> blocks_;
+  std::size_t maps_ = 0;
+};
 
 // Of either usage: what is mapped is the memory itself.
 class CpuTexture final : public Texture {
@@ -42,6 +57,9 @@ class CpuTexture final : public Texture {
   // Before the pixels are read: carries out a clear that waits.
   Status PrepareRead(Workers& workers) const;
 
+  bool Map() { return mapped_.Map(block_); }
+  void Unmap() { mapped_.Unmap(); }
+
   // Before pixels are written: gives the texture memory of its own, with its contents everywhere
   // but in `replaced`, which may be empty.
   Status PrepareWrite(Workers& workers, const Rect& replaced) const;
@@ -58,6 +76,7 @@ class CpuTexture final : public Texture {
   // Where the contents lie is no part of what they are.
   mutable BlockRef block_;
   mutable std::optional<std::array<float, 4>> clear_;
+  MappedBlocks mapped_;
 };
 
 class CpuBuffer final : public Buffer {
@@ -70,6 +89,8 @@ class CpuBuffer final : public Buffer {
   void Share(const CpuBuffer& source) { block_ = source.block_; }
   // Before words are written, which may be some of them only.
   Status PrepareWrite(Workers& workers);
+  bool Map() { return mapped_.Map(block_); }
+  void Unmap() { mapped_.Unmap(); }
 
  private:
   CpuBuffer(std::shared_ptr<BlockPool> pool, const BufferDesc& desc)
@@ -77,6 +98,7 @@ class CpuBuffer final : public Buffer {
 
   std::shared_ptr<BlockPool> pool_;
   BlockRef block_;
+  MappedBlocks mapped_;
 };
 
 class CpuProgram final : public Program {

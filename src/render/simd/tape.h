@@ -76,10 +76,9 @@ class Tape {
   [[gnu::noinline, gnu::cold]] void Grow() {
     const auto used = static_cast<std::size_t>(position_ - memory_);
     const std::size_t bytes = 2 * static_cast<std::size_t>(end_ - memory_);
-    void* const larger =
-        bytes > kMostBytes
-            ? nullptr
-            : ::operator new (bytes, std::align_val_t{kAlignment}, std::nothrow);
+    void* const larger = bytes > kMostBytes
+                             ? nullptr
+                             : ::operator new (bytes, std::align_val_t{kAlignment}, std::nothrow);
     if (larger == nullptr) {
       failed_ = true;
       position_ = memory_;

@@ -164,7 +164,6 @@ class VANTRIX_API Effect : public ResourceBase {
   float GetFaceScale() const { return face_scale_; }
 
  private:
-
   EffectShaderBase* shader_ = nullptr;
   GUID effect_id_ = GUID_NULL;
   int clear_background_ = 1;
