@@ -7,10 +7,12 @@
 // Sums that go on for long pick up rounding errors, and results must not depend on where a part of
 // an image begins. So sums begin anew at the places of `running_sums.h`.
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "render/running_sums.h"
 #include "render/simd/native/line_of_pixels.h"
@@ -105,6 +107,9 @@ struct GaussianLinePass {
   bool swaps;
 };
 
+// Up to here, multiplying each pixel by each weight is faster than sliding windows.
+constexpr std::int32_t kShortReach = 6;
+
 struct GaussianLineMemory {
   // With the weights of these constants.
   static GaussianLineMemory& OfThread(const GaussianLineConstants& constants) {
@@ -113,6 +118,10 @@ struct GaussianLineMemory {
         memory.centre != constants.centre || memory.falloff != constants.falloff) {
       memory.weights = std::make_unique<const SlidingCosines>(constants.reach, constants.centre,
                                                               constants.falloff);
+      for (std::int32_t n = 0; n <= kShortReach; ++n) {
+        memory.short_weights[static_cast<std::size_t>(n)] =
+            constants.centre * std::exp2(constants.falloff * static_cast<float>(n * n));
+      }
       memory.centre = constants.centre;
       memory.falloff = constants.falloff;
     }
@@ -120,6 +129,8 @@ struct GaussianLineMemory {
   }
 
   std::unique_ptr<const SlidingCosines> weights;
+  // By the distance.
+  std::array<float, kShortReach + 1> short_weights;
   float centre = 0;
   float falloff = 0;
   ThreadMemory pixels;
@@ -193,8 +204,8 @@ HWY_INLINE void Store(V value, hn::Vec<hn::Repartition<std::uint8_t, Floats>> or
   const V positive = hn::IfThenElseZero(hn::Gt(value, hn::Zero(Floats())), value);
   const V clamped = hn::Min(positive, hn::Set(Floats(), Samples::kOne));
   const V ordered = hn::BitCast(
-      Floats(), hn::TableLookupBytes(
-                    hn::BitCast(hn::Repartition<std::uint8_t, Floats>(), clamped), order));
+      Floats(),
+      hn::TableLookupBytes(hn::BitCast(hn::Repartition<std::uint8_t, Floats>(), clamped), order));
   hn::StoreU(Samples::ToPixels(ordered), Pixels<Pixel>(), reinterpret_cast<Pixel*>(to));
 }
 
@@ -307,7 +318,7 @@ constexpr std::size_t kPixelsAtATime = kVectorsAtATime * kPixelCount;
 // begin at `anchor`. `to` is of the first place. `kIsFar` tells that places are so far apart in
 // memory that the CPU does not see which it will need.
 template <class In, class Out, bool kIsFar>
-void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines& weights,
+void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
                std::int32_t anchor, const Span& places, bool swaps, std::byte* to,
                std::size_t to_stride) {
   constexpr bool kHasSecond = kVectorsAtATime == 2;
@@ -316,6 +327,7 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines&
   constexpr std::int32_t kPlacesAhead = 16;
   constexpr float kScale = Out::kOne / In::kOne;
   const std::size_t lane_bytes = lane * (sizeof(typename In::Pixel) / 4);
+  const SlidingCosines& weights = *memory.weights;
   const std::int32_t reach = weights.reach;
   const WindowWeights window_weights(weights, kScale);
   const auto order = ChannelOrder(swaps);
@@ -330,15 +342,25 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines&
   }
   window.Scale(kScale);
   second.Scale(kScale);
-  // Moves the windows to the places up to `end`, and calls `use` at each.
+  const auto store = [&](const Window& one, const Window& other) HWY_ATTR {
+    Store<Out>(one.Value(window_weights), order, to);
+    if constexpr (kHasSecond) Store<Out>(other.Value(window_weights), order, to + kOutBytes);
+    to += to_stride;
+  };
+  // Moves the windows to the places up to `end`, and stores what they have there.
   place = anchor;
-  const auto advance = [&](std::int32_t end, auto use) HWY_ATTR {
+  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
     while (place < end) {
       const LineOfPixels::Stretch enters = line.From(place + 1 + reach);
       const LineOfPixels::Stretch leaves = line.From(place - reach);
       const std::int32_t count = std::min({end - place, enters.count, leaves.count});
       const std::byte* in = enters.data + lane_bytes;
       const std::byte* out = leaves.data + lane_bytes;
+      // Copies, which stay in registers.
+      const WindowWeights own_weights = window_weights;
+      const auto own_order = order;
+      Window one = window, other = second;
+      std::byte* own_to = to;
       for (std::int32_t i = 0; i < count; ++i, in += enters.stride, out += leaves.stride) {
         if constexpr (kIsFar) {
           // Where there is nothing, it does no harm.
@@ -346,23 +368,115 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines&
               reinterpret_cast<std::uintptr_t>(in) +
               static_cast<std::uintptr_t>(kPlacesAhead * enters.stride)));
         }
-        window.Advance(window_weights, In::Load(in), In::Load(out));
+        one.Advance(own_weights, In::Load(in), In::Load(out));
         if constexpr (kHasSecond) {
-          second.Advance(window_weights, In::Load(in + kInBytes), In::Load(out + kInBytes));
+          other.Advance(own_weights, In::Load(in + kInBytes), In::Load(out + kInBytes));
         }
-        use();
+        if constexpr (decltype(stores)::value) {
+          Store<Out>(one.Value(own_weights), own_order, own_to);
+          if constexpr (kHasSecond) {
+            Store<Out>(other.Value(own_weights), own_order, own_to + kOutBytes);
+          }
+          own_to += to_stride;
+        }
       }
+      window = one;
+      second = other;
+      to = own_to;
       place += count;
     }
   };
-  const auto store = [&]() HWY_ATTR {
-    Store<Out>(window.Value(window_weights), order, to);
-    if constexpr (kHasSecond) Store<Out>(second.Value(window_weights), order, to + kOutBytes);
-    to += to_stride;
+  advance(places.first, std::false_type());
+  store(window, second);
+  advance(places.end - 1, std::true_type());
+}
+
+// The sums of `kCount` places ahead, each without the pixels that are still to come.
+template <std::int32_t kCount>
+struct SumsAhead {
+  V next;
+  SumsAhead<kCount - 1> others;
+
+  HWY_INLINE SumsAhead() { next = hn::Zero(Floats()); }
+  // Adds a pixel to all, and gives the sum that has its last.
+  HWY_INLINE V Add(const V* weights, V pixels) {
+    const V complete = hn::MulAdd(weights[0], pixels, next);
+    next = others.Add(weights + 1, pixels);
+    return complete;
+  }
+};
+template <>
+struct SumsAhead<0> {
+  HWY_INLINE SumsAhead() {}
+  HWY_INLINE V Add(const V* weights, V pixels) { return hn::Mul(weights[0], pixels); }
+};
+
+// The same for a short reach, with all weights. Each pixel is read and converted once.
+template <class In, class Out, std::int32_t kReach>
+void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
+                    std::int32_t /*anchor*/, const Span& places, bool swaps, std::byte* to,
+                    std::size_t to_stride) {
+  constexpr bool kHasSecond = kVectorsAtATime == 2;
+  constexpr std::size_t kInBytes = kPixelCount * sizeof(typename In::Pixel);
+  constexpr std::size_t kOutBytes = kPixelCount * sizeof(typename Out::Pixel);
+  const std::size_t lane_bytes = lane * (sizeof(typename In::Pixel) / 4);
+  const auto order = ChannelOrder(swaps);
+  V weights[2 * kReach + 1];
+  for (std::int32_t n = -kReach; n <= kReach; ++n) {
+    weights[n + kReach] =
+        hn::Set(Floats(), memory.short_weights[static_cast<std::size_t>(std::abs(n))] *
+                              (Out::kOne / In::kOne));
+  }
+  SumsAhead<2 * kReach> sums, second;
+  std::int32_t place = places.first - kReach;
+  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
+    while (place < end) {
+      const LineOfPixels::Stretch stretch = line.From(place);
+      const std::int32_t count = std::min(end - place, stretch.count);
+      const std::byte* from = stretch.data + lane_bytes;
+      // Copies, which stay in registers.
+      SumsAhead<2 *kReach> one = sums, other = second;
+      const auto own_order = order;
+      std::byte* own_to = to;
+      for (std::int32_t i = 0; i < count; ++i, from += stretch.stride) {
+        const V result = one.Add(weights, In::Load(from));
+        V other_result = result;
+        if constexpr (kHasSecond) other_result = other.Add(weights, In::Load(from + kInBytes));
+        if constexpr (decltype(stores)::value) {
+          Store<Out>(result, own_order, own_to);
+          if constexpr (kHasSecond) Store<Out>(other_result, own_order, own_to + kOutBytes);
+          own_to += to_stride;
+        }
+      }
+      sums = one;
+      second = other;
+      to = own_to;
+      place += count;
+    }
   };
-  advance(places.first, []() HWY_ATTR {});
-  store();
-  advance(places.end - 1, store);
+  advance(places.first + kReach, std::false_type());
+  advance(places.end + kReach, std::true_type());
+}
+
+template <class In, class Out, bool kIsFar>
+auto ChooseBlur(std::int32_t reach) {
+  static_assert(kShortReach == 6);
+  switch (reach) {
+    case 1:
+      return BlurShortLanes<In, Out, 1>;
+    case 2:
+      return BlurShortLanes<In, Out, 2>;
+    case 3:
+      return BlurShortLanes<In, Out, 3>;
+    case 4:
+      return BlurShortLanes<In, Out, 4>;
+    case 5:
+      return BlurShortLanes<In, Out, 5>;
+    case 6:
+      return BlurShortLanes<In, Out, 6>;
+    default:
+      return BlurLanes<In, Out, kIsFar>;
+  }
 }
 
 template <class In, class Out>
@@ -372,6 +486,7 @@ void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, 
   constexpr std::size_t kOutBytes = sizeof(typename Out::Pixel);
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
+  const auto blur = ChooseBlur<In, Out, true>(pass.constants.reach);
   const Span rows = {top + pass.offset_y, bottom + pass.offset_y};
   for (std::int32_t x = arguments.left; x < arguments.right; x += kPixelsAtATime) {
     const auto column = static_cast<std::size_t>(x + pass.offset_x);
@@ -385,16 +500,14 @@ void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, 
                             static_cast<std::size_t>(x) * kOutBytes;
       const std::int32_t anchor = pass.Anchor(piece.first);
       if (count == kPixelsAtATime) {
-        BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, to,
-                                 target.pitch);
+        blur(line, 0, memory, anchor, piece, pass.swaps, to, target.pitch);
         continue;
       }
       // What lies behind the last column is not ours.
       constexpr std::size_t kStride = kPixelsAtATime * kOutBytes;
       const auto piece_count = static_cast<std::size_t>(piece.Count());
       std::byte* const results = memory.results.Take(piece_count * kStride);
-      BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, results,
-                               kStride);
+      blur(line, 0, memory, anchor, piece, pass.swaps, results, kStride);
       for (std::size_t i = 0; i < piece_count; ++i) {
         std::memcpy(to + i * target.pitch, results + i * kStride, count * kOutBytes);
       }
@@ -464,6 +577,7 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
   using OutPixel = typename Out::Pixel;
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
+  const auto blur = ChooseBlur<In, Out, false>(pass.constants.reach);
   const Span columns = {arguments.left + pass.offset_x, arguments.right + pass.offset_x};
   for (std::int32_t y = top; y < bottom; y += kRowsAtATime) {
     for (Span piece = pass.FirstPiece(columns); piece.Count() > 0;
@@ -494,9 +608,8 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
       line.stride = kRowsAtATime * sizeof(InPixel);
       line.held = read;
       for (std::size_t row = 0; row < kRowsAtATime; row += kPixelsAtATime) {
-        BlurLanes<In, Out, false>(line, 4 * row, *memory.weights, anchor, piece, pass.swaps,
-                                  reinterpret_cast<std::byte*>(results + row),
-                                  kRowsAtATime * sizeof(OutPixel));
+        blur(line, 4 * row, memory, anchor, piece, pass.swaps,
+             reinterpret_cast<std::byte*>(results + row), kRowsAtATime * sizeof(OutPixel));
       }
       ScatterLines(results, piece.Count(), to);
     }
