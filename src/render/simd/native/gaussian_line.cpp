@@ -7,10 +7,12 @@
 // Sums that go on for long pick up rounding errors, and results must not depend on where a part of
 // an image begins. So sums begin anew at the places of `running_sums.h`.
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "render/running_sums.h"
 #include "render/simd/native/line_of_pixels.h"
@@ -105,6 +107,9 @@ struct GaussianLinePass {
   bool swaps;
 };
 
+// Up to here, multiplying each pixel by each weight is faster than sliding windows.
+constexpr std::int32_t kShortReach = 6;
+
 struct GaussianLineMemory {
   // With the weights of these constants.
   static GaussianLineMemory& OfThread(const GaussianLineConstants& constants) {
@@ -113,6 +118,10 @@ struct GaussianLineMemory {
         memory.centre != constants.centre || memory.falloff != constants.falloff) {
       memory.weights = std::make_unique<const SlidingCosines>(constants.reach, constants.centre,
                                                               constants.falloff);
+      for (std::int32_t n = 0; n <= kShortReach; ++n) {
+        memory.short_weights[static_cast<std::size_t>(n)] =
+            constants.centre * std::exp2(constants.falloff * static_cast<float>(n * n));
+      }
       memory.centre = constants.centre;
       memory.falloff = constants.falloff;
     }
@@ -120,6 +129,8 @@ struct GaussianLineMemory {
   }
 
   std::unique_ptr<const SlidingCosines> weights;
+  // By the distance.
+  std::array<float, kShortReach + 1> short_weights;
   float centre = 0;
   float falloff = 0;
   ThreadMemory pixels;
@@ -172,58 +183,86 @@ struct HalfSamples {
     return hn::PromoteTo(Floats(),
                          hn::LoadU(Halves(), reinterpret_cast<const hwy::float16_t*>(from)));
   }
-  // Where the CPU has no such floats, what does not fit is cut off; so nothing may be left to cut.
   static HWY_INLINE hn::Vec<Pixels<Pixel>> ToPixels(V value) {
+#if HWY_TARGET == HWY_SSE4
+    // A CPU without such floats cuts off what does not fit; so nothing may be left to cut.
     constexpr int kDropped = 13;
     const hn::RebindToUnsigned<Floats> bits;
     const auto up = hn::Add(hn::BitCast(bits, value), hn::Set(bits, 1u << (kDropped - 1)));
-    const auto nearest = hn::And(up, hn::Set(bits, ~0u << kDropped));
-    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), hn::BitCast(Floats(), nearest)));
+    value = hn::BitCast(Floats(), hn::And(up, hn::Set(bits, ~0u << kDropped)));
+#endif
+    return hn::BitCast(Pixels<Pixel>(), hn::DemoteTo(Halves(), value));
   }
 };
 
-// Stores as many pixels as a vector has channels of.
+// Stores as many pixels as a vector has channels of. `order` is that of their bytes.
 template <class Samples>
-HWY_INLINE void Store(V value, bool swaps, std::byte* to) {
+HWY_INLINE void Store(V value, hn::Vec<hn::Repartition<std::uint8_t, Floats>> order,
+                      std::byte* to) {
   using Pixel = typename Samples::Pixel;
-  const Pixels<Pixel> d;
   // The comparison is false for what is not a number.
   const V positive = hn::IfThenElseZero(hn::Gt(value, hn::Zero(Floats())), value);
-  auto pixels = Samples::ToPixels(hn::Min(positive, hn::Set(Floats(), Samples::kOne)));
-  if (swaps) {
-    // Red and blue are the first and the third of four.
-    constexpr int kChannelBits = 2 * sizeof(Pixel);
-    constexpr Pixel kFirst = (Pixel{1} << kChannelBits) - 1;
-    constexpr Pixel kRedAndBlue = kFirst | kFirst << 2 * kChannelBits;
-    const auto mask = hn::Set(d, kRedAndBlue);
-    pixels =
-        hn::Or(hn::AndNot(mask, pixels), hn::RotateRight<2 * kChannelBits>(hn::And(mask, pixels)));
-  }
-  hn::StoreU(pixels, d, reinterpret_cast<Pixel*>(to));
+  const V clamped = hn::Min(positive, hn::Set(Floats(), Samples::kOne));
+  const V ordered = hn::BitCast(
+      Floats(),
+      hn::TableLookupBytes(hn::BitCast(hn::Repartition<std::uint8_t, Floats>(), clamped), order));
+  hn::StoreU(Samples::ToPixels(ordered), Pixels<Pixel>(), reinterpret_cast<Pixel*>(to));
 }
 
-// Of two roundings, so that all instruction sets give the same bits.
-HWY_INLINE V ProductPlus(V a, V b, V c) { return hn::Add(hn::Mul(a, b), c); }
-HWY_INLINE V NegProductPlus(V a, V b, V c) { return hn::Sub(c, hn::Mul(a, b)); }
+// A pixel's channels as floats, with red and blue exchanged where that is wanted.
+HWY_INLINE hn::Vec<hn::Repartition<std::uint8_t, Floats>> ChannelOrder(bool swaps) {
+  alignas(16) static constexpr std::uint8_t kKept[16] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                         8, 9, 10, 11, 12, 13, 14, 15};
+  alignas(16) static constexpr std::uint8_t kSwapped[16] = {8, 9, 10, 11, 4,  5,  6,  7,
+                                                            0, 1, 2,  3,  12, 13, 14, 15};
+  return hn::LoadDup128(hn::Repartition<std::uint8_t, Floats>(), swaps ? kSwapped : kKept);
+}
+
+// The weights as vectors, which stores cannot change behind the compiler's back.
+struct WaveWeights {
+  V bend, change, difference;
+
+  HWY_INLINE WaveWeights(const SlidingCosines::Cosine& cosine, float scale) {
+    const Floats d;
+    bend = hn::Set(d, cosine.bend);
+    change = hn::Set(d, cosine.change * scale);
+    difference = hn::Set(d, cosine.difference * scale);
+  }
+};
+struct WindowWeights {
+  V constant;
+  WaveWeights first, second, third, fourth;
+
+  HWY_INLINE WindowWeights(const SlidingCosines& weights, float scale)
+      : first(weights.cosines[0], scale),
+        second(weights.cosines[1], scale),
+        third(weights.cosines[2], scale),
+        fourth(weights.cosines[3], scale) {
+    constant = hn::Set(Floats(), weights.constant * scale);
+  }
+};
+static_assert(SlidingCosines::kCosines == 4);
 
 // The sums of one cosine's window, and how they last changed.
 struct Wave {
   V sum, step;
 
-  HWY_INLINE void Advance(const SlidingCosines::Cosine& cosine, V change, V total) {
-    const Floats d;
-    const V drive = ProductPlus(hn::Set(d, cosine.change), change,
-                                hn::Mul(hn::Set(d, cosine.difference), total));
-    step = NegProductPlus(hn::Set(d, cosine.bend), sum, hn::Add(step, drive));
+  HWY_INLINE void Advance(const WaveWeights& weights, V change, V total) {
+    step = hn::NegMulAdd(
+        weights.bend, sum,
+        hn::MulAdd(weights.change, change, hn::MulAdd(weights.difference, total, step)));
     sum = hn::Add(sum, step);
   }
   HWY_INLINE void Begin(float sum_weight, float step_weight, V pixels) {
     const Floats d;
-    sum = ProductPlus(hn::Set(d, sum_weight), pixels, sum);
-    step = ProductPlus(hn::Set(d, step_weight), pixels, step);
+    sum = hn::MulAdd(hn::Set(d, sum_weight), pixels, sum);
+    step = hn::MulAdd(hn::Set(d, step_weight), pixels, step);
+  }
+  HWY_INLINE void Scale(V scale) {
+    sum = hn::Mul(sum, scale);
+    step = hn::Mul(step, scale);
   }
 };
-static_assert(SlidingCosines::kCosines == 4);
 
 // The window of one vector of lines.
 struct Window {
@@ -245,51 +284,198 @@ struct Window {
     fourth.Begin(start.sums[3], start.steps[3], pixels);
     entered = pixels;
   }
-  HWY_INLINE void Advance(const SlidingCosines& weights, V enters, V leaves) {
+  // Of the results. What is read keeps its own.
+  HWY_INLINE void Scale(float scale) {
+    const V factor = hn::Set(Floats(), scale);
+    first.Scale(factor);
+    second.Scale(factor);
+    third.Scale(factor);
+    fourth.Scale(factor);
+  }
+  HWY_INLINE void Advance(const WindowWeights& weights, V enters, V leaves) {
     const V change = hn::Sub(hn::Sub(enters, entered), hn::Sub(leaves, left));
     const V total = hn::Add(entered, leaves);
     plain = hn::Add(plain, hn::Sub(enters, leaves));
-    first.Advance(weights.cosines[0], change, total);
-    second.Advance(weights.cosines[1], change, total);
-    third.Advance(weights.cosines[2], change, total);
-    fourth.Advance(weights.cosines[3], change, total);
+    first.Advance(weights.first, change, total);
+    second.Advance(weights.second, change, total);
+    third.Advance(weights.third, change, total);
+    fourth.Advance(weights.fourth, change, total);
     entered = enters;
     left = leaves;
   }
-  HWY_INLINE V Value(const SlidingCosines& weights, float scale) const {
-    const Floats d;
-    const V waves = hn::Add(hn::Add(first.sum, second.sum), hn::Add(third.sum, fourth.sum));
-    return hn::Mul(ProductPlus(hn::Set(d, weights.constant), plain, waves), hn::Set(d, scale));
+  HWY_INLINE V Value(const WindowWeights& weights) const {
+    return hn::Add(hn::MulAdd(weights.constant, plain, hn::Add(first.sum, second.sum)),
+                   hn::Add(third.sum, fourth.sum));
   }
 };
+
+// Lines that are blurred at a time: as many vectors of them as there are registers for, so that
+// one's arithmetic fills the gaps of the other's.
+constexpr std::size_t kVectorsAtATime = kLaneCount >= 16 ? 2 : 1;
+constexpr std::size_t kPixelsAtATime = kVectorsAtATime * kPixelCount;
 
 // Blurs `places` of the lines that begin `lane` channels behind a place's first, with sums that
 // begin at `anchor`. `to` is of the first place. `kIsFar` tells that places are so far apart in
 // memory that the CPU does not see which it will need.
 template <class In, class Out, bool kIsFar>
-void BlurLanes(const LineOfPixels& line, std::size_t lane, const SlidingCosines& weights,
+void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
                std::int32_t anchor, const Span& places, bool swaps, std::byte* to,
                std::size_t to_stride) {
-  constexpr std::size_t kInBytes = sizeof(typename In::Pixel) / 4;
+  constexpr bool kHasSecond = kVectorsAtATime == 2;
+  constexpr std::size_t kInBytes = kPixelCount * sizeof(typename In::Pixel);
+  constexpr std::size_t kOutBytes = kPixelCount * sizeof(typename Out::Pixel);
   constexpr std::int32_t kPlacesAhead = 16;
+  constexpr float kScale = Out::kOne / In::kOne;
+  const std::size_t lane_bytes = lane * (sizeof(typename In::Pixel) / 4);
+  const SlidingCosines& weights = *memory.weights;
   const std::int32_t reach = weights.reach;
-  const auto load = [&](std::int32_t place)
-                        HWY_ATTR { return In::Load(line.At(place) + lane * kInBytes); };
-  Window window;
+  const WindowWeights window_weights(weights, kScale);
+  const auto order = ChannelOrder(swaps);
+  Window window, second;
   std::int32_t place = anchor - reach;
   if (!line.mirrors && place < line.image.first) place = std::min(line.image.first, anchor + reach);
   for (; place <= anchor + reach; ++place) {
-    window.Begin(weights.start[static_cast<std::size_t>(place - anchor + reach)], load(place));
+    const auto& start = weights.start[static_cast<std::size_t>(place - anchor + reach)];
+    const std::byte* const from = line.At(place) + lane_bytes;
+    window.Begin(start, In::Load(from));
+    if constexpr (kHasSecond) second.Begin(start, In::Load(from + kInBytes));
   }
-  for (place = anchor; place < places.first; ++place) {
-    window.Advance(weights, load(place + reach + 1), load(place - reach));
-  }
-  for (;;) {
-    Store<Out>(window.Value(weights, Out::kOne / In::kOne), swaps, to);
-    if (++place == places.end) return;
+  window.Scale(kScale);
+  second.Scale(kScale);
+  const auto store = [&](const Window& one, const Window& other) HWY_ATTR {
+    Store<Out>(one.Value(window_weights), order, to);
+    if constexpr (kHasSecond) Store<Out>(other.Value(window_weights), order, to + kOutBytes);
     to += to_stride;
-    if constexpr (kIsFar) hwy::Prefetch(line.At(place + reach + kPlacesAhead) + lane * kInBytes);
-    window.Advance(weights, load(place + reach), load(place - reach - 1));
+  };
+  // Moves the windows to the places up to `end`, and stores what they have there.
+  place = anchor;
+  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
+    while (place < end) {
+      const LineOfPixels::Stretch enters = line.From(place + 1 + reach);
+      const LineOfPixels::Stretch leaves = line.From(place - reach);
+      const std::int32_t count = std::min({end - place, enters.count, leaves.count});
+      const std::byte* in = enters.data + lane_bytes;
+      const std::byte* out = leaves.data + lane_bytes;
+      // Copies, which stay in registers.
+      const WindowWeights own_weights = window_weights;
+      const auto own_order = order;
+      Window one = window, other = second;
+      std::byte* own_to = to;
+      for (std::int32_t i = 0; i < count; ++i, in += enters.stride, out += leaves.stride) {
+        if constexpr (kIsFar) {
+          // Where there is nothing, it does no harm.
+          hwy::Prefetch(reinterpret_cast<const std::byte*>(
+              reinterpret_cast<std::uintptr_t>(in) +
+              static_cast<std::uintptr_t>(kPlacesAhead * enters.stride)));
+        }
+        one.Advance(own_weights, In::Load(in), In::Load(out));
+        if constexpr (kHasSecond) {
+          other.Advance(own_weights, In::Load(in + kInBytes), In::Load(out + kInBytes));
+        }
+        if constexpr (decltype(stores)::value) {
+          Store<Out>(one.Value(own_weights), own_order, own_to);
+          if constexpr (kHasSecond) {
+            Store<Out>(other.Value(own_weights), own_order, own_to + kOutBytes);
+          }
+          own_to += to_stride;
+        }
+      }
+      window = one;
+      second = other;
+      to = own_to;
+      place += count;
+    }
+  };
+  advance(places.first, std::false_type());
+  store(window, second);
+  advance(places.end - 1, std::true_type());
+}
+
+// The sums of `kCount` places ahead, each without the pixels that are still to come.
+template <std::int32_t kCount>
+struct SumsAhead {
+  V next;
+  SumsAhead<kCount - 1> others;
+
+  HWY_INLINE SumsAhead() { next = hn::Zero(Floats()); }
+  // Adds a pixel to all, and gives the sum that has its last.
+  HWY_INLINE V Add(const V* weights, V pixels) {
+    const V complete = hn::MulAdd(weights[0], pixels, next);
+    next = others.Add(weights + 1, pixels);
+    return complete;
+  }
+};
+template <>
+struct SumsAhead<0> {
+  HWY_INLINE SumsAhead() {}
+  HWY_INLINE V Add(const V* weights, V pixels) { return hn::Mul(weights[0], pixels); }
+};
+
+// The same for a short reach, with all weights. Each pixel is read and converted once.
+template <class In, class Out, std::int32_t kReach>
+void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
+                    std::int32_t /*anchor*/, const Span& places, bool swaps, std::byte* to,
+                    std::size_t to_stride) {
+  constexpr bool kHasSecond = kVectorsAtATime == 2;
+  constexpr std::size_t kInBytes = kPixelCount * sizeof(typename In::Pixel);
+  constexpr std::size_t kOutBytes = kPixelCount * sizeof(typename Out::Pixel);
+  const std::size_t lane_bytes = lane * (sizeof(typename In::Pixel) / 4);
+  const auto order = ChannelOrder(swaps);
+  V weights[2 * kReach + 1];
+  for (std::int32_t n = -kReach; n <= kReach; ++n) {
+    weights[n + kReach] =
+        hn::Set(Floats(), memory.short_weights[static_cast<std::size_t>(std::abs(n))] *
+                              (Out::kOne / In::kOne));
+  }
+  SumsAhead<2 * kReach> sums, second;
+  std::int32_t place = places.first - kReach;
+  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
+    while (place < end) {
+      const LineOfPixels::Stretch stretch = line.From(place);
+      const std::int32_t count = std::min(end - place, stretch.count);
+      const std::byte* from = stretch.data + lane_bytes;
+      // Copies, which stay in registers.
+      SumsAhead<2 *kReach> one = sums, other = second;
+      const auto own_order = order;
+      std::byte* own_to = to;
+      for (std::int32_t i = 0; i < count; ++i, from += stretch.stride) {
+        const V result = one.Add(weights, In::Load(from));
+        V other_result = result;
+        if constexpr (kHasSecond) other_result = other.Add(weights, In::Load(from + kInBytes));
+        if constexpr (decltype(stores)::value) {
+          Store<Out>(result, own_order, own_to);
+          if constexpr (kHasSecond) Store<Out>(other_result, own_order, own_to + kOutBytes);
+          own_to += to_stride;
+        }
+      }
+      sums = one;
+      second = other;
+      to = own_to;
+      place += count;
+    }
+  };
+  advance(places.first + kReach, std::false_type());
+  advance(places.end + kReach, std::true_type());
+}
+
+template <class In, class Out, bool kIsFar>
+auto ChooseBlur(std::int32_t reach) {
+  static_assert(kShortReach == 6);
+  switch (reach) {
+    case 1:
+      return BlurShortLanes<In, Out, 1>;
+    case 2:
+      return BlurShortLanes<In, Out, 2>;
+    case 3:
+      return BlurShortLanes<In, Out, 3>;
+    case 4:
+      return BlurShortLanes<In, Out, 4>;
+    case 5:
+      return BlurShortLanes<In, Out, 5>;
+    case 6:
+      return BlurShortLanes<In, Out, 6>;
+    default:
+      return BlurLanes<In, Out, kIsFar>;
   }
 }
 
@@ -300,29 +486,28 @@ void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, 
   constexpr std::size_t kOutBytes = sizeof(typename Out::Pixel);
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
+  const auto blur = ChooseBlur<In, Out, true>(pass.constants.reach);
   const Span rows = {top + pass.offset_y, bottom + pass.offset_y};
-  for (std::int32_t x = arguments.left; x < arguments.right; x += kPixelCount) {
+  for (std::int32_t x = arguments.left; x < arguments.right; x += kPixelsAtATime) {
     const auto column = static_cast<std::size_t>(x + pass.offset_x);
     LineOfPixels line = pass.Line();
     line.data = texture.data + pass.held.first * texture.pitch + column * kInBytes;
     line.stride = static_cast<std::ptrdiff_t>(texture.pitch);
-    const std::size_t count = std::min<std::size_t>(kPixelCount, arguments.right - x);
+    const std::size_t count = std::min<std::size_t>(kPixelsAtATime, arguments.right - x);
     for (Span piece = pass.FirstPiece(rows); piece.Count() > 0;
          piece = pass.NextPiece(piece, rows)) {
       std::byte* const to = target.data + (piece.first - pass.offset_y) * target.pitch +
                             static_cast<std::size_t>(x) * kOutBytes;
       const std::int32_t anchor = pass.Anchor(piece.first);
-      if (count == kPixelCount) {
-        BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, to,
-                                 target.pitch);
+      if (count == kPixelsAtATime) {
+        blur(line, 0, memory, anchor, piece, pass.swaps, to, target.pitch);
         continue;
       }
       // What lies behind the last column is not ours.
-      constexpr std::size_t kStride = kPixelCount * kOutBytes;
+      constexpr std::size_t kStride = kPixelsAtATime * kOutBytes;
       const auto piece_count = static_cast<std::size_t>(piece.Count());
       std::byte* const results = memory.results.Take(piece_count * kStride);
-      BlurLanes<In, Out, true>(line, 0, *memory.weights, anchor, piece, pass.swaps, results,
-                               kStride);
+      blur(line, 0, memory, anchor, piece, pass.swaps, results, kStride);
       for (std::size_t i = 0; i < piece_count; ++i) {
         std::memcpy(to + i * target.pitch, results + i * kStride, count * kOutBytes);
       }
@@ -392,6 +577,7 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
   using OutPixel = typename Out::Pixel;
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
+  const auto blur = ChooseBlur<In, Out, false>(pass.constants.reach);
   const Span columns = {arguments.left + pass.offset_x, arguments.right + pass.offset_x};
   for (std::int32_t y = top; y < bottom; y += kRowsAtATime) {
     for (Span piece = pass.FirstPiece(columns); piece.Count() > 0;
@@ -421,10 +607,9 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
       line.data = reinterpret_cast<const std::byte*>(pixels);
       line.stride = kRowsAtATime * sizeof(InPixel);
       line.held = read;
-      for (std::size_t row = 0; row < kRowsAtATime; row += kPixelCount) {
-        BlurLanes<In, Out, false>(line, 4 * row, *memory.weights, anchor, piece, pass.swaps,
-                                  reinterpret_cast<std::byte*>(results + row),
-                                  kRowsAtATime * sizeof(OutPixel));
+      for (std::size_t row = 0; row < kRowsAtATime; row += kPixelsAtATime) {
+        blur(line, 4 * row, memory, anchor, piece, pass.swaps,
+             reinterpret_cast<std::byte*>(results + row), kRowsAtATime * sizeof(OutPixel));
       }
       ScatterLines(results, piece.Count(), to);
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace Vantra::Render::Simd {
 
@@ -37,6 +38,19 @@ struct LineOfPixels {
 
   const std::byte* At(std::int32_t place) const {
     return held.Holds(place) ? data + (place - held.first) * stride : AtEdge(place);
+  }
+
+  // A place and `count` - 1 that follow it in memory, or have nothing, as it does.
+  struct Stretch {
+    const std::byte* data;
+    std::ptrdiff_t stride;
+    std::int32_t count;
+  };
+  Stretch From(std::int32_t place) const {
+    if (held.Holds(place)) return {At(place), stride, held.end - place};
+    if (mirrors) return {AtEdge(place), 0, 1};
+    const bool is_before = place < held.first && held.Count() > 0;
+    return {nothing, 0, is_before ? held.first - place : std::numeric_limits<std::int32_t>::max()};
   }
 
   // The place in the image that stands for one beyond it.

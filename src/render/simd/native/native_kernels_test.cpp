@@ -313,11 +313,9 @@ TEST(NativeKernels, GaussianLinesFollowTheFormula) {
   }
 }
 
-TEST(NativeKernels, GaussianLinesDoNotDependOnBandsPartsAndInstructions) {
+TEST(NativeKernels, GaussianLinesDoNotDependOnBandsAndParts) {
   const NativeKernel& kernel = Find("platform_d2d_builtin_gaussian_line");
   constexpr std::int32_t kAlong = 1400, kAcross = 37;
-  std::vector<Image> first_results;
-  std::size_t turn = 0;
   OnEachTarget([&] {
     for (const bool in_columns : {false, true}) {
       for (const bool mirrors : {false, true}) {
@@ -331,8 +329,6 @@ TEST(NativeKernels, GaussianLinesDoNotDependOnBandsPartsAndInstructions) {
         Pass(constants, source, whole, all).Run(kernel);
         Pass(constants, source, bands, all).Run(kernel, 5);
         EXPECT_EQ(bands, whole);
-        if (first_results.size() < 4) first_results.push_back(whole);
-        EXPECT_EQ(first_results[turn++ % 4], whole);
         // A part, drawn from what it has to be drawn from.
         constexpr std::int32_t kFirst = 1000, kEnd = 1100;
         const std::int32_t from =
