@@ -15,10 +15,11 @@ bool IsWholeOffset(const PixelArguments& arguments) {
 }
 
 std::span<const NativeKernel> GetNativeKernelTable() {
-  static constexpr std::array<NativeKernel, 3> kTable = {{
+  static constexpr std::array<NativeKernel, 4> kTable = {{
       {"platform_d2d_builtin_convolve_matrix", RunConvolveMatrix, AcceptsConvolveMatrix},
       {"platform_d2d_builtin_gaussian_line", RunGaussianLine, AcceptsGaussianLine},
       {"platform_d2d_builtin_morphology", RunMorphology, AcceptsMorphology},
+      {"platform_d2d_transform_samples", RunTransform, AcceptsTransform},
   }};
   return kTable;
 }

@@ -27,6 +27,8 @@ bool RunGaussianLine(const PixelArguments& arguments, std::int32_t top, std::int
 bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands);
 bool RunMorphology(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
 bool AcceptsMorphology(const PixelArguments& arguments, Bands* bands);
+bool RunTransform(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
+bool AcceptsTransform(const PixelArguments& arguments, Bands* bands);
 
 // A compute program run from planes of the host to a picture of the host: it writes rows `top` up
 // to and without `bottom`, a pixel for a word.
