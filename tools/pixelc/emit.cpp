@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "divergence.h"
+#include "flatten.h"
 #include "flow_regions.h"
 #include "lane_writer.h"
 #include "needs.h"
@@ -64,11 +65,10 @@ CodeText WriteKernel(const Analysis& analysis, bool has_row) {
   const std::string left = program.is_compute ? "0" : "arguments.left";
   const std::string right = program.is_compute ? "arguments.width" : "arguments.right";
   const std::string tail = has_row ? ", tape);" : ");";
-  const std::string count = program.is_compute ? "" : ", Min(kLanes, " + right + " - x)";
+  const std::string count = program.is_compute ? "" : ", count";
   const std::string rest = "(arguments, x, y" + count + tail;
 
   CodeText vectors;
-  if (has_row) vectors.Line("tape.Rewind();");
   if (has_interval) {
     CodeText inside;
     inside.Line(program.name + "_Lanes" + rest);
@@ -89,7 +89,15 @@ CodeText WriteKernel(const Analysis& analysis, bool has_row) {
     row.Line(program.name + "_Row(arguments, y, tape" + (has_interval ? ", &interval);" : ");"));
     row.Line("if (tape.Failed()) return false;");
   }
-  row.Block("for (int32_t x = " + left + "; x < " + right + "; x += kLanes)", vectors);
+  if (program.is_compute) {
+    row.Block("for (int32_t x = 0; x < arguments.width; x += kLanes)", vectors);
+  } else {
+    // The first vector ends where the target's cache lines do, so that no later one lies across.
+    CodeText step;
+    step.Line("count = Min(kLanes - x % kLanes, arguments.right - x);");
+    step.Append(vectors);
+    row.Block("for (int32_t x = arguments.left, count = 0; x < arguments.right; x += count)", step);
+  }
   CodeText body;
   if (has_row) body.Line("Tape& tape = ThreadTape();");
   body.Block("for (int32_t y = top; y < bottom; ++y)", row);
@@ -102,10 +110,24 @@ CodeText WriteKernel(const Analysis& analysis, bool has_row) {
   return kernel;
 }
 
+// Brings a program into the form that lanes run fastest.
+void Prepare(Program& program) {
+  Normalize(program);
+  for (bool changed = true; changed;) {
+    const FlowRegions flow(program);
+    const Divergence divergence(program, flow);
+    changed = RaiseUniforms(program, flow, divergence);
+    changed |= FlattenBranches(program, divergence);
+    if (changed) Normalize(program);
+  }
+  SimplifyValues(program);
+  Normalize(program);
+}
+
 }  // namespace
 
 std::string EmitProgram(Program program, std::uint64_t hash) {
-  Normalize(program);
+  Prepare(program);
   const FlowRegions flow(program);
   const Divergence divergence(program, flow);
   const Needs needs(program, flow, divergence);

@@ -28,11 +28,12 @@ CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
     head.Line("LocalArray<" + std::string(type == Type::kBool ? "U" : LaneType(type)) + ", " +
               std::to_string(program.arrays[i].size) + "> " + array + ";");
   }
+  if (flow.Mentions("records")) head.Line("Tape::Records records = tape.Read();");
   if (flow.Mentions("result")) head.Line("Color result = TransparentBlack();");
   head.Append(flow);
   if (flow.Mentions("result")) head.Line("StoreResult(arguments, x, y, count, result);");
   CodeText function;
-  const std::string tape = has_tape ? ", Tape& tape" : "";
+  const std::string tape = has_tape ? ", [[maybe_unused]] const Tape& tape" : "";
   const std::string count = program.is_compute ? "" : ", int32_t count";
   function.Block("static void " + name + "([[maybe_unused]] const " +
                      (program.is_compute ? "ComputeArguments" : "PixelArguments") +
@@ -46,7 +47,7 @@ CodeText LaneWriter::WriteBlock(BlockId block, const std::string& mask) {
   CodeText own;
   for (const Instruction& instruction : analysis_.program.blocks[block].instructions) {
     if (instruction.results.empty()) {
-      WriteEffect(instruction, mask, own);
+      WriteEffect(instruction, block, mask, own);
       continue;
     }
     const ValueId value = instruction.results[0];
@@ -64,7 +65,7 @@ CodeText LaneWriter::WriteBlock(BlockId block, const std::string& mask) {
   }
   CodeText out;
   for (const Record& record : RecordsOf(analysis_, block)) {
-    out.Line("[[maybe_unused]] const auto& " + record.name + " = *tape.Next<" + record.type +
+    out.Line("[[maybe_unused]] const auto& " + record.name + " = *records.Next<" + record.type +
              ">();");
   }
   out.Append(own);
@@ -171,11 +172,20 @@ std::string LaneWriter::LaneValue(const Instruction& instruction) const {
   return Call(FunctionOf(instruction.op), operands);
 }
 
-void LaneWriter::WriteEffect(const Instruction& instruction, const std::string& mask,
-                             CodeText& out) const {
+void LaneWriter::WriteEffect(const Instruction& instruction, BlockId block,
+                             const std::string& mask, CodeText& out) const {
   const std::string all = mask.empty() ? "Broadcast(true)" : mask;
   switch (instruction.op) {
     case Op::kResult: {
+      if (block == 0 || (analysis_.flow.InnermostLoop(block) == 0 &&
+                         analysis_.flow.AlwaysReaches(0, 0, block))) {
+        std::string color;
+        for (const ValueId channel : instruction.operands) {
+          color += (color.empty() ? "" : ", ") + Lanes(channel);
+        }
+        out.Line("StoreResult(arguments, x, y, count, {" + color + "});");
+        return;
+      }
       for (std::size_t channel = 0; channel < 4; ++channel) {
         const std::string place = std::string("result.") + "rgba"[channel];
         const std::string value = Lanes(instruction.operands[channel]);

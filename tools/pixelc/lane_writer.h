@@ -27,7 +27,8 @@ class LaneWriter : public InstructionWriter {
   std::string LaneName(ValueId value) const;
   void WriteLanes(const Instruction& instruction, CodeText& out) const;
   void WriteRead(const Instruction& read, BlockId block, CodeText& out) const;
-  void WriteEffect(const Instruction& instruction, const std::string& mask, CodeText& out) const;
+  void WriteEffect(const Instruction& instruction, BlockId block, const std::string& mask,
+                   CodeText& out) const;
   std::string LaneValue(const Instruction& instruction) const;
 };
 

@@ -384,10 +384,10 @@ TEST(Tape, GivesBackWhatWasPushedAndKeepsItsMemory) {
       tape.Push<Large>()->numbers[19] = i;
     }
     for (int pass = 0; pass < 2; ++pass) {
-      tape.Rewind();
+      Tape::Records records = tape.Read();
       for (int i = 0; i < 1000; ++i) {
-        ASSERT_EQ(tape.Next<Small>()->flag, i % 3 == 0);
-        ASSERT_EQ(tape.Next<Large>()->numbers[19], i);
+        ASSERT_EQ(records.Next<Small>()->flag, i % 3 == 0);
+        ASSERT_EQ(records.Next<Large>()->numbers[19], i);
       }
     }
   }

@@ -30,17 +30,29 @@ class Tape {
   Record* Push() {
     Check<Record>();
     if (static_cast<std::size_t>(end_ - position_) < sizeof(Record)) Grow();
-    return reinterpret_cast<Record*>(Advance<Record>());
+    std::byte* const record = position_;
+    position_ += BytesOf<Record>();
+    return reinterpret_cast<Record*>(record);
   }
 
-  // Reads from the first record on. The records are of the types, and in the order, in which they
-  // were pushed.
-  void Rewind() { position_ = memory_; }
-  template <class Record>
-  const Record* Next() {
-    Check<Record>();
-    return reinterpret_cast<const Record*>(Advance<Record>());
-  }
+  // The records from the first on, of the types, and in the order, in which they were pushed. The
+  // place is the reader's own, so that it can stay in a register.
+  class Records {
+   public:
+    explicit Records(const std::byte* first) : position_(first) {}
+
+    template <class Record>
+    const Record* Next() {
+      Check<Record>();
+      const auto* const record = reinterpret_cast<const Record*>(position_);
+      position_ += BytesOf<Record>();
+      return record;
+    }
+
+   private:
+    const std::byte* position_;
+  };
+  Records Read() const { return Records(memory_); }
 
   bool Failed() const { return failed_; }
 
@@ -55,10 +67,8 @@ class Tape {
   }
 
   template <class Record>
-  std::byte* Advance() {
-    std::byte* const record = position_;
-    position_ += (sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
-    return record;
+  static constexpr std::size_t BytesOf() {
+    return (sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
   }
 
   [[gnu::noinline, gnu::cold]] void Grow() {

@@ -15,7 +15,8 @@ bool IsWholeOffset(const PixelArguments& arguments) {
 }
 
 std::span<const NativeKernel> GetNativeKernelTable() {
-  static constexpr std::array<NativeKernel, 2> kTable = {{
+  static constexpr std::array<NativeKernel, 3> kTable = {{
+      {"platform_d2d_builtin_convolve_matrix", RunConvolveMatrix, AcceptsConvolveMatrix},
       {"platform_d2d_builtin_gaussian_line", RunGaussianLine, AcceptsGaussianLine},
       {"platform_d2d_builtin_morphology", RunMorphology, AcceptsMorphology},
   }};

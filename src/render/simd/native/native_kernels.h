@@ -21,6 +21,8 @@ struct NativeKernel {
 };
 
 // The kernels, and what they accept.
+bool RunConvolveMatrix(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
+bool AcceptsConvolveMatrix(const PixelArguments& arguments, Bands* bands);
 bool RunGaussianLine(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
 bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands);
 bool RunMorphology(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
