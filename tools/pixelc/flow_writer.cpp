@@ -288,8 +288,8 @@ void FlowWriter::WriteArrival(LoopId region, BlockId from, BlockId node, const s
   const std::string lanes = mask.empty() ? "Broadcast(true)" : mask;
   const bool is_first =
       assigned_.insert(MaskOf(node)).second && analysis_.flow.InnermostLoop(from) == region;
-  out.Line(MaskOf(node) + " = " +
-           (is_first ? lanes : "Or(" + MaskOf(node) + ", " + lanes + ")") + ";");
+  out.Line(MaskOf(node) + " = " + (is_first ? lanes : "Or(" + MaskOf(node) + ", " + lanes + ")") +
+           ";");
 }
 
 // The row function's way from a node that it passes over, or at which pixels part, to the first

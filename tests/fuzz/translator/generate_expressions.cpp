@@ -33,22 +33,24 @@ Expr Generator::Fold(const Expr& value) {
     // Their components are kept already; products of matrices are scaled down.
     return program_.exact || value->kind != Expression::Kind::kOperation
                ? value
-               : Make(Op::kMul, value, {F(0.03125F)});
+               : Operation{Op::kMul, value, {F(0.03125F)}};
   }
   if (program_.exact) {
-    return Make(Op::kMul,
-                Make(Op::kFloor, Make(Op::kMul, Make(Op::kClamp, value, {F(-8), F(8)}), {F(8)})),
-                {F(0.125F)});
+    return Operation{
+        Op::kMul,
+        Operation{Op::kFloor,
+                  Operation{Op::kMul, Operation{Op::kClamp, value, {F(-8), F(8)}}, {F(8)}}},
+        {F(0.125F)}};
   }
   switch (Below(5)) {
     case 0:
-      return Make(Op::kFloatMod, value, {F(7)});
+      return Operation{Op::kFloatMod, value, {F(7)}};
     case 1:
-      return Make(Op::kSin, Make(Op::kClamp, value, {F(-100), F(100)}));
+      return Operation{Op::kSin, Operation{Op::kClamp, value, {F(-100), F(100)}}};
     case 2:
-      return Make(Op::kDiv, value, {Make(Op::kAdd, Make(Op::kAbs, value), {F(1)})});
+      return Operation{Op::kDiv, value, {Operation{Op::kAdd, Operation{Op::kAbs, value}, {F(1)}}}};
     default:
-      return Make(Op::kClamp, value, {F(-8), F(8)});
+      return Operation{Op::kClamp, value, {F(-8), F(8)}};
   }
 }
 
@@ -77,21 +79,22 @@ Expr Generator::Matrix(const Type& type, int depth) {
   if (depth > 0) {
     switch (Below(program_.exact ? 6 : 8)) {
       case 0:
-        return Kept(Make(Op::kMatrixMul, leaf(), {leaf()}));
+        return Kept(Operation{Op::kMatrixMul, leaf(), {leaf()}});
       case 1:
-        return Make(Op::kTranspose, leaf());
+        return Operation{Op::kTranspose, leaf()};
       case 2:
-        return Kept(Make(Chance(50) ? Op::kAdd : Op::kSub, leaf(), {leaf()}));
+        return Kept(Operation{Chance(50) ? Op::kAdd : Op::kSub, leaf(), {leaf()}});
       case 3:
-        return Kept(Make(Op::kOuterProduct, type, {FloatLeaf(column), FloatLeaf(column)}));
+        return Kept(Operation{Op::kOuterProduct, type, {FloatLeaf(column), FloatLeaf(column)}});
       case 4:
-        return Kept(Make(Op::kMatrixCompMult, leaf(), {leaf()}));
+        return Kept(Operation{Op::kMatrixCompMult, leaf(), {leaf()}});
       case 5:
         return leaf();
       default:
         // Far from singular.
-        return Make(Op::kInverse, Make(Op::kAdd, Make(Op::kMul, leaf(), {F(0.125F)}),
-                                       {Construct(type, {F(11)})}));
+        return Operation{Op::kInverse, Operation{Op::kAdd,
+                                                 Operation{Op::kMul, leaf(), {F(0.125F)}},
+                                                 {Construct(type, {F(11)})}}};
     }
   }
   return leaf();
@@ -126,7 +129,7 @@ Expr Generator::UniformInt() {
     case 1:
       return Element(Use(5), I(Below(6)), kIntType);
     case 2:
-      return Construct(kIntType, {Swizzle(Make(Op::kInputPosition, Vec(Scalar::kFloat, 2), {}),
+      return Construct(kIntType, {Swizzle(Operation{Op::kInputPosition, Vec(Scalar::kFloat, 2), {}},
                                           {1})});  // uniform over a row
     default:
       return constant;
@@ -134,7 +137,8 @@ Expr Generator::UniformInt() {
 }
 
 Expr Generator::Position() {
-  return Construct(Vec(Scalar::kInt, 2), {Make(Op::kInputPosition, Vec(Scalar::kFloat, 2), {})});
+  return Construct(Vec(Scalar::kInt, 2),
+                   {Operation{Op::kInputPosition, Vec(Scalar::kFloat, 2), {}}});
 }
 
 Expr Generator::Read(int depth) {
@@ -142,72 +146,82 @@ Expr Generator::Read(int depth) {
   const Type vec4 = Vec(Scalar::kFloat, 4);
   const Type ivec2 = Vec(Scalar::kInt, 2);
   const int texture = Below(3);
-  const Expr size = Make(Op::kTextureSize, ivec2, {}, texture);
+  const Expr size = Operation{Op::kTextureSize, ivec2, {}, texture};
   const Expr offset =
-      Chance(50) ? Make(Op::kSub, Make(Op::kAnd, IntegerLeaf(ivec2), {I(7)}), {I(3)})
+      Chance(50) ? Operation{Op::kSub, Operation{Op::kAnd, IntegerLeaf(ivec2), {I(7)}}, {I(3)}}
       : Chance(50)
-          ? Construct(ivec2, {Make(Op::kAnd, UniformInt(), {I(3)}), I(Below(5) - 2)})
+          ? Construct(ivec2, {Operation{Op::kAnd, UniformInt(), {I(3)}}, I(Below(5) - 2)})
           : Constant(ivec2, {static_cast<Word>(Below(7) - 3), static_cast<Word>(Below(5) - 2)});
   switch (Below(program_.exact ? 6 : 9)) {
     case 0:
-      return Make(Op::kOwn, vec4, {});
+      return Operation{Op::kOwn, vec4, {}};
     case 1: {
-      const Expr at = Make(Op::kAdd, Position(), {offset});
+      const Expr at = Operation{Op::kAdd, Position(), {offset}};
       return Chance(50) ? FetchAnywhere(at, texture)
-                        : Make(Op::kFetch, vec4, {Inside(at, size)}, texture);
+                        : Operation{Op::kFetch, vec4, {Inside(at, size)}, texture};
     }
     case 2:
-      return Make(Op::kFetch, vec4, {Inside(Integer(ivec2, depth - 1), size)}, texture);
+      return Operation{Op::kFetch, vec4, {Inside(Integer(ivec2, depth - 1), size)}, texture};
     case 3:
       return FetchAnywhere(
-          Make(Op::kSub, Make(Op::kAnd, Integer(ivec2, depth - 1), {I(31)}), {I(3)}), texture);
+          Operation{Op::kSub, Operation{Op::kAnd, Integer(ivec2, depth - 1), {I(31)}}, {I(3)}},
+          texture);
     case 4:
-      return Make(
-          Op::kSample, vec4,
-          {Make(Op::kMul,
-                Make(Op::kAdd, Make(Op::kInputPosition, vec2, {}), {Construct(vec2, {offset})}),
-                {Make(Op::kInputPixel, vec2, {})})},
-          0);
+      return Operation{Op::kSample,
+                       vec4,
+                       {Operation{Op::kMul,
+                                  Operation{Op::kAdd,
+                                            Operation{Op::kInputPosition, vec2, {}},
+                                            {Construct(vec2, {offset})}},
+                                  {Operation{Op::kInputPixel, vec2, {}}}}},
+                       0};
     case 5: {
       const Expr column =
-          Make(Op::kSub, Make(Op::kAnd, Integer(ivec2, depth - 1), {I(31)}), {I(8)});
-      return Make(Op::kSample, vec4,
-                  {Make(Op::kDiv, Make(Op::kAdd, Construct(vec2, {column}), {F(0.5F)}),
-                        {Construct(vec2, {size})})},
-                  texture);
+          Operation{Op::kSub, Operation{Op::kAnd, Integer(ivec2, depth - 1), {I(31)}}, {I(8)}};
+      return Operation{Op::kSample,
+                       vec4,
+                       {Operation{Op::kDiv,
+                                  Operation{Op::kAdd, Construct(vec2, {column}), {F(0.5F)}},
+                                  {Construct(vec2, {size})}}},
+                       texture};
     }
     case 6:
-      return Make(Op::kSample, vec4,
-                  {Make(Op::kMul,
-                        Make(Op::kAdd, Make(Op::kInputPosition, vec2, {}),
-                             {Make(Op::kMul, Construct(vec2, {offset}), {F(0.5F)})}),
-                        {Make(Op::kInputPixel, vec2, {})})},
-                  texture);
+      return Operation{
+          Op::kSample,
+          vec4,
+          {Operation{Op::kMul,
+                     Operation{Op::kAdd,
+                               Operation{Op::kInputPosition, vec2, {}},
+                               {Operation{Op::kMul, Construct(vec2, {offset}), {F(0.5F)}}}},
+                     {Operation{Op::kInputPixel, vec2, {}}}}},
+          texture};
     case 7:
-      return Make(
-          Op::kSample, vec4,
-          {Make(
-              Op::kAdd,
-              Make(Op::kMul, Make(Op::kInputPosition, vec2, {}), {Make(Op::kInputPixel, vec2, {})}),
-              {Constant(vec2, {ToWord(RandomFloat() / 64), ToWord(RandomFloat() / 64)})})},
-          texture);
+      return Operation{
+          Op::kSample,
+          vec4,
+          {Operation{Op::kAdd,
+                     Operation{Op::kMul,
+                               Operation{Op::kInputPosition, vec2, {}},
+                               {Operation{Op::kInputPixel, vec2, {}}}},
+                     {Constant(vec2, {ToWord(RandomFloat() / 64), ToWord(RandomFloat() / 64)})}}},
+          texture};
     default:
-      return Make(Op::kSample, vec4, {Float(vec2, depth - 1)}, texture);
+      return Operation{Op::kSample, vec4, {Float(vec2, depth - 1)}, texture};
   }
 }
 
 Expr Generator::FetchAnywhere(const Expr& at, int texture) {
   const Type vec4 = Vec(Scalar::kFloat, 4);
-  return Construct(vec4, {Swizzle(Make(Op::kFetch, vec4, {at}, texture), {2, 0, 1}), F(1)});
+  return Construct(vec4, {Swizzle(Operation{Op::kFetch, vec4, {at}, texture}, {2, 0, 1}), F(1)});
 }
 
 Expr Generator::Inside(const Expr& at, const Expr& size) {
-  return Make(Op::kClamp, at, {Constant(at->type, {0, 0}), Make(Op::kSub, size, {I(1)})});
+  return Operation{Op::kClamp, at, {Constant(at->type, {0, 0}), Operation{Op::kSub, size, {I(1)}}}};
 }
 
 Expr Generator::Bytes(int depth) {
   return Construct(Vec(Scalar::kUint, 4),
-                   {Make(Op::kAdd, Make(Op::kMul, Read(depth), {F(255)}), {F(0.5F)})});
+                   {Operation{Op::kAdd, Operation{Op::kMul, Read(depth), {F(255)}}, {F(0.5F)}}});
 }
 
 Expr Generator::Part(const Expr& of, const Type& type) {
@@ -243,7 +257,7 @@ Expr Generator::Integer(const Type& type, int depth) {
   };
   const bool is_signed = type.scalar == Scalar::kInt;
   const auto bits = [&](int mask) {
-    return Make(Op::kAnd, Integer(kIntType, depth - 1), {I(mask)});
+    return Operation{Op::kAnd, Integer(kIntType, depth - 1), {I(mask)}};
   };
   switch (Below(24)) {
     case 0:
@@ -251,81 +265,92 @@ Expr Generator::Integer(const Type& type, int depth) {
     case 2: {
       static const std::vector<Op> kPlain = {Op::kAdd, Op::kSub, Op::kMul, Op::kAnd,
                                              Op::kOr,  Op::kXor, Op::kMin, Op::kMax};
-      return Make(Pick(kPlain), sub(), {sub()});
+      return Operation{Pick(kPlain), sub(), {sub()}};
     }
     case 3:
-      return Make(Chance(50) ? Op::kShiftLeft : Op::kShiftRight, sub(),
-                  {Chance(50) ? constant(Below(32)) : Make(Op::kAnd, sub(), {constant(31)})});
+      return Operation{
+          Chance(50) ? Op::kShiftLeft : Op::kShiftRight,
+          sub(),
+          {Chance(50) ? constant(Below(32)) : Operation{Op::kAnd, sub(), {constant(31)}}}};
     case 4: {
-      const Expr divisor = Make(Op::kAdd, Make(Op::kAnd, sub(), {constant(15)}), {constant(1)});
+      const Expr divisor =
+          Operation{Op::kAdd, Operation{Op::kAnd, sub(), {constant(15)}}, {constant(1)}};
       // The smallest int by -1 has no quotient.
       if (is_signed) {
-        return Make(Op::kDiv, Make(Op::kShiftRight, sub(), {constant(1)}),
-                    {Make(Op::kSub, divisor, {constant(Chance(50) ? 20 : 0)})});
+        return Operation{Op::kDiv,
+                         Operation{Op::kShiftRight, sub(), {constant(1)}},
+                         {Operation{Op::kSub, divisor, {constant(Chance(50) ? 20 : 0)}}}};
       }
-      return Make(Op::kDiv, sub(), {divisor});
+      return Operation{Op::kDiv, sub(), {divisor}};
     }
     case 5: {
       static const std::vector<int> kDivisors = {3, 7, 8, 10, 255, 1000003, 16};
       // Of negative numbers, devices give what they like.
-      const Expr of = is_signed ? Make(Op::kAnd, sub(), {constant(0x7FFFFFFF)}) : sub();
-      const Expr by = Make(Op::kAdd, Make(Op::kAnd, sub(), {constant(15)}), {constant(1)});
-      return Make(Chance(30) ? Op::kDiv : Op::kMod, of,
-                  {Chance(50) ? constant(Pick(kDivisors)) : by});
+      const Expr of = is_signed ? Operation{Op::kAnd, sub(), {constant(0x7FFFFFFF)}} : sub();
+      const Expr by =
+          Operation{Op::kAdd, Operation{Op::kAnd, sub(), {constant(15)}}, {constant(1)}};
+      return Operation{
+          Chance(30) ? Op::kDiv : Op::kMod, of, {Chance(50) ? constant(Pick(kDivisors)) : by}};
     }
     case 6:
-      return Make(Chance(50) ? Op::kNeg : Op::kBitNot, sub());
+      // Compilers take an unsigned quotient's negative for the quotient by the negative.
+      return Operation{is_signed && Chance(50) ? Op::kNeg : Op::kBitNot, sub()};
     case 7:
-      if (is_signed) return Make(Chance(60) ? Op::kAbs : Op::kSign, sub());
-      return Make(Op::kClamp, sub(), {constant(Below(9)), constant(9 + Below(300))});
+      if (is_signed) return Operation{Chance(60) ? Op::kAbs : Op::kSign, sub()};
+      return Operation{Op::kClamp, sub(), {constant(Below(9)), constant(9 + Below(300))}};
     case 8: {
       static const std::vector<Op> kCounts = {Op::kBitCount, Op::kFindLsb, Op::kFindMsb};
-      return Convert(Make(Pick(kCounts), ints, {sub()}), type);
+      return Convert(Operation{Pick(kCounts), ints, {sub()}}, type);
     }
     case 9:
-      return Make(Op::kBitReverse, sub());
+      return Operation{Op::kBitReverse, sub()};
     case 10:
-      return Make(Op::kBitExtract, sub(), {bits(15), bits(15)});
+      return Operation{Op::kBitExtract, sub(), {bits(15), bits(15)}};
     case 11:
-      return Make(Op::kBitInsert, sub(), {sub(), bits(15), bits(15)});
+      return Operation{Op::kBitInsert, sub(), {sub(), bits(15), bits(15)}};
     case 12:
-      return Make(Op::kSelect, type, {Bool(kBoolType, depth - 1), sub(), sub()});
+      return Operation{Op::kSelect, type, {Bool(kBoolType, depth - 1), sub(), sub()}};
     case 13:
-      return Make(Op::kMixBool, type,
-                  {sub(), sub(), Bool(Vec(Scalar::kBool, type.rows), depth - 1)});
+      return Operation{
+          Op::kMixBool, type, {sub(), sub(), Bool(Vec(Scalar::kBool, type.rows), depth - 1)}};
     case 14:
       return Construct(type, {Bool(Vec(Scalar::kBool, type.rows), depth - 1)});
     case 15:
-      return Construct(type, {Make(Op::kClamp, Float(floats, depth - 1),
-                                   {F(is_signed ? -1000.0F : 0.0F), F(1000)})});
+      return Construct(type, {Operation{Op::kClamp,
+                                        Float(floats, depth - 1),
+                                        {F(is_signed ? -1000.0F : 0.0F), F(1000)}}});
     case 16: {
       // Zeros may have either sign.
-      const Expr value = program_.exact ? Make(Op::kAbs, FloatLeaf(floats)) : FloatLeaf(floats);
+      const Expr value =
+          program_.exact ? Operation{Op::kAbs, FloatLeaf(floats)} : FloatLeaf(floats);
       if (Chance(70)) {
         const Op op = is_signed ? Op::kFloatBitsToInt : Op::kFloatBitsToUint;
-        const Expr all = Make(op, type, {value});
-        return program_.exact ? all : Make(Op::kShiftRight, all, {constant(12 + Below(12))});
+        const Expr all = Operation{op, type, {value}};
+        return program_.exact ? all : Operation{Op::kShiftRight, all, {constant(12 + Below(12))}};
       }
       const Type pair = Vec(Scalar::kFloat, 2);
-      const Expr half = program_.exact ? Make(Op::kAbs, FloatLeaf(pair)) : Float(pair, depth - 1);
-      return Spread(Convert(Make(Op::kPackHalf, kUintType, {half}), Vec(type.scalar, 1)), type);
+      const Expr half =
+          program_.exact ? Operation{Op::kAbs, FloatLeaf(pair)} : Float(pair, depth - 1);
+      return Spread(Convert(Operation{Op::kPackHalf, kUintType, {half}}, Vec(type.scalar, 1)),
+                    type);
     }
     case 17:
       if (program_.exact) break;
       return Spread(
-          Convert(Chance(50) ? Make(Op::kPackUnorm2, kUintType, {Float(Vec(Scalar::kFloat, 2), 1)})
-                             : Make(Chance(50) ? Op::kPackUnorm4 : Op::kPackSnorm4, kUintType,
-                                    {Float(Vec(Scalar::kFloat, 4), 1)}),
+          Convert(Chance(50)
+                      ? Operation{Op::kPackUnorm2, kUintType, {Float(Vec(Scalar::kFloat, 2), 1)}}
+                      : Operation{Chance(50) ? Op::kPackUnorm4 : Op::kPackSnorm4,
+                                  kUintType,
+                                  {Float(Vec(Scalar::kFloat, 4), 1)}},
                   Vec(type.scalar, 1)),
           type);
     case 18:
     case 19:
       return Part(Bytes(depth), type);
-    case 20:
-      return Spread(
-          Convert(Swizzle(Make(Op::kTextureSize, Vec(Scalar::kInt, 2), {}, Below(3)), {Below(2)}),
-                  Vec(type.scalar, 1)),
-          type);
+    case 20: {
+      const Expr size = Operation{Op::kTextureSize, Vec(Scalar::kInt, 2), {}, Below(3)};
+      return Spread(Convert(Swizzle(size, {Below(2)}), Vec(type.scalar, 1)), type);
+    }
     default:
       break;
   }
@@ -339,10 +364,11 @@ Expr Generator::FloatLeaf(const Type& type) {
   }
   if (Chance(40)) return RandomConstant(type);
   const Type ints = Vec(Scalar::kInt, type.rows);
-  return Make(
-      Op::kSub,
-      Make(Op::kMul, Construct(type, {Make(Op::kAnd, IntegerLeaf(ints), {I(127)})}), {F(0.125F)}),
-      {F(8)});
+  return Operation{Op::kSub,
+                   Operation{Op::kMul,
+                             Construct(type, {Operation{Op::kAnd, IntegerLeaf(ints), {I(127)}}}),
+                             {F(0.125F)}},
+                   {F(8)}};
 }
 
 Expr Generator::Float(const Type& type, int depth) {
@@ -353,54 +379,58 @@ Expr Generator::Float(const Type& type, int depth) {
   switch (Below(program_.exact ? 16 : 34)) {
     case 0:
     case 1:
-      return Make(Chance(50) ? Op::kAdd : Op::kSub, sub(), {sub()});
+      return Operation{Chance(50) ? Op::kAdd : Op::kSub, sub(), {sub()}};
     case 2:
-      return Make(Op::kMul, leaf(), {leaf()});
+      return Operation{Op::kMul, leaf(), {leaf()}};
     case 3: {
       static const std::vector<Op> kSteps = {Op::kFloor, Op::kCeil,  Op::kTrunc, Op::kRoundEven,
                                              Op::kFract, Op::kFract, Op::kSign};
-      return Make(Pick(kSteps), sub());
+      return Operation{Pick(kSteps), sub()};
     }
     case 4:
-      return Make(Chance(50) ? Op::kAbs : Op::kNeg, sub());
+      return Operation{Chance(50) ? Op::kAbs : Op::kNeg, sub()};
     case 5:
-      return Make(Chance(50) ? Op::kMin : Op::kMax, sub(), {sub()});
+      return Operation{Chance(50) ? Op::kMin : Op::kMax, sub(), {sub()}};
     case 6:
-      return Make(Op::kClamp, sub(), {F(-1 - static_cast<float>(Below(4))), F(2)});
+      return Operation{Op::kClamp, sub(), {F(-1 - static_cast<float>(Below(4))), F(2)}};
     case 7:
-      return Make(Op::kFloatMod, leaf(), {F(static_cast<float>(1 << Below(4)) / 2)});
+      return Operation{Op::kFloatMod, leaf(), {F(static_cast<float>(1 << Below(4)) / 2)}};
     case 8:
-      return Make(Op::kStep, leaf(), {sub()});
+      return Operation{Op::kStep, leaf(), {sub()}};
     case 9:
-      return Make(Op::kSelect, type, {Bool(kBoolType, depth - 1), sub(), sub()});
+      return Operation{Op::kSelect, type, {Bool(kBoolType, depth - 1), sub(), sub()}};
     case 10:
-      return Make(Op::kMixBool, type, {sub(), sub(), Bool(bools, depth - 1)});
+      return Operation{Op::kMixBool, type, {sub(), sub(), Bool(bools, depth - 1)}};
     case 11:
-      return Make(Op::kFma, leaf(), {leaf(), leaf()});
+      return Operation{Op::kFma, leaf(), {leaf(), leaf()}};
     case 12:
       if (type.rows > 1) {
         const Type matrix = {.scalar = Scalar::kFloat, .rows = type.rows, .columns = type.rows};
         const Expr by = Matrix(matrix, 0);
-        return Make(Op::kMatrixMul, type,
-                    Chance(50) ? std::vector<Expr>{by, leaf()} : std::vector<Expr>{leaf(), by});
+        return Operation{
+            Op::kMatrixMul, type,
+            Chance(50) ? std::vector<Expr>{by, leaf()} : std::vector<Expr>{leaf(), by}};
       } else {
         const Type vector = Vec(Scalar::kFloat, 2 + Below(3));
-        return Make(Op::kDot, type, {FloatLeaf(vector), FloatLeaf(vector)});
+        return Operation{Op::kDot, type, {FloatLeaf(vector), FloatLeaf(vector)}};
       }
     case 13:
-      if (type.rows == 3) return Make(Op::kCross, leaf(), {leaf()});
+      if (type.rows == 3) return Operation{Op::kCross, leaf(), {leaf()}};
       return Construct(type, {Bool(bools, depth - 1)});
     case 14:
       if (program_.exact) {
-        return Make(Op::kMul, Construct(type, {Part(Bytes(depth), Vec(Scalar::kUint, type.rows))}),
-                    {F(0.125F)});
+        return Operation{Op::kMul,
+                         Construct(type, {Part(Bytes(depth), Vec(Scalar::kUint, type.rows))}),
+                         {F(0.125F)}};
       }
       return Part(Read(depth), type);
     case 15:
-      return Make(Op::kMul,
-                  Construct(type, {Make(Op::kAnd, Integer(Vec(Scalar::kInt, type.rows), depth - 1),
-                                        {I(63)})}),
-                  {F(0.25F)});
+      return Operation{
+          Op::kMul,
+          Construct(
+              type,
+              {Operation{Op::kAnd, Integer(Vec(Scalar::kInt, type.rows), depth - 1), {I(63)}}}),
+          {F(0.25F)}};
     default:
       return RoundedFloat(type, depth);
   }
@@ -409,100 +439,116 @@ Expr Generator::Float(const Type& type, int depth) {
 Expr Generator::RoundedFloat(const Type& type, int depth) {
   const auto sub = [&] { return Float(type, depth - 1); };
   const auto leaf = [&] { return FloatLeaf(type); };
-  const auto positive = [&] { return Make(Op::kAdd, Make(Op::kAbs, sub()), {F(0.125F)}); };
-  const auto within = [&](float limit) { return Make(Op::kClamp, sub(), {F(-limit), F(limit)}); };
+  const auto positive = [&] {
+    return Operation{Op::kAdd, Operation{Op::kAbs, sub()}, {F(0.125F)}};
+  };
+  const auto within = [&](float limit) {
+    return Operation{Op::kClamp, sub(), {F(-limit), F(limit)}};
+  };
   const Type vec3 = Vec(Scalar::kFloat, 3);
   const auto ball = [&](const Type& vector) {
-    return Make(Op::kAdd, Make(Op::kAbs, FloatLeaf(vector)), {F(0.25F)});
+    return Operation{Op::kAdd, Operation{Op::kAbs, FloatLeaf(vector)}, {F(0.25F)}};
   };
   switch (Below(24)) {
     case 0:
-      return Make(Op::kDiv, sub(), {positive()});
+      return Operation{Op::kDiv, sub(), {positive()}};
     case 1:
-      return Make(Chance(50) ? Op::kSqrt : Op::kInverseSqrt, positive());
+      return Operation{Chance(50) ? Op::kSqrt : Op::kInverseSqrt, positive()};
     case 2:
     case 3:
-      return Make(Chance(50) ? Op::kSin : Op::kCos, sub());
+      return Operation{Chance(50) ? Op::kSin : Op::kCos, sub()};
     case 4:
-      return Make(Op::kTan, within(1.25F));
+      return Operation{Op::kTan, within(1.25F)};
     case 5: {
       static const std::vector<Op> kUnit = {Op::kAsin, Op::kAcos, Op::kAtanh};
-      return Make(Pick(kUnit), within(0.96875F));
+      return Operation{Pick(kUnit), within(0.96875F)};
     }
     case 6: {
       static const std::vector<Op> kAll = {Op::kAtan, Op::kAsinh, Op::kTanh, Op::kRadians,
                                            Op::kDegrees};
-      return Make(Pick(kAll), sub());
+      return Operation{Pick(kAll), sub()};
     }
     case 7:
-      return Make(Op::kAtan2, sub(), {leaf()});
+      return Operation{Op::kAtan2, sub(), {leaf()}};
     case 8: {
       static const std::vector<Op> kGrowing = {Op::kSinh, Op::kCosh, Op::kExp, Op::kExp2};
-      return Make(Pick(kGrowing), within(4));
+      return Operation{Pick(kGrowing), within(4)};
     }
     case 9:
-      return Make(Op::kAcosh, Make(Op::kAdd, Make(Op::kAbs, sub()), {F(1.125F)}));
+      return Operation{Op::kAcosh, Operation{Op::kAdd, Operation{Op::kAbs, sub()}, {F(1.125F)}}};
     case 10:
-      return Make(Chance(50) ? Op::kLog : Op::kLog2, positive());
+      return Operation{Chance(50) ? Op::kLog : Op::kLog2, positive()};
     case 11:
-      return Make(Op::kPow, positive(), {within(2)});
+      return Operation{Op::kPow, positive(), {within(2)}};
     case 12:
-      return Make(Op::kMix, leaf(), {leaf(), sub()});
+      return Operation{Op::kMix, leaf(), {leaf(), sub()}};
     case 13:
-      return Make(Op::kSmoothstep, type,
-                  {Spread(F(-1 - RandomFloat() / 16), type), Spread(F(2), type), sub()});
+      return Operation{Op::kSmoothstep,
+                       type,
+                       {Spread(F(-1 - RandomFloat() / 16), type), Spread(F(2), type), sub()}};
     case 14:
-      return Make(Op::kLdexp, sub(),
-                  {Make(Op::kSub, Make(Op::kAnd, Integer(Vec(Scalar::kInt, type.rows), 1), {I(7)}),
-                        {I(3)})});
+      return Operation{
+          Op::kLdexp,
+          sub(),
+          {Operation{Op::kSub,
+                     Operation{Op::kAnd, Integer(Vec(Scalar::kInt, type.rows), 1), {I(7)}},
+                     {I(3)}}}};
     case 15:
       if (type.rows == 1) {
-        return Chance(50) ? Make(Op::kLength, type, {ball(vec3)})
-                          : Make(Op::kDistance, type, {FloatLeaf(vec3), ball(vec3)});
+        return Chance(50) ? Operation{Op::kLength, type, {ball(vec3)}}
+                          : Operation{Op::kDistance, type, {FloatLeaf(vec3), ball(vec3)}};
       }
-      return Make(Op::kNormalize, ball(type));
+      return Operation{Op::kNormalize, ball(type)};
     case 16:
-      return Make(Op::kReflect, leaf(), {leaf()});
+      return Operation{Op::kReflect, leaf(), {leaf()}};
     case 17:
       if (type.rows == 1) break;
-      return Make(Op::kRefract, type,
-                  {Make(Op::kNormalize, ball(type)), Make(Op::kNormalize, ball(type)), F(0.75F)});
+      return Operation{
+          Op::kRefract,
+          type,
+          {Operation{Op::kNormalize, ball(type)}, Operation{Op::kNormalize, ball(type)}, F(0.75F)}};
     case 18:
-      return Make(Op::kFaceForward, leaf(), {leaf(), leaf()});
+      return Operation{Op::kFaceForward, leaf(), {leaf(), leaf()}};
     case 19: {
       if (type.rows > 1) break;
       const int size = 2 + Below(3);
-      return Make(Op::kDeterminant, type,
-                  {Matrix({.scalar = Scalar::kFloat, .rows = size, .columns = size}, 1)});
+      return Operation{Op::kDeterminant,
+                       type,
+                       {Matrix({.scalar = Scalar::kFloat, .rows = size, .columns = size}, 1)}};
     }
     case 20: {
       const Type words = Vec(Chance(50) ? Scalar::kInt : Scalar::kUint, type.rows);
       const auto word = [&](Word value) { return Constant(Vec(words.scalar, 1), {value}); };
-      return Make(Op::kBitsToFloat, type,
-                  {Make(Op::kOr, Make(Op::kAnd, Integer(words, depth - 1), {word(0x7FFFFF)}),
-                        {word(0x3F800000)})});
+      return Operation{Op::kBitsToFloat,
+                       type,
+                       {Operation{Op::kOr,
+                                  Operation{Op::kAnd, Integer(words, depth - 1), {word(0x7FFFFF)}},
+                                  {word(0x3F800000)}}}};
     }
     case 21: {
       static const std::vector<Op> kFours = {Op::kUnpackUnorm4, Op::kUnpackSnorm4};
-      return Part(Make(Pick(kFours), Vec(Scalar::kFloat, 4), {Integer(kUintType, depth - 1)}),
+      return Part(Operation{Pick(kFours), Vec(Scalar::kFloat, 4), {Integer(kUintType, depth - 1)}},
                   type);
     }
     case 22: {
       const Expr halves =
           Chance(50)
-              ? Make(Op::kUnpackUnorm2, Vec(Scalar::kFloat, 2), {Integer(kUintType, depth - 1)})
-              // Within the finite ones.
-              : Make(Op::kUnpackHalf, Vec(Scalar::kFloat, 2),
-                     {Make(Op::kAnd, Integer(kUintType, depth - 1), {U(0xBFFFBFFF)})});
+              ? Operation{Op::kUnpackUnorm2,
+                          Vec(Scalar::kFloat, 2),
+                          {Integer(kUintType, depth - 1)}}  // Within the finite ones.
+              : Operation{Op::kUnpackHalf,
+                          Vec(Scalar::kFloat, 2),
+                          {Operation{Op::kAnd, Integer(kUintType, depth - 1), {U(0xBFFFBFFF)}}}};
       return Part(Construct(Vec(Scalar::kFloat, 4), {halves, halves}), type);
     }
     default:
       break;
   }
   return Part(Construct(Vec(Scalar::kFloat, 4),
-                        {Make(Op::kMul, Make(Op::kInputPosition, Vec(Scalar::kFloat, 2), {}),
-                              {Make(Op::kInputPixel, Vec(Scalar::kFloat, 2), {})}),
-                         Make(Op::kInputPosition, Vec(Scalar::kFloat, 2), {})}),
+                        {Operation{Op::kMul,
+                                   Operation{Op::kInputPosition, Vec(Scalar::kFloat, 2), {}},
+                                   {Operation{Op::kInputPixel, Vec(Scalar::kFloat, 2), {}}}},
+                         Operation{Op::kInputPosition, Vec(Scalar::kFloat, 2), {}}}),
               type);
 }
 
@@ -514,49 +560,56 @@ Expr Generator::Bool(const Type& type, int depth) {
     if (Chance(30)) {
       if (Expr found = FromScope(type, depth)) return found;
     }
-    const Expr few = Make(Op::kAnd, IntegerLeaf(ints),
-                          {Constant(Vec(ints.scalar, 1), {static_cast<Word>(1 << Below(4))})});
-    return Make(comparison(), type,
-                {few, Spread(Constant(Vec(ints.scalar, 1), {static_cast<Word>(Below(4))}), ints)});
+    const Expr few = Operation{Op::kAnd,
+                               IntegerLeaf(ints),
+                               {Constant(Vec(ints.scalar, 1), {static_cast<Word>(1 << Below(4))})}};
+    return Operation{
+        comparison(),
+        type,
+        {few, Spread(Constant(Vec(ints.scalar, 1), {static_cast<Word>(Below(4))}), ints)}};
   }
   switch (Below(12)) {
     case 0:
     case 1:
-      return Make(comparison(), type, {Integer(ints, depth - 1), Integer(ints, depth - 1)});
+      return Operation{comparison(), type, {Integer(ints, depth - 1), Integer(ints, depth - 1)}};
     case 2:
     case 3:
     case 4:
-      return Make(comparison(), type, {Float(floats, depth - 1), Float(floats, depth - 1)});
+      return Operation{comparison(), type, {Float(floats, depth - 1), Float(floats, depth - 1)}};
     case 5:
     case 6:
       if (type.rows == 1) {
         static const std::vector<Op> kLogic = {Op::kLogicalAnd, Op::kLogicalOr, Op::kLogicalXor};
-        return Make(Pick(kLogic), Bool(type, depth - 1), {Bool(type, depth - 1)});
+        return Operation{Pick(kLogic), Bool(type, depth - 1), {Bool(type, depth - 1)}};
       }
-      return Make(Op::kNotVector, Bool(type, depth - 1));
+      return Operation{Op::kNotVector, Bool(type, depth - 1)};
     case 7:
-      if (type.rows == 1) return Make(Op::kLogicalNot, Bool(type, depth - 1));
-      return Make(Chance(50) ? Op::kEqual : Op::kNotEqual, type,
-                  {Bool(type, depth - 1), Bool(type, depth - 1)});
+      if (type.rows == 1) return Operation{Op::kLogicalNot, Bool(type, depth - 1)};
+      return Operation{Chance(50) ? Op::kEqual : Op::kNotEqual,
+                       type,
+                       {Bool(type, depth - 1), Bool(type, depth - 1)}};
     case 8:
       if (type.rows > 1) break;
-      return Make(Chance(50) ? Op::kAny : Op::kAll, type,
-                  {Bool(Vec(Scalar::kBool, 2 + Below(3)), depth - 1)});
+      return Operation{Chance(50) ? Op::kAny : Op::kAll,
+                       type,
+                       {Bool(Vec(Scalar::kBool, 2 + Below(3)), depth - 1)}};
     case 9: {
       if (type.rows > 1) break;
       // Of whole vectors.
-      const Type vector = Vec(Chance(50) ? Scalar::kInt : Scalar::kFloat, 2 + Below(3));
+      const Type vector = {.scalar = Chance(50) ? Scalar::kInt : Scalar::kFloat,
+                           .rows = 2 + Below(3)};
       const Expr one = FromScope(vector, 1);
       if (!one) break;
-      return Make(Chance(50) ? Op::kEqual : Op::kNotEqual, type, {one, Any(vector, 0)});
+      return Operation{Chance(50) ? Op::kEqual : Op::kNotEqual, type, {one, Any(vector, 0)}};
     }
     case 10:
       if (program_.exact) break;
-      return Make(Chance(50) ? Op::kIsNan : Op::kIsInf, type, {Float(floats, depth - 1)});
+      return Operation{Chance(50) ? Op::kIsNan : Op::kIsInf, type, {Float(floats, depth - 1)}};
     case 11: {
       const Type other = Vec(Chance(50) ? Scalar::kInt : Scalar::kUint, type.rows);
       return Construct(
-          type, {Make(Op::kAnd, Integer(other, depth - 1), {Constant(Vec(other.scalar, 1), {4})})});
+          type,
+          {Operation{Op::kAnd, Integer(other, depth - 1), {Constant(Vec(other.scalar, 1), {4})}}});
     }
     default:
       break;

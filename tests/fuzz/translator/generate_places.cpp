@@ -120,13 +120,14 @@ Expr Generator::Index(int length, int depth) {
   const Expr index = Chance(30) ? UniformInt() : Integer(kIntType, depth - 1);
   switch (Below(3)) {
     case 0:
-      return Make(Op::kClamp, index, {I(0), I(length - 1)});
+      return Operation{Op::kClamp, index, {I(0), I(length - 1)}};
     case 1:
-      if ((length & (length - 1)) == 0) return Make(Op::kAnd, index, {I(length - 1)});
+      if ((length & (length - 1)) == 0) return Operation{Op::kAnd, index, {I(length - 1)}};
       [[fallthrough]];
     default:
-      return Construct(kIntType, {Make(Op::kMod, Construct(kUintType, {index}),
-                                       {U(static_cast<Word>(length))})});
+      return Construct(
+          kIntType,
+          {Operation{Op::kMod, Construct(kUintType, {index}), {U(static_cast<Word>(length))}}});
   }
 }
 

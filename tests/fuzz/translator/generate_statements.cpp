@@ -50,8 +50,9 @@ Block Generator::Nested() {
 
 Expr Generator::Condition() {
   if (Chance(25)) {
-    return Make(Chance(50) ? Op::kLess : Op::kNotEqual, kBoolType,
-                {Make(Op::kAnd, UniformInt(), {I(3)}), I(1 + Below(2))});
+    return Operation{Chance(50) ? Op::kLess : Op::kNotEqual,
+                     kBoolType,
+                     {Operation{Op::kAnd, UniformInt(), {I(3)}}, I(1 + Below(2))}};
   }
   return Bool(kBoolType, 2);
 }
@@ -95,7 +96,8 @@ void Generator::Assign() {
 
 void Generator::MixIntoHash() {
   if (hash_ < 0) return Assign();
-  const Expr with = Make(Op::kXor, Make(Op::kMul, Use(hash_), {U(31)}), {Integer(kUintType, 1)});
+  const Expr with =
+      Operation{Op::kXor, Operation{Op::kMul, Use(hash_), {U(31)}}, {Integer(kUintType, 1)}};
   Emit({.kind = Statement::Kind::kAssign, .target = Use(hash_), .value = with});
 }
 
@@ -110,9 +112,10 @@ void Generator::Loop() {
   loop.limit = limit;
   if (loop.kind == Statement::Kind::kFor) {
     const int mask = limit < 4 ? 1 : 3;
-    loop.value = Chance(35)   ? I(limit)
-                 : Chance(50) ? Make(Op::kAdd, Make(Op::kAnd, UniformInt(), {I(mask)}), {I(1)})
-                              : Make(Op::kAnd, Integer(kIntType, 1), {I(mask * 2 + 1)});
+    loop.value = Chance(35) ? I(limit)
+                 : Chance(50)
+                     ? Operation{Op::kAdd, Operation{Op::kAnd, UniformInt(), {I(mask)}}, {I(1)}}
+                     : Operation{Op::kAnd, Integer(kIntType, 1), {I(mask * 2 + 1)}};
   } else {
     loop.value = Condition();
   }
@@ -134,7 +137,7 @@ void Generator::Switch() {
   Statement choice;
   choice.kind = Statement::Kind::kSwitch;
   const Expr on = Chance(30) ? UniformInt() : Integer(kIntType, 2);
-  choice.value = Make(Op::kAnd, on, {I(Chance(50) ? 3 : 7)});
+  choice.value = Operation{Op::kAnd, on, {I(Chance(50) ? 3 : 7)}};
   const auto context = context_;
   context_.in_switch = true;
   const int defaults = Chance(70) ? Below(4) : -1;
@@ -212,21 +215,21 @@ void Generator::TwoResults() {
   switch (Below(4)) {
     case 0: {
       const int whole = DeclareInScope(floats, 0);
-      const Expr value = Make(Op::kModf, floats, {Fold(Float(floats, 1)), Use(whole)});
+      const Expr value = Operation{Op::kModf, floats, {Fold(Float(floats, 1)), Use(whole)}};
       scope_.push_back(Declare(value));
       break;
     }
     case 1: {
       if (program_.exact) return Assign();
       const int exponent = DeclareInScope(ints, 0);
-      scope_.push_back(Declare(Make(Op::kFrexp, floats, {Float(floats, 1), Use(exponent)})));
+      scope_.push_back(Declare(Operation{Op::kFrexp, floats, {Float(floats, 1), Use(exponent)}}));
       break;
     }
     case 2: {
       const int carry = DeclareInScope(uints, 0);
       const Op op = Chance(50) ? Op::kAddCarry : Op::kSubBorrow;
       scope_.push_back(
-          Declare(Make(op, uints, {Integer(uints, 1), Integer(uints, 1), Use(carry)})));
+          Declare(Operation{op, uints, {Integer(uints, 1), Integer(uints, 1), Use(carry)}}));
       break;
     }
     default: {
@@ -234,8 +237,9 @@ void Generator::TwoResults() {
       const int upper = DeclareInScope(type, 0);
       const int lower = DeclareInScope(type, 0);
       Emit({.kind = Statement::Kind::kEvaluate,
-            .value = Make(Op::kMulExtended, type,
-                          {Integer(type, 1), Integer(type, 1), Use(upper), Use(lower)})});
+            .value = Operation{Op::kMulExtended,
+                               type,
+                               {Integer(type, 1), Integer(type, 1), Use(upper), Use(lower)}}});
     }
   }
 }
@@ -289,7 +293,7 @@ void Generator::MakeShade() {
       } else if (Expr number = Walk(Use(id), kIntType, 0)) {
         MixIn(Construct(kUintType, {number}));
       } else if (Expr real = Walk(Use(id), kFloatType, 0)) {
-        MixIn(Construct(kUintType, {Construct(kIntType, {Make(Op::kMul, real, {F(8)})})}));
+        MixIn(Construct(kUintType, {Construct(kIntType, {Operation{Op::kMul, real, {F(8)}}})}));
       }
     }
     EmitLeave(Statement::Kind::kReturn);
@@ -302,7 +306,7 @@ void Generator::MixIn(const Expr& value) {
   if (!program_.exact && Chance(70)) return;
   Emit({.kind = Statement::Kind::kAssign,
         .target = Use(hash_),
-        .value = Make(Op::kXor, Make(Op::kMul, Use(hash_), {U(37)}), {value})});
+        .value = Operation{Op::kXor, Operation{Op::kMul, Use(hash_), {U(37)}}, {value}}});
 }
 
 Expr Generator::Result() {
@@ -311,26 +315,28 @@ Expr Generator::Result() {
     std::vector<Expr> parts = {Use(hash_)};
     for (int i = 0; i < 3; ++i) parts.push_back(Integer(kUintType, 1));
     const Expr all = Construct(Vec(Scalar::kUint, 4), std::move(parts));
-    const Expr folded = Make(Op::kXor, all, {Make(Op::kShiftRight, all, {U(8)})});
-    return Make(Op::kDiv, Construct(vec4, {Make(Op::kAnd, folded, {U(255)})}), {F(255)});
+    const Expr folded = Operation{Op::kXor, all, {Operation{Op::kShiftRight, all, {U(8)}}}};
+    return Operation{Op::kDiv, Construct(vec4, {Operation{Op::kAnd, folded, {U(255)}}}), {F(255)}};
   }
   std::vector<Expr> parts;
   for (int i = 0; i < 4; ++i) {
     const Expr value = Float(kFloatType, 1);
     switch (Below(5)) {
       case 0:
-        parts.push_back(Make(Op::kFract, value));
+        parts.push_back(Operation{Op::kFract, value});
         break;
       case 1:
         parts.push_back(value);
         break;
       case 2:
-        parts.push_back(Make(
-            Op::kDiv, Construct(kFloatType, {Make(Op::kAnd, Use(hash_), {U(255)})}), {F(255)}));
+        parts.push_back(
+            Operation{Op::kDiv,
+                      Construct(kFloatType, {Operation{Op::kAnd, Use(hash_), {U(255)}}}),
+                      {F(255)}});
         break;
       default:
-        parts.push_back(
-            Make(Op::kAdd, Make(Op::kMul, Make(Op::kSin, value), {F(0.5F)}), {F(0.5F)}));
+        parts.push_back(Operation{
+            Op::kAdd, Operation{Op::kMul, Operation{Op::kSin, value}, {F(0.5F)}}, {F(0.5F)}});
     }
   }
   return Construct(vec4, std::move(parts));

@@ -11,8 +11,8 @@
 
 namespace Vantra::TranslatorFuzz {
 
-// A seed makes the same program wherever the same compiler built this: the order in which operands
-// are made is the compiler's.
+// A seed makes the same program wherever this is built, as long as each call's arguments draw one
+// random number at most; lists in braces may draw any.
 class Generator {
  public:
   explicit Generator(std::uint64_t seed) : random_(seed) { program_.seed = seed; }
@@ -28,7 +28,7 @@ class Generator {
   }
 
   Scalar RandomScalar();
-  Type RandomVector() { return Vec(RandomScalar(), Chance(50) ? 1 : 1 + Below(4)); }
+  Type RandomVector() { return {.scalar = RandomScalar(), .rows = Chance(50) ? 1 : 1 + Below(4)}; }
   Type RandomType();
 
   float RandomFloat();

@@ -22,19 +22,25 @@ inline Expr F(float value) { return Constant(kFloatType, {ToWord(value)}); }
 inline Expr I(int value) { return Constant(kIntType, {static_cast<Word>(value)}); }
 inline Expr U(Word value) { return Constant(kUintType, {value}); }
 
-inline Expr Make(Op op, const Type& type, std::vector<Expr> operands, int index = 0) {
-  return std::make_shared<Expression>(Expression{.kind = Expression::Kind::kOperation,
-                                                 .type = type,
-                                                 .op = op,
-                                                 .index = index,
-                                                 .operands = std::move(operands)});
-}
-// For operations whose result has the type of their first operand.
-inline Expr Make(Op op, Expr first, std::vector<Expr> rest = {}) {
-  const Type type = first->type;
-  rest.insert(rest.begin(), std::move(first));
-  return Make(op, type, std::move(rest));
-}
+// Written with braces, in which operands are made in the order of the text: a seed makes the same
+// program with every compiler.
+struct Operation : Expr {
+  Operation(Op op, const Type& type, std::vector<Expr> operands, int index = 0)
+      : Expr(std::make_shared<Expression>(Expression{.kind = Expression::Kind::kOperation,
+                                                     .type = type,
+                                                     .op = op,
+                                                     .index = index,
+                                                     .operands = std::move(operands)})) {}
+  // For operations whose result has the type of their first operand.
+  Operation(Op op, const Expr& first, std::vector<Expr> rest = {})
+      : Operation(op, first->type, Joined(first, std::move(rest))) {}
+
+ private:
+  static std::vector<Expr> Joined(const Expr& first, std::vector<Expr> rest) {
+    rest.insert(rest.begin(), first);
+    return rest;
+  }
+};
 inline Expr Construct(const Type& type, std::vector<Expr> operands) {
   return std::make_shared<Expression>(Expression{
       .kind = Expression::Kind::kConstruct, .type = type, .operands = std::move(operands)});

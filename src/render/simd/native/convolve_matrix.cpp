@@ -120,11 +120,10 @@ HWY_INLINE void FillRow(Format format, const std::byte* texels, std::int32_t cou
                         bool preserves_alpha, const Planes& planes, float* to) {
   for (std::int32_t x = 0; x < count; x += kLanes) {
     const Color color = Seen(LoadColor(format, texels + 4 * std::ptrdiff_t{x}), preserves_alpha);
-    float* at = to + x;
-    for (const F channel : {color.r, color.g, color.b, color.a}) {
-      Store(channel, at);
-      at += planes.plane;
-    }
+    Store(color.r, to + x);
+    Store(color.g, to + x + planes.plane);
+    Store(color.b, to + x + 2 * planes.plane);
+    Store(color.a, to + x + 3 * planes.plane);
   }
 }
 
@@ -136,23 +135,23 @@ struct Sums {
 
 HWY_INLINE Sums SumUp(const Element* elements, std::size_t count, const float* const* rows,
                       std::size_t plane, std::int32_t x) {
-  Sums sums = {TransparentBlack(), TransparentBlack()};
+  const F zero = Broadcast(0.0f);
+  F r0 = zero, g0 = zero, b0 = zero, a0 = zero;
+  F r1 = zero, g1 = zero, b1 = zero, a1 = zero;
   for (std::size_t i = 0; i < count; ++i) {
     const Element& element = elements[i];
     const F weight = Broadcast(element.weight);
     const float* const at = rows[element.row] + element.column + x;
-    const auto add = [&](F& sum, const float* from)
-                         HWY_ATTR { sum = Add(sum, Mul(weight, Load(from))); };
-    add(sums.first.r, at);
-    add(sums.first.g, at + plane);
-    add(sums.first.b, at + 2 * plane);
-    add(sums.first.a, at + 3 * plane);
-    add(sums.second.r, at + kLanes);
-    add(sums.second.g, at + plane + kLanes);
-    add(sums.second.b, at + 2 * plane + kLanes);
-    add(sums.second.a, at + 3 * plane + kLanes);
+    r0 = Add(r0, Mul(weight, Load(at)));
+    g0 = Add(g0, Mul(weight, Load(at + plane)));
+    b0 = Add(b0, Mul(weight, Load(at + 2 * plane)));
+    a0 = Add(a0, Mul(weight, Load(at + 3 * plane)));
+    r1 = Add(r1, Mul(weight, Load(at + kLanes)));
+    g1 = Add(g1, Mul(weight, Load(at + plane + kLanes)));
+    b1 = Add(b1, Mul(weight, Load(at + 2 * plane + kLanes)));
+    a1 = Add(a1, Mul(weight, Load(at + 3 * plane + kLanes)));
   }
-  return sums;
+  return {{r0, g0, b0, a0}, {r1, g1, b1, a1}};
 }
 
 HWY_INLINE void StoreSum(const PixelArguments& arguments, const ConvolveMatrixPass& pass,
@@ -190,12 +189,13 @@ void ConvolveColumns(const PixelArguments& arguments, const ConvolveMatrixPass& 
            4 * static_cast<std::size_t>(columns.first + pass.offset_x + pass.first_x);
   };
   const auto row_at = [&](std::int32_t row) {
-    return planes.data + static_cast<std::size_t>(row % constants.rows) * planes.row;
+    return planes.data + static_cast<std::size_t>(row % (constants.rows + 1)) * planes.row;
   };
+  const std::int32_t last = bottom - 1 + first_row + constants.rows;
   std::int32_t filled = top + first_row;
   for (std::int32_t y = top; y < bottom; ++y) {
-    const std::int32_t end = y + first_row + constants.rows;
-    for (; filled < end; ++filled) {
+    // The next row, too: what was stored just now is slow to load.
+    for (; filled < std::min(last, y + first_row + constants.rows + 1); ++filled) {
       FillRow(texture.format, texels(filled), columns.Count() + constants.columns - 1,
               constants.preserves_alpha != 0, planes, row_at(filled));
     }
@@ -228,7 +228,7 @@ bool ConvolveMatrix(const PixelArguments& arguments, std::int32_t top, std::int3
     // More than is read, since rows are filled vector by vector.
     const std::int32_t vectors = (constants.columns + kLanes - 1) / kLanes + 2;
     const auto plane = static_cast<std::size_t>(kColumnsAtATime + vectors * kLanes);
-    const std::size_t count = 4 * plane * static_cast<std::size_t>(constants.rows);
+    const std::size_t count = 4 * plane * static_cast<std::size_t>(constants.rows + 1);
     const Planes planes = {plane, 4 * plane,
                            reinterpret_cast<float*>(memory.Take(count * sizeof(float)))};
     std::int32_t x = arguments.left;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "render/running_sums.h"
+#include "render/simd/kernel_registry.h"
 #include "render/simd/native/sliding_cosines.h"
 #include "render/simd/targets.h"
 // After the choice of targets.
@@ -111,6 +112,17 @@ struct Extremum {
   std::int32_t axis_x, axis_y;
   std::int32_t first, stride, last, count;
   std::uint32_t dilates;
+};
+struct Convolution {
+  Rect extent;
+  std::int32_t edge_x, edge_y;
+  std::int32_t columns, rows;
+  float first_x, first_y;
+  float unit_x, unit_y;
+  float divisor, bias;
+  std::int32_t reading;
+  std::uint32_t preserves_alpha, clamps;
+  float elements[1000];
 };
 
 struct Transform {
@@ -599,6 +611,59 @@ TEST(NativeKernels, LeaveToTheProgramWhatTheyDoNotDo) {
       transform_with([](auto&, auto& pass) { pass.samplers[0].extend_y = Extend::kWrap; }));
   EXPECT_FALSE(transform_with([](auto&, auto& pass) { pass.pixel_size_x = 1 / 16.0f; }));
   EXPECT_FALSE(transform_with([](auto&, auto& pass) { pass.textures[0].format = Format::kR8; }));
+}
+
+TEST(NativeKernels, ConvolutionsAreTheProgramsToTheBit) {
+  const NativeKernel& kernel = Find("platform_d2d_builtin_convolve_matrix");
+  const auto translated = std::ranges::find_if(GetKernelTable(), [&](const Kernel& program) {
+    return std::string_view(program.name) == kernel.name;
+  });
+  ASSERT_NE(translated, GetKernelTable().end());
+  const struct {
+    std::int32_t columns, rows;
+    float first_x, first_y, divisor, bias;
+  } kCases[] = {{3, 3, -1, -1, 9, 0}, {1, 1, 0, 0, -0.5f, 1}, {5, 2, -4, 0.25f, 3, 0.25f},
+                {1, 7, 2, -3, 0, 0},  {31, 32, -15, -16, 40, 0.5f}};
+  std::size_t turn = 0;
+  for (const auto& test : kCases) {
+    for (const bool preserves_alpha : {false, true}) {
+      Image source(640, 45, turn % 2 == 0 ? Format::kBgra8 : Format::kRgba8);
+      source.Draw(static_cast<unsigned>(++turn));
+      Convolution constants = {};
+      constants.extent = {0, 0, source.width, source.height};
+      constants.columns = test.columns;
+      constants.rows = test.rows;
+      constants.first_x = test.first_x;
+      constants.first_y = test.first_y;
+      constants.unit_x = constants.unit_y = 1;
+      constants.divisor = test.divisor;
+      constants.bias = test.bias;
+      constants.preserves_alpha = preserves_alpha;
+      constants.clamps = turn % 3 == 0;
+      std::mt19937 random(static_cast<unsigned>(turn));
+      for (float& element : constants.elements) {
+        // Some are none.
+        element = random() % 3 == 0 ? 0 : static_cast<float>(random() % 4001) / 1000 - 1.5f;
+      }
+      // Off the beginning of the target's vectors, and of the texture.
+      const Rect rect = {19, 16, 600, 27};
+      Image drawn(700, 40, Format::kBgra8);
+      Image wanted = drawn;
+      const Pass pass(constants, source, drawn, rect, 5, 2);
+      Pass reference(constants, source, wanted, rect, 5, 2);
+      OnEachTarget([&] {
+        Wipe(pass.arguments, drawn);
+        pass.Run(kernel, 4);
+        ASSERT_TRUE(translated->pixel(reference.arguments, rect.top, rect.bottom));
+        EXPECT_EQ(drawn, wanted) << test.columns << "x" << test.rows << ", preserves alpha "
+                                 << preserves_alpha;
+      });
+      // What reaches beyond the texture is the program's.
+      Bands bands;
+      reference.arguments.right = source.width - 5 + 1;
+      EXPECT_FALSE(kernel.accepts(reference.arguments, &bands));
+    }
+  }
 }
 
 }  // namespace
