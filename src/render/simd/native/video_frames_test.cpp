@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
