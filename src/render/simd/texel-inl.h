@@ -9,6 +9,7 @@
 #endif
 
 #include "render/simd/color-inl.h"
+#include "render/simd/texel_pairs-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
@@ -61,31 +62,26 @@ HWY_INLINE I RowStart(const TextureView& texture, I y) {
   return Mul(y, Broadcast(static_cast<std::int32_t>(texture.pitch / 4)));
 }
 
-HWY_INLINE U GatherWords(const std::byte* base, I word) {
-  return {hn::GatherIndex(Tag<std::uint32_t>(), reinterpret_cast<const std::uint32_t*>(base),
-                          word.raw)};
-}
-
 // The texels of columns x in rows that start at `base` plus `row` words. They lie inside.
 HWY_INLINE Color GatherTexels(Format format, const std::byte* base, I row, I x) {
   switch (format) {
     case Format::kBgra8:
-      return BytesOf<true>(GatherWords(base, Add(row, x)));
+      return BytesOf<true>(LoadWords(base, Add(row, x)));
     case Format::kRgba8:
-      return BytesOf<false>(GatherWords(base, Add(row, x)));
+      return BytesOf<false>(LoadWords(base, Add(row, x)));
     case Format::kR8: {
-      const U word = GatherWords(base, Add(row, ShiftRight(x, 2)));
+      const U word = LoadWords(base, Add(row, ShiftRight(x, 2)));
       return OfTwoBytes(ByteOf<0>(ShiftRight(word, ShiftLeft(And(x, Broadcast(3)), 3))),
                         Broadcast(0.0f));
     }
     case Format::kRg8: {
-      const U word = GatherWords(base, Add(row, ShiftRight(x, 1)));
+      const U word = LoadWords(base, Add(row, ShiftRight(x, 1)));
       const U both = ShiftRight(word, ShiftLeft(And(x, Broadcast(1)), 4));
       return OfTwoBytes(ByteOf<0>(both), ByteOf<1>(both));
     }
     case Format::kRgba16Float: {
       const I word = Add(row, Add(x, x));
-      return OfHalves(GatherWords(base, word), GatherWords(base, Add(word, Broadcast(1))));
+      return OfHalves(LoadWords(base, word), LoadWords(base, Add(word, Broadcast(1))));
     }
   }
   return TransparentBlack();

@@ -42,54 +42,6 @@ HWY_INLINE bool AreSame(Lanes<T> x) {
   return All(Equal(x, Broadcast(FirstLane(x))));
 }
 
-struct WordPair {
-  U left;
-  U right;
-};
-
-// The words of these indices, and those that follow them.
-HWY_INLINE WordPair GatherPairs(const std::byte* base, I index) {
-#if HWY_TARGET == HWY_AVX3
-  const __m512i low = _mm512_i32gather_epi64(_mm512_castsi512_si256(index.raw.raw), base, 4);
-  const __m512i high = _mm512_i32gather_epi64(_mm512_extracti64x4_epi64(index.raw.raw, 1), base, 4);
-  const I even = {hn::Add(Iota(0).raw, Iota(0).raw)};
-  const I odd = Add(even, Broadcast(1));
-  using Words = hn::Vec<Tag<std::uint32_t>>;
-  return {{Words{_mm512_permutex2var_epi32(low, even.raw.raw, high)}},
-          {Words{_mm512_permutex2var_epi32(low, odd.raw.raw, high)}}};
-#elif HWY_TARGET == HWY_AVX2
-  // Eight loads are faster than its gathers.
-  HWY_ALIGN std::int32_t indices[kLanes];
-  Store(index, indices);
-  const auto load = [&](int i) HWY_ATTR {
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(base + std::ptrdiff_t{indices[i]} * 4));
-  };
-  // In the order that the shuffles, which work by halves, need.
-  const __m128i pairs01 = _mm_unpacklo_epi64(load(0), load(1));
-  const __m128i pairs23 = _mm_unpacklo_epi64(load(2), load(3));
-  const __m128i pairs45 = _mm_unpacklo_epi64(load(4), load(5));
-  const __m128i pairs67 = _mm_unpacklo_epi64(load(6), load(7));
-  const __m256 low = _mm256_castsi256_ps(_mm256_set_m128i(pairs45, pairs01));
-  const __m256 high = _mm256_castsi256_ps(_mm256_set_m128i(pairs67, pairs23));
-  using Words = hn::Vec<Tag<std::uint32_t>>;
-  return {{Words{_mm256_castps_si256(_mm256_shuffle_ps(low, high, 0x88))}},
-          {Words{_mm256_castps_si256(_mm256_shuffle_ps(low, high, 0xDD))}}};
-#elif HWY_TARGET == HWY_SSE4
-  HWY_ALIGN std::int32_t indices[kLanes];
-  Store(index, indices);
-  const auto load = [&](int i) HWY_ATTR {
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(base + std::ptrdiff_t{indices[i]} * 4));
-  };
-  const __m128 low = _mm_castsi128_ps(_mm_unpacklo_epi64(load(0), load(1)));
-  const __m128 high = _mm_castsi128_ps(_mm_unpacklo_epi64(load(2), load(3)));
-  using Words = hn::Vec<Tag<std::uint32_t>>;
-  return {{Words{_mm_castps_si128(_mm_shuffle_ps(low, high, 0x88))}},
-          {Words{_mm_castps_si128(_mm_shuffle_ps(low, high, 0xDD))}}};
-#else
-  return {GatherWords(base, index), GatherWords(base, Add(index, Broadcast(1)))};
-#endif
-}
-
 // Filters pixels of four bytes, where most of the time goes.
 template <bool kBlueFirst>
 HWY_INLINE Color FilterBytes(std::int32_t width, const LaneNeighbours& columns, const RowPair& rows,
@@ -101,17 +53,21 @@ HWY_INLINE Color FilterBytes(std::int32_t width, const LaneNeighbours& columns, 
   const M wraps = Less(columns.second, columns.first);
   const bool any_wraps = !loads && Any(wraps);
   const auto row = [&](const std::byte* base, I start) HWY_ATTR {
-    WordPair pair;
+    U left;
+    U right;
     if (loads) {
       const auto* const words = reinterpret_cast<const std::uint32_t*>(base) + first;
-      pair = {Load(words), Load(words + 1)};
+      left = Load(words);
+      right = Load(words + 1);
     } else {
-      pair = GatherPairs(base, Add(start, columns.first));
+      const TexelPairs pairs = LoadPairs(base, Add(start, columns.first));
+      left = OfPairs<false>(pairs);
+      right = OfPairs<true>(pairs);
       if (HWY_UNLIKELY(any_wraps)) {
-        pair.right = Select(wraps, GatherWords(base, Add(start, columns.second)), pair.right);
+        right = Select(wraps, LoadWords(base, Add(start, columns.second)), right);
       }
     }
-    return Mix(BytesOf<kBlueFirst>(pair.left), BytesOf<kBlueFirst>(pair.right), columns.weight);
+    return Mix(BytesOf<kBlueFirst>(left), BytesOf<kBlueFirst>(right), columns.weight);
   };
   const Color top = row(rows.upper, rows.upper_start);
   return FromBytes(Mix(top, row(rows.lower, rows.lower_start), rows.weight));

@@ -15,9 +15,10 @@ bool IsWholeOffset(const PixelArguments& arguments) {
 }
 
 std::span<const NativeKernel> GetNativeKernelTable() {
-  static constexpr std::array<NativeKernel, 2> kTable = {{
+  static constexpr std::array<NativeKernel, 3> kTable = {{
       {"platform_d2d_builtin_gaussian_line", RunGaussianLine, AcceptsGaussianLine},
       {"platform_d2d_builtin_morphology", RunMorphology, AcceptsMorphology},
+      {"platform_d2d_transform_samples", RunTransform, AcceptsTransform},
   }};
   return kTable;
 }

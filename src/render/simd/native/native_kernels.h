@@ -25,6 +25,8 @@ bool RunGaussianLine(const PixelArguments& arguments, std::int32_t top, std::int
 bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands);
 bool RunMorphology(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
 bool AcceptsMorphology(const PixelArguments& arguments, Bands* bands);
+bool RunTransform(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom);
+bool AcceptsTransform(const PixelArguments& arguments, Bands* bands);
 
 // Whether the program's places are pixels of the target, moved by whole pixels.
 bool IsWholeOffset(const PixelArguments& arguments);

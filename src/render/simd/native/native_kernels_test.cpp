@@ -113,6 +113,15 @@ struct Extremum {
   std::uint32_t dilates;
 };
 
+struct Transform {
+  float u[3], v[3], w[3];
+  float edges[4][3];
+  float reach[4];
+  float color[4], outside[4];
+  float opacity, aliased;
+  float detail[2];
+};
+
 Gaussian MakeGaussian(const Rect& extent, double deviation, bool mirrors, bool in_columns) {
   Gaussian constants = {extent, mirrors, mirrors, !in_columns, in_columns, 0, 0, 0};
   constants.reach = static_cast<std::int32_t>(std::ceil(3 * deviation));
@@ -205,6 +214,61 @@ Formula FormulaOf(const Extremum& constants, Image& source) {
       value = constants.dilates ? std::max(value, level) : std::min(value, level);
     }
     return value;
+  };
+}
+
+// The image turned and seen in perspective, with edges where its own are.
+Transform MakeTransform(const Image& source, float turn, float depth) {
+  const float width = static_cast<float>(source.width), height = static_cast<float>(source.height);
+  const float c = std::cos(turn), s = std::sin(turn);
+  Transform constants = {{c, s, std::floor(0.3f * width) - 30 * s},
+                         {-s, c, 14.3f * s},
+                         {depth, depth / 3, 1},
+                         {},
+                         {0.5f, 0.5f, width - 0.5f, height - 0.5f},
+                         {},
+                         {},
+                         1,
+                         0,
+                         {1, 1}};
+  for (std::size_t i = 0; i < 3; ++i) {
+    constants.edges[0][i] = constants.u[i];
+    constants.edges[1][i] = constants.v[i];
+    constants.edges[2][i] = width * constants.w[i] - constants.u[i];
+    constants.edges[3][i] = height * constants.w[i] - constants.v[i];
+  }
+  return constants;
+}
+
+Formula FormulaOf(const Transform& constants, Image& source) {
+  return [=, &source](std::int32_t column, std::int32_t row, std::size_t channel) {
+    const auto at = [&](const float(&line)[3]) {
+      return double{line[0]} * (column + 0.5) + double{line[1]} * (row + 0.5) + double{line[2]};
+    };
+    const auto& edges = constants.edges;
+    double covered = 1;
+    for (std::size_t i = 0; i < 2; ++i) {
+      const double from = at(edges[i]), to = at(edges[i + 2]);
+      covered *=
+          constants.aliased != 0
+              ? from >= 0 && to > 0
+              : std::max(std::clamp(from + 0.5, 0., 1.) + std::clamp(to + 0.5, 0., 1.) - 1, 0.);
+    }
+    const auto place = [&](const float(&line)[3], float least, float most) {
+      return std::clamp(at(line) / at(constants.w), double{least}, double{most}) - 0.5;
+    };
+    const double x = place(constants.u, constants.reach[0], constants.reach[2]);
+    const double y = place(constants.v, constants.reach[1], constants.reach[3]);
+    const auto left = static_cast<std::int32_t>(x), top = static_cast<std::int32_t>(y);
+    const auto line = [&](std::int32_t of_row) {
+      const double from = source.Level(left, of_row, channel);
+      const double to = source.Level(std::min(left + 1, source.width - 1), of_row, channel);
+      return from + (x - left) * (to - from);
+    };
+    const double from = line(top), to = line(std::min(top + 1, source.height - 1));
+    const double image = 255 * double{constants.color[channel]} +
+                         double{constants.opacity} * (from + (y - top) * (to - from));
+    return (1 - covered) * 255 * double{constants.outside[channel]} + covered * image;
   };
 }
 
@@ -415,6 +479,59 @@ TEST(NativeKernels, MorphologyTakesTheExtremaOfWindows) {
   }
 }
 
+TEST(NativeKernels, TransformsFilterAndCover) {
+  const NativeKernel& kernel = Find("platform_d2d_transform_samples");
+  using Change = std::function<void(Transform&)>;
+  const Change kChanges[] = {
+      [](Transform&) {},
+      [](Transform& constants) { constants.aliased = 1; },
+      [](Transform& constants) {
+        constants.opacity = 0.5f;
+        constants.color[0] = 0.25f;
+        constants.outside[1] = 1;
+      },
+      [](Transform& constants) { constants.reach[2] = constants.reach[0]; },
+  };
+  struct Case {
+    std::int32_t width, height;
+    float turn, depth;
+  };
+  std::uint32_t turn = 0;
+  for (const Case& test : {Case{1, 1, 0, 0},
+                           {40, 1, 0.1f, 0},
+                           {1, 40, 0.1f, 0},
+                           {90, 60, 0, 0},
+                           {90, 60, 0.7f, 0},
+                           {101, 77, -0.4f, 0.004f},
+                           {101, 77, 3, -0.01f}}) {
+    for (const Change& change : kChanges) {
+      Image source(test.width, test.height, ++turn % 2 ? Format::kBgra8 : Format::kRgba8);
+      source.Draw(turn);
+      Image target(131, 83, turn % 3 ? Format::kBgra8 : Format::kRgba8);
+      const Image before = target;
+      Transform constants = MakeTransform(source, test.turn, test.depth);
+      change(constants);
+      Pass pass(constants, source, target, {3, 2, 121, 80}, 7, -5);
+      // On whole pixels it is the same.
+      if (test.turn == 0 && turn % 4 < 2) pass.arguments.samplers[0].filter = Filter::kNearest;
+      pass.arguments.pixel_size_x = 1 / static_cast<float>(test.width);
+      pass.arguments.pixel_size_y = 1 / static_cast<float>(test.height);
+      const std::vector<double> wanted = Evaluate(pass.arguments, FormulaOf(constants, source));
+      std::vector<Image> results;
+      OnEachTarget([&] {
+        pass.Run(kernel, 7);
+        // What places and weights are rounded to, between the blackest and the whitest texels.
+        EXPECT_LE(Difference(pass.arguments, wanted, target), 0.1)
+            << test.width << "x" << test.height << ", change " << &change - kChanges;
+        results.push_back(target);
+        Wipe(pass.arguments, target);
+        EXPECT_EQ(target, before);
+      });
+      for (const Image& result : results) EXPECT_EQ(result, results[0]);
+    }
+  }
+}
+
 TEST(NativeKernels, LeaveToTheProgramWhatTheyDoNotDo) {
   Image source(20, 10, Format::kBgra8), target(20, 10, Format::kBgra8);
   const Rect all = {0, 0, 20, 10};
@@ -466,6 +583,28 @@ TEST(NativeKernels, LeaveToTheProgramWhatTheyDoNotDo) {
   EXPECT_FALSE(extremum_with([](auto& constants) { constants.stride = 2; }));
   EXPECT_FALSE(extremum_with([](auto& constants) { constants.last = 1; }));
   EXPECT_FALSE(extremum_with([](auto& constants) { constants.extent.bottom = 11; }));
+  const auto transform_with = [&](auto change) {
+    Transform constants = MakeTransform(source, 1, 0);
+    PixelArguments arguments = Pass(constants, source, target, all).arguments;
+    arguments.samplers[0].filter = Filter::kLinear;
+    arguments.pixel_size_x = 1 / 20.0f;
+    arguments.pixel_size_y = 1 / 10.0f;
+    change(constants, arguments);
+    const Pass pass(constants, source, target, all);
+    arguments.constants = pass.constants;
+    return Find("platform_d2d_transform_samples").accepts(arguments, &bands);
+  };
+  EXPECT_TRUE(transform_with([](auto&, auto&) {}));
+  EXPECT_FALSE(transform_with([](auto& constants, auto&) { constants.detail[0] = 0; }));
+  EXPECT_FALSE(transform_with([](auto& constants, auto&) { constants.opacity = 0; }));
+  EXPECT_FALSE(transform_with([](auto& constants, auto&) { constants.w[1] = NAN; }));
+  // Turned by what is not a right angle.
+  EXPECT_FALSE(
+      transform_with([](auto&, auto& pass) { pass.samplers[0].filter = Filter::kNearest; }));
+  EXPECT_FALSE(
+      transform_with([](auto&, auto& pass) { pass.samplers[0].extend_y = Extend::kWrap; }));
+  EXPECT_FALSE(transform_with([](auto&, auto& pass) { pass.pixel_size_x = 1 / 16.0f; }));
+  EXPECT_FALSE(transform_with([](auto&, auto& pass) { pass.textures[0].format = Format::kR8; }));
 }
 
 }  // namespace
