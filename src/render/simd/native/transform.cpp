@@ -1,5 +1,5 @@
-// A transformed image with one filtered sample to a pixel. Between texels it is computed in whole
-// numbers of 1/64 of a level, sixteen bits each.
+// A transformed image with one sample to a pixel. Between texels it is computed in whole numbers of
+// 1/64 of a level, sixteen bits each.
 
 #include <algorithm>
 #include <array>
@@ -39,11 +39,14 @@ struct Slope {
 };
 
 struct TransformPass {
-  explicit TransformPass(const PixelArguments& arguments) : origin_x(arguments.origin_x) {
+  explicit TransformPass(const PixelArguments& arguments)
+      : origin_x(arguments.origin_x),
+        nearest(arguments.samplers[0].filter == Filter::kNearest),
+        shift(nearest ? 0 : -0.5) {
     std::memcpy(&constants, arguments.constants, sizeof(constants));
     const TextureView& texture = arguments.textures[0];
-    const auto limit = [](float reach, std::int32_t size) {
-      return std::clamp(reach - 0.5f, 0.0f, static_cast<float>(size - 1));
+    const auto limit = [&](float reach, std::int32_t size) {
+      return std::clamp(reach + static_cast<float>(shift), 0.0f, static_cast<float>(size - 1));
     };
     least_x = limit(constants.reach[0], texture.width);
     least_y = limit(constants.reach[1], texture.height);
@@ -57,16 +60,32 @@ struct TransformPass {
             arguments.blend == Blend::kReplace && is_eight_bit(arguments.target.format);
   }
 
-  // row + shift * other, at the centres of a row's pixels.
-  Slope Along(const TransformConstants::Row& row, double y, double shift = 0,
+  // row + factor * other, at the centres of a row's pixels.
+  Slope Along(const TransformConstants::Row& row, double y, double factor = 0,
               const TransformConstants::Row& other = {}) const {
-    const auto sum = [&](std::size_t i) { return double{row[i]} + shift * double{other[i]}; };
+    const auto sum = [&](std::size_t i) { return double{row[i]} + factor * double{other[i]}; };
     const double x = 0.5 + double{origin_x};
     return {static_cast<float>(sum(0)), static_cast<float>(sum(0) * x + sum(1) * y + sum(2))};
   }
 
+  // Whether pixels of the target are pixels of the image, which may be turned.
+  bool IsOnGrid(double origin_y) const {
+    const auto is_one_axis = [](const TransformConstants::Row& row) {
+      return std::abs(row[0]) + std::abs(row[1]) == 1 && row[0] * row[1] == 0;
+    };
+    const auto is_centre = [&](const TransformConstants::Row& row) {
+      const double place = double{Along(row, 0.5 + origin_y).start};
+      return std::abs(place - std::floor(place) - 0.5) < 0.25;
+    };
+    return constants.w == TransformConstants::Row{0, 0, 1} && is_one_axis(constants.u) &&
+           is_one_axis(constants.v) && is_centre(constants.u) && is_centre(constants.v);
+  }
+
   TransformConstants constants;
   float origin_x;
+  bool nearest;
+  // From a place to the texel that has the weight 1 there.
+  double shift;
   // Where the first of the texels to filter between is looked for.
   float least_x, least_y, most_x, most_y;
   bool swaps;
@@ -76,8 +95,8 @@ struct TransformPass {
 
 struct TransformRow {
   TransformRow(const TransformPass& pass, double y)
-      : u(pass.Along(pass.constants.u, y, -0.5, pass.constants.w)),
-        v(pass.Along(pass.constants.v, y, -0.5, pass.constants.w)),
+      : u(pass.Along(pass.constants.u, y, pass.shift, pass.constants.w)),
+        v(pass.Along(pass.constants.v, y, pass.shift, pass.constants.w)),
         w(pass.Along(pass.constants.w, y)) {
     for (std::size_t i = 0; i < edges.size(); ++i) {
       edges[i] = pass.Along(pass.constants.edges[i], y);
@@ -208,10 +227,25 @@ HWY_INLINE Color ToColor(const Filtered& filtered, bool blue_first) {
   return blue_first ? Color{c2, c1, c0, c3} : Color{c0, c1, c2, c3};
 }
 
+// Pixels of the image as they are.
+HWY_INLINE U ToPixels(U words, bool swaps) {
+  if (!swaps) return words;
+  const Tag<std::uint8_t> bytes;
+  alignas(16) static constexpr std::uint8_t kSwapped[16] = {2,  1, 0, 3,  6,  5,  4,  7,
+                                                            10, 9, 8, 11, 14, 13, 12, 15};
+  return {hn::BitCast(Tag<std::uint32_t>(), hn::TableLookupBytes(hn::BitCast(bytes, words.raw),
+                                                                 hn::LoadDup128(bytes, kSwapped)))};
+}
+
+HWY_INLINE Color ToColor(U words, bool blue_first) {
+  return FromBytes(blue_first ? BytesOf<true>(words) : BytesOf<false>(words));
+}
+
 HWY_INLINE F At(const Slope& slope, F x) {
   return Add(Mul(Broadcast(slope.step), x), Broadcast(slope.start));
 }
 
+template <bool kNearest>
 class TransformLanes {
  public:
   TransformLanes(const PixelArguments& arguments, const TransformPass& pass)
@@ -222,17 +256,22 @@ class TransformLanes {
         last_pair_(std::max(arguments.textures[0].height - 2, 0)),
         blue_first_(arguments.textures[0].format == Format::kBgra8) {}
 
-  HWY_INLINE Filtered Filter(const TransformRow& row, F x) const {
+  // `Filtered`, or the words of the nearest pixels.
+  HWY_INLINE auto Read(const TransformRow& row, F x) const {
     const F near = Div(Broadcast(1.0f), At(row.w, x));
     // Both of a texel's neighbours can be read everywhere: right of a row there is room.
     const F u = Clamped(Mul(At(row.u, x), near), pass_.least_x, pass_.most_x);
     const F v = Clamped(Mul(At(row.v, x), near), pass_.least_y, pass_.most_y);
     const I column = FloatToInt(u);
-    const I line = Min(FloatToInt(v), Broadcast(last_pair_));
-    const I weights =
-        Or(ShiftLeft(Weight(Sub(u, IntToFloat(column))), 16), Weight(Sub(v, IntToFloat(line))));
-    const I index = Add(Mul(line, Broadcast(row_words_)), column);
-    return FilterPairs(LoadPairs(base_, index), LoadPairs(base_ + next_row_, index), weights);
+    if constexpr (kNearest) {
+      return ReadNearest(column, FloatToInt(v));
+    } else {
+      const I line = Min(FloatToInt(v), Broadcast(last_pair_));
+      const I weights =
+          Or(ShiftLeft(Weight(Sub(u, IntToFloat(column))), 16), Weight(Sub(v, IntToFloat(line))));
+      const I index = Add(Mul(line, Broadcast(row_words_)), column);
+      return FilterPairs(LoadPairs(base_, index), LoadPairs(base_ + next_row_, index), weights);
+    }
   }
 
   HWY_INLINE F Coverage(const TransformRow& row, F x) const {
@@ -256,8 +295,9 @@ class TransformLanes {
     return Mul(part(left, right), part(top, bottom));
   }
 
-  HWY_INLINE Color Mixed(const Filtered& filtered, F covered) const {
-    const Color image = ToColor(filtered, blue_first_);
+  template <class Pixels>
+  HWY_INLINE Color Mixed(const Pixels& pixels, F covered) const {
+    const Color image = ToColor(pixels, blue_first_);
     const TransformConstants& constants = pass_.constants;
     const F around = Sub(Broadcast(1.0f), covered);
     const auto mixed = [&](F channel, std::size_t i) HWY_ATTR {
@@ -269,6 +309,15 @@ class TransformLanes {
   }
 
  private:
+  HWY_INLINE U ReadNearest(I column, I line) const {
+    const I index = Add(Mul(line, Broadcast(row_words_)), column);
+    const std::int32_t first = FirstLane(index);
+    if (HWY_LIKELY(All(Equal(index, Iota(first))))) {
+      return Load(reinterpret_cast<const std::uint32_t*>(base_) + first);
+    }
+    return LoadWords(base_, index);
+  }
+
   // Where there is no number, some number in the range.
   static HWY_INLINE F Clamped(F place, float least, float most) {
     return Min(Max(place, Broadcast(least)), Broadcast(most));
@@ -299,8 +348,9 @@ HWY_INLINE void StorePixels(U pixels, std::int32_t count, std::byte* to) {
 }
 
 // The image's own pixels, but at its edges.
-void DrawPlainRow(const PixelArguments& arguments, const TransformPass& pass,
-                  const TransformLanes& lanes, const TransformRow& row, std::int32_t y) {
+template <class Lanes>
+void DrawPlainRow(const PixelArguments& arguments, const TransformPass& pass, const Lanes& lanes,
+                  const TransformRow& row, std::int32_t y) {
   // More than floats are wrong about where an edge is.
   constexpr double kSure = 1.0 / 16;
   const TransformRow::Columns all = {arguments.left, arguments.right};
@@ -321,15 +371,14 @@ void DrawPlainRow(const PixelArguments& arguments, const TransformPass& pass,
     }
   };
   const auto nothing = [&](std::int32_t) HWY_ATTR { return around; };
-  const auto image = [&](std::int32_t x) HWY_ATTR {
-    return ToPixels(lanes.Filter(row, ColumnsFrom(x)), pass.swaps);
-  };
+  const auto image = [&](std::int32_t x)
+                         HWY_ATTR { return ToPixels(lanes.Read(row, ColumnsFrom(x)), pass.swaps); };
   const auto edge = [&](std::int32_t x) HWY_ATTR {
     const F columns = ColumnsFrom(x);
-    const Filtered filtered = lanes.Filter(row, columns);
+    const auto read = lanes.Read(row, columns);
     const F covered = lanes.Coverage(row, columns);
-    return Select(Equal(covered, Broadcast(1.0f)), ToPixels(filtered, pass.swaps),
-                  to_pixels(lanes.Mixed(filtered, covered)));
+    return Select(Equal(covered, Broadcast(1.0f)), ToPixels(read, pass.swaps),
+                  to_pixels(lanes.Mixed(read, covered)));
   };
   draw(all.first, seen.first, nothing);
   draw(seen.first, std::min(full.first, seen.end), edge);
@@ -338,11 +387,10 @@ void DrawPlainRow(const PixelArguments& arguments, const TransformPass& pass,
   draw(seen.end, all.end, nothing);
 }
 
-}  // namespace
-
-void DrawTransform(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
-  const TransformPass pass(arguments);
-  const TransformLanes lanes(arguments, pass);
+template <bool kNearest>
+void DrawRows(const PixelArguments& arguments, const TransformPass& pass, std::int32_t top,
+              std::int32_t bottom) {
+  const TransformLanes<kNearest> lanes(arguments, pass);
   for (std::int32_t y = top; y < bottom; ++y) {
     const TransformRow row(pass, y + 0.5 + double{arguments.origin_y});
     if (pass.plain) {
@@ -352,8 +400,19 @@ void DrawTransform(const PixelArguments& arguments, std::int32_t top, std::int32
     for (std::int32_t x = arguments.left; x < arguments.right; x += kLanes) {
       const F columns = ColumnsFrom(x);
       StoreResult(arguments, x, y, std::min(kLanes, arguments.right - x),
-                  lanes.Mixed(lanes.Filter(row, columns), lanes.Coverage(row, columns)));
+                  lanes.Mixed(lanes.Read(row, columns), lanes.Coverage(row, columns)));
     }
+  }
+}
+
+}  // namespace
+
+void DrawTransform(const PixelArguments& arguments, std::int32_t top, std::int32_t bottom) {
+  const TransformPass pass(arguments);
+  if (pass.nearest) {
+    DrawRows<true>(arguments, pass, top, bottom);
+  } else {
+    DrawRows<false>(arguments, pass, top, bottom);
   }
 }
 
@@ -377,8 +436,7 @@ bool AcceptsTransform(const PixelArguments& arguments, Bands* bands) {
   const TextureView& texture = arguments.textures[0];
   const Sampler& sampler = arguments.samplers[0];
   if (!texture.data || (texture.format != Format::kBgra8 && texture.format != Format::kRgba8) ||
-      sampler.filter != Filter::kLinear || sampler.extend_x != Extend::kClamp ||
-      sampler.extend_y != Extend::kClamp ||
+      sampler.extend_x != Extend::kClamp || sampler.extend_y != Extend::kClamp ||
       arguments.pixel_size_x != 1.0f / static_cast<float>(texture.width) ||
       arguments.pixel_size_y != 1.0f / static_cast<float>(texture.height)) {
     return false;
@@ -393,7 +451,7 @@ bool AcceptsTransform(const PixelArguments& arguments, Bands* bands) {
   const TransformPass pass(arguments);
   *bands = Bands::kRows;
   return pass.constants.detail[0] == 1 && pass.constants.detail[1] == 1 &&
-         pass.constants.opacity > 0;
+         pass.constants.opacity > 0 && (!pass.nearest || pass.IsOnGrid(double{arguments.origin_y}));
 }
 
 }  // namespace Vantra::Render::Simd
