@@ -1,5 +1,5 @@
 // A Gaussian blur along rows or columns, at a cost that does not depend on its deviation. See
-// `sliding_cosines.h` for the algorithm.
+// `sliding_cosines.h` for the algorithm. Short ones are added up weight by weight.
 //
 // A pixel's four channels, and those of its neighbours across the direction, are lanes. Rows are
 // laid out in memory so first, a few at a time.
