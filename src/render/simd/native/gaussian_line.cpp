@@ -1,5 +1,5 @@
 // A Gaussian blur along rows or columns, at a cost that does not depend on its deviation. See
-// `sliding_cosines.h` for the algorithm.
+// `sliding_cosines.h` for the algorithm. Short ones are added up weight by weight.
 //
 // A pixel's four channels, and those of its neighbours across the direction, are lanes. Rows are
 // laid out in memory so first, a few at a time.
@@ -309,6 +309,13 @@ struct Window {
   }
 };
 
+// The place is some further on. Where there is nothing, that does no harm.
+HWY_INLINE void PrefetchAhead(const std::byte* from, std::ptrdiff_t stride) {
+  constexpr std::ptrdiff_t kPlacesAhead = 16;
+  hwy::Prefetch(reinterpret_cast<const std::byte*>(
+      reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(kPlacesAhead * stride)));
+}
+
 // Lines that are blurred at a time: as many vectors of them as there are registers for, so that
 // one's arithmetic fills the gaps of the other's.
 constexpr std::size_t kVectorsAtATime = kLaneCount >= 16 ? 2 : 1;
@@ -324,7 +331,6 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMem
   constexpr bool kHasSecond = kVectorsAtATime == 2;
   constexpr std::size_t kInBytes = kPixelCount * sizeof(typename In::Pixel);
   constexpr std::size_t kOutBytes = kPixelCount * sizeof(typename Out::Pixel);
-  constexpr std::int32_t kPlacesAhead = 16;
   constexpr float kScale = Out::kOne / In::kOne;
   const std::size_t lane_bytes = lane * (sizeof(typename In::Pixel) / 4);
   const SlidingCosines& weights = *memory.weights;
@@ -362,12 +368,7 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMem
       Window one = window, other = second;
       std::byte* own_to = to;
       for (std::int32_t i = 0; i < count; ++i, in += enters.stride, out += leaves.stride) {
-        if constexpr (kIsFar) {
-          // Where there is nothing, it does no harm.
-          hwy::Prefetch(reinterpret_cast<const std::byte*>(
-              reinterpret_cast<std::uintptr_t>(in) +
-              static_cast<std::uintptr_t>(kPlacesAhead * enters.stride)));
-        }
+        if constexpr (kIsFar) PrefetchAhead(in, enters.stride);
         one.Advance(own_weights, In::Load(in), In::Load(out));
         if constexpr (kHasSecond) {
           other.Advance(own_weights, In::Load(in + kInBytes), In::Load(out + kInBytes));
@@ -412,7 +413,7 @@ struct SumsAhead<0> {
 };
 
 // The same for a short reach, with all weights. Each pixel is read and converted once.
-template <class In, class Out, std::int32_t kReach>
+template <class In, class Out, bool kIsFar, std::int32_t kReach>
 void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
                     std::int32_t /*anchor*/, const Span& places, bool swaps, std::byte* to,
                     std::size_t to_stride) {
@@ -439,6 +440,7 @@ void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLi
       const auto own_order = order;
       std::byte* own_to = to;
       for (std::int32_t i = 0; i < count; ++i, from += stretch.stride) {
+        if constexpr (kIsFar) PrefetchAhead(from, stretch.stride);
         const V result = one.Add(weights, In::Load(from));
         V other_result = result;
         if constexpr (kHasSecond) other_result = other.Add(weights, In::Load(from + kInBytes));
@@ -463,17 +465,17 @@ auto ChooseBlur(std::int32_t reach) {
   static_assert(kShortReach == 6);
   switch (reach) {
     case 1:
-      return BlurShortLanes<In, Out, 1>;
+      return BlurShortLanes<In, Out, kIsFar, 1>;
     case 2:
-      return BlurShortLanes<In, Out, 2>;
+      return BlurShortLanes<In, Out, kIsFar, 2>;
     case 3:
-      return BlurShortLanes<In, Out, 3>;
+      return BlurShortLanes<In, Out, kIsFar, 3>;
     case 4:
-      return BlurShortLanes<In, Out, 4>;
+      return BlurShortLanes<In, Out, kIsFar, 4>;
     case 5:
-      return BlurShortLanes<In, Out, 5>;
+      return BlurShortLanes<In, Out, kIsFar, 5>;
     case 6:
-      return BlurShortLanes<In, Out, 6>;
+      return BlurShortLanes<In, Out, kIsFar, 6>;
     default:
       return BlurLanes<In, Out, kIsFar>;
   }
