@@ -489,8 +489,11 @@ TEST(NativeKernels, ConvolutionsAreTheProgramsToTheBit) {
   const struct {
     std::int32_t columns, rows;
     float first_x, first_y, divisor, bias;
-  } kCases[] = {{3, 3, -1, -1, 9, 0}, {1, 1, 0, 0, -0.5f, 1}, {5, 2, -4, 0.25f, 3, 0.25f},
-                {1, 7, 2, -3, 0, 0},  {31, 32, -15, -16, 40, 0.5f}};
+  } kCases[] = {{3, 3, -1, -1, 9, 0},
+                {1, 1, 0, 0, -0.5f, 1},
+                {5, 2, -4, 0.25f, 3, 0.25f},
+                {1, 7, 2, -3, 0, 0},
+                {31, 32, -15, -16, 40, 0.5f}};
   std::size_t turn = 0;
   for (const auto& test : kCases) {
     for (const bool preserves_alpha : {false, true}) {
