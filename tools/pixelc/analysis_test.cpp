@@ -140,13 +140,15 @@ TEST(Analyses, PlacesAlongTheRowAreKnown) {
   };
   EXPECT_EQ(kind(Op::kMul, [](Draft& d) { return d.Mul(d.X(), d.Uniform()); }), Kind::kLinear);
   EXPECT_EQ(kind(Op::kMul, [](Draft& d) { return d.Mul(d.X(), d.X()); }), Kind::kVarying);
-  EXPECT_EQ(kind(Op::kDiv, [](Draft& d) { return d.Emit(Op::kDiv, {d.Uniform(), d.X()}); }),
+  EXPECT_EQ(kind(Op::kDiv,
+                 [](Draft& d) {
+                   return d.Emit(Op::kDiv, {d.Uniform(), d.X()});
+                 }),
             Kind::kVarying);
   const auto column = [](Draft& d) {
     return d.Emit(Op::kFloatToInt, {d.Emit(Op::kFloor, {d.Add(d.X(), d.Uniform())})});
   };
-  EXPECT_EQ(kind(Op::kFloatToInt,
-                 [&](Draft& d) { return d.Emit(Op::kIntToFloat, {column(d)}); }),
+  EXPECT_EQ(kind(Op::kFloatToInt, [&](Draft& d) { return d.Emit(Op::kIntToFloat, {column(d)}); }),
             Kind::kColumn);
   EXPECT_EQ(kind(Op::kAdd,
                  [&](Draft& d) {

@@ -47,7 +47,7 @@ namespace {
 
 constexpr std::size_t kColumns = 100;
 
-// Breaks a line that is too long behind a comma or an opening bracket.
+// Breaks a line that is too long behind a comma, or else behind a bracket.
 void PrintLine(std::string indent, std::string text, std::ostringstream& out) {
   const bool is_comment = text.starts_with("// ");
   std::string continued = indent + (is_comment ? "// " : "    ");
@@ -59,9 +59,14 @@ void PrintLine(std::string indent, std::string text, std::ostringstream& out) {
         end = text.rfind(' ', end - 1);
       }
     }
-    if (end == std::string::npos || end < 4) break;
+    std::size_t next = end + 1;
+    if (end == std::string::npos || end < 4) {
+      const std::size_t bracket = is_comment ? std::string::npos : text.rfind('(', room - 1);
+      if (bracket == std::string::npos || indent == continued) break;
+      end = next = bracket + 1;
+    }
     out << indent << text.substr(0, end) << '\n';
-    text = text.substr(end + 1);
+    text = text.substr(next);
     indent = continued;
   }
   out << indent << text << '\n';

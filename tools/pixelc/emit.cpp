@@ -45,9 +45,14 @@ void DefineRecords(const Analysis& analysis, CodeText& out) {
   for (BlockId block = 0; block < analysis.program.blocks.size(); ++block) {
     for (const Record& record : RecordsOf(analysis, block)) {
       CodeText fields;
-      for (const ValueId value : record.values) {
-        fields.Line(std::string(ScalarType(analysis.program.types[value])) + " u" +
-                    std::to_string(value) + ";");
+      std::string line;
+      for (std::size_t i = 0; i < record.values.size(); ++i) {
+        const Type type = analysis.program.types[record.values[i]];
+        const std::string name = "u" + std::to_string(record.values[i]);
+        line += line.empty() ? std::string(ScalarType(type)) + " " + name : ", " + name;
+        if (i + 1 == record.values.size() || analysis.program.types[record.values[i + 1]] != type) {
+          fields.Line(std::exchange(line, {}) + ";");
+        }
       }
       for (const ValueId value : record.reads) {
         fields.Line("RowRead read" + std::to_string(value) + ";");

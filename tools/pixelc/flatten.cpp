@@ -99,9 +99,7 @@ bool IsWorthFlattening(const Program& program, const Terminator& branch,
       ++cost;
     }
   }
-  return cost <= (once_a_row     ? kMostOnceARow
-                  : of_all_lanes ? kMostForAllLanes
-                                 : kMostForSomeLanes);
+  return cost <= (once_a_row ? kMostOnceARow : of_all_lanes ? kMostForAllLanes : kMostForSomeLanes);
 }
 
 }  // namespace
@@ -163,9 +161,8 @@ bool RaiseUniforms(Program& program, const FlowRegions& flow, const Divergence& 
                             instruction.op == Op::kSample;
       if (instruction.results.empty() || !is_cheap ||
           !divergence.IsUniform(instruction.results[0]) ||
-          !std::all_of(
-              instruction.operands.begin(), instruction.operands.end(),
-              [&](ValueId operand) { return flow.Dominates(block_of[operand], place); })) {
+          !std::all_of(instruction.operands.begin(), instruction.operands.end(),
+                       [&](ValueId operand) { return flow.Dominates(block_of[operand], place); })) {
         return false;
       }
       for (const ValueId value : instruction.results) block_of[value] = place;

@@ -172,13 +172,13 @@ std::string LaneWriter::LaneValue(const Instruction& instruction) const {
   return Call(FunctionOf(instruction.op), operands);
 }
 
-void LaneWriter::WriteEffect(const Instruction& instruction, BlockId block,
-                             const std::string& mask, CodeText& out) const {
+void LaneWriter::WriteEffect(const Instruction& instruction, BlockId block, const std::string& mask,
+                             CodeText& out) const {
   const std::string all = mask.empty() ? "Broadcast(true)" : mask;
   switch (instruction.op) {
     case Op::kResult: {
-      if (block == 0 || (analysis_.flow.InnermostLoop(block) == 0 &&
-                         analysis_.flow.AlwaysReaches(0, 0, block))) {
+      if (block == 0 ||
+          (analysis_.flow.InnermostLoop(block) == 0 && analysis_.flow.AlwaysReaches(0, 0, block))) {
         std::string color;
         for (const ValueId channel : instruction.operands) {
           color += (color.empty() ? "" : ", ") + Lanes(channel);
