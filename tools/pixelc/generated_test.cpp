@@ -74,7 +74,7 @@ void CheckWords(const std::string& name, Simd::ComputeKernel GeneratedPrograms::
 }
 
 TEST(GeneratedCode, FollowsTheFlowOfRows) {
-  CheckWords("test_flow", &GeneratedPrograms::flow, 64, 6);
+  CheckWords("test_flow", &GeneratedPrograms::flow, 64, 14);
 }
 
 TEST(GeneratedCode, FollowsLanesThatPartAtEveryTurn) {

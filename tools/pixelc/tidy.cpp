@@ -32,6 +32,8 @@ class Tidier {
       replacement_.assign(program_.types.size(), kNone);
       JoinPhis();
       Fold();
+      // Ways that were folded away are told from those that merged blocks bring.
+      OrderBlocks(&program_);
       MergeBlocks();
     } while (changed_);
     RemoveUnused();

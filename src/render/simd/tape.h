@@ -2,6 +2,7 @@
 
 // What a program computes once a row, in the order in which the lanes of the row read it again.
 
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -29,9 +30,12 @@ class Tape {
   template <class Record>
   Record* Push() {
     Check<Record>();
-    if (static_cast<std::size_t>(end_ - position_) < sizeof(Record)) Grow();
-    std::byte* const record = position_;
+    if (static_cast<std::size_t>(end_ - position_) < BytesOf<Record>()) Grow();
+    std::byte* const record = position_ + kMarkBytes;
     position_ += BytesOf<Record>();
+    if constexpr (kMarkBytes != 0) {
+      *reinterpret_cast<const char**>(record - kMarkBytes) = &kMark<Record>;
+    }
     return reinterpret_cast<Record*>(record);
   }
 
@@ -44,9 +48,10 @@ class Tape {
     template <class Record>
     const Record* Next() {
       Check<Record>();
-      const auto* const record = reinterpret_cast<const Record*>(position_);
+      const std::byte* const record = position_ + kMarkBytes;
       position_ += BytesOf<Record>();
-      return record;
+      assert(*reinterpret_cast<const char* const*>(record - kMarkBytes) == &kMark<Record>);
+      return reinterpret_cast<const Record*>(record);
     }
 
    private:
@@ -61,16 +66,25 @@ class Tape {
   static constexpr std::size_t kFirstBytes = 4096;
   // A loop over constants that make no sense would fill the machine's memory.
   static constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+  // Where assertions hold, each record stands behind the address of its type's mark, by which the
+  // readers are known to be in step.
+#ifdef NDEBUG
+  static constexpr std::size_t kMarkBytes = 0;
+#else
+  static constexpr std::size_t kMarkBytes = kAlignment;
+#endif
+  template <class Record>
+  static constexpr char kMark = 0;
 
   template <class Record>
   static constexpr void Check() {
     static_assert(std::is_trivially_copyable_v<Record>);
-    static_assert(alignof(Record) <= kAlignment && sizeof(Record) <= kFirstBytes);
+    static_assert(alignof(Record) <= kAlignment && BytesOf<Record>() <= kFirstBytes);
   }
 
   template <class Record>
   static constexpr std::size_t BytesOf() {
-    return (sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
+    return kMarkBytes + (sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
   }
 
   [[gnu::noinline, gnu::cold]] void Grow() {

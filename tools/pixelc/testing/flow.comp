@@ -104,6 +104,32 @@ int swapped(int x) {
   return a * 100 + b;
 }
 
+// Choices of whole rows, of which one parts the lanes and others go to where they meet again.
+int rejoined(int x, int row) {
+  int slots[4] = int[](x, row, 1, 2);
+  int sum = x;
+  for (int i = 0; i < row; ++i) {
+    switch ((row + i) & 3) {
+      case 0:
+        if ((x & 1) == 0) {
+          slots[x & 3] += i;
+          continue;
+        }
+        break;
+      case 1:
+        sum ^= row;
+        break;
+      case 2:
+        if (i > 4) {
+          return sum + slots[row & 3];
+        }
+    }
+    slots[i & 3] += sum;
+    sum = sum * 3 + row * i;
+  }
+  return sum + slots[row & 3];
+}
+
 uint result(uvec2 at) {
   int x = int(at.x);
   if (at.y == 0) {
@@ -118,5 +144,8 @@ uint result(uvec2 at) {
   if (at.y == 3) {
     return uint(table(x));
   }
-  return uint(at.y == 4 ? parts(x) : swapped(x));
+  if (at.y < 6) {
+    return uint(at.y == 4 ? parts(x) : swapped(x));
+  }
+  return uint(rejoined(x, int(at.y) - 4));
 }
