@@ -217,14 +217,29 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
       drawing.operation.blend == Render::Blend::kReplace ||
       (surface.transparent && (drawing.operation.blend == Render::Blend::kSourceOver ||
                                drawing.operation.blend == Render::Blend::kPlus));
-  const bool direct = plain && placement->full && (whole || surface.transparent);
+  // What replaces an area larger than itself leaves nothing around it.
+  const bool alone = plain && placement->full && !whole && !surface.transparent;
+  const bool direct = plain && placement->full && (whole || surface.transparent || alone);
+  const auto clear_around = [&]() -> HRESULT {
+    if (!alone) return S_OK;
+    const Render::Rect& drawn = placement->rect;
+    for (const Render::Rect& rect :
+         {Render::Rect{clip.left, clip.top, clip.right, drawn.top},
+          Render::Rect{clip.left, drawn.bottom, clip.right, clip.bottom},
+          Render::Rect{clip.left, drawn.top, drawn.left, drawn.bottom},
+          Render::Rect{drawn.right, drawn.top, clip.right, drawn.bottom}}) {
+      const HRESULT filled = Fill(rect, {0, 0, 0, 0});
+      if (FAILED(filled)) return filled;
+    }
+    return S_OK;
+  };
   if (placement->shifted && direct && drawing.opacity == 1) {
     result = drawing.node.RenderDirectly(
         evaluation, {&surface, placement->rect, static_cast<std::int32_t>(placement->shift_x),
                      static_cast<std::int32_t>(placement->shift_y)});
     if (result != S_FALSE) {
       surface.transparent = false;
-      return result;
+      return FAILED(result) ? result : clear_around();
     }
   }
 
@@ -246,7 +261,8 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
   pass.rect = placement->rect;
   pass.blend = direct ? Render::Blend::kReplace : drawing.operation.blend;
   surface.transparent = false;
-  return ToResult(device_->GetEngine().Draw(pass));
+  result = ToResult(device_->GetEngine().Draw(pass));
+  return FAILED(result) ? result : clear_around();
 }
 
 Render::Rect DeviceContext2D::PartToRender(const Area& part, const Placement& placement) const {
