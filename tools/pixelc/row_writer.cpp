@@ -54,7 +54,8 @@ CodeText RowWriter::WriteBlock(BlockId block, const std::string& /*mask*/) {
     const ValueId value = instruction.results[0];
     if (analysis_.needs.IsLeafValue(value)) continue;
     if (IsNeeded(instruction)) WriteUniform(instruction, out);
-    if (!analysis_.needs.IsLeafValue(value) && analysis_.needs.Shape(value)) WriteShape(instruction, out);
+    if (!analysis_.needs.IsLeafValue(value) && analysis_.needs.Shape(value))
+      WriteShape(instruction, out);
   }
   for (const Record& record : RecordsOf(analysis_, block)) {
     std::vector<std::string> fields;
