@@ -9,6 +9,12 @@
 
 namespace Vantra::Render::Simd {
 
+// Farther than any image reaches. Differences of other places are numbers, too.
+constexpr bool IsFar(std::int32_t place) {
+  constexpr std::int32_t kFarthest = 1 << 29;
+  return place < -kFarthest || place > kFarthest;
+}
+
 // Places from `first` up to and without `end`.
 struct Span {
   std::int32_t first = 0;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "render/simd/native/line_of_pixels.h"
 #include "render/simd/native/native_kernels.h"
 #include "render/simd/targets.h"
 
@@ -236,8 +237,8 @@ bool AcceptsMorphology(const PixelArguments& arguments, Bands* bands) {
   const MorphologyPass pass(arguments);
   const MorphologyConstants& constants = pass.constants;
   constexpr std::int32_t kWidestWindow = 1 << 12;
-  if (constants.axis_x + constants.axis_y != 1 || constants.axis_x * constants.axis_y != 0 ||
-      constants.stride != 1 || constants.count < 1 || constants.count > kWidestWindow ||
+  if (!IsAxis(constants.axis_x, constants.axis_y) || constants.stride != 1 || constants.count < 1 ||
+      constants.count > kWidestWindow || IsFar(constants.first) || IsFar(constants.last) ||
       constants.last - constants.first != constants.count - 1 || constants.left < 0 ||
       constants.top < 0 || constants.right > texture.width || constants.bottom > texture.height) {
     return false;

@@ -49,6 +49,11 @@ bool AcceptsPlanar(const HostComputation& frame);
 void RunYuy2(const HostComputation& frame, std::int32_t top, std::int32_t bottom);
 bool AcceptsYuy2(const HostComputation& frame);
 
+// Whether (x, y) is the direction of rows, (1, 0), or that of columns, (0, 1).
+constexpr bool IsAxis(std::int32_t x, std::int32_t y) {
+  return (x == 1 && y == 0) || (x == 0 && y == 1);
+}
+
 // Whether the program's places are pixels of the target, moved by whole pixels.
 bool IsWholeOffset(const PixelArguments& arguments);
 
