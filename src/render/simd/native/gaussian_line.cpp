@@ -547,9 +547,8 @@ bool AcceptsGaussianLine(const PixelArguments& arguments, Bands* bands) {
   const GaussianLineConstants& constants = pass.constants;
   constexpr std::int32_t kLongestReach = 1 << 12;
   if (IsFar(constants.left) || IsFar(constants.top) || IsFar(constants.right) ||
-      IsFar(constants.bottom) || constants.axis_x + constants.axis_y != 1 ||
-      constants.axis_x * constants.axis_y != 0 || constants.reach < 1 ||
-      constants.reach > kLongestReach || !(constants.falloff < 0) ||
+      IsFar(constants.bottom) || !IsAxis(constants.axis_x, constants.axis_y) ||
+      constants.reach < 1 || constants.reach > kLongestReach || !(constants.falloff < 0) ||
       !std::isfinite(constants.falloff) || !std::isfinite(constants.centre) ||
       (pass.edge_mode != GaussianLinePass::kTransparent &&
        pass.edge_mode != GaussianLinePass::kMirror) ||
