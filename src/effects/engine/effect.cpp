@@ -22,14 +22,14 @@ class CurrentEffectScope {
   ~CurrentEffectScope() { Effect::SetCurrentEffect(nullptr); }
 };
 
-// Devices on other threads make effects at the same time.
-thread_local Effect* t_current_effect = nullptr;
-
 }  // namespace
 
-void Effect::SetCurrentEffect(Effect* effect) { t_current_effect = effect; }
+// Devices on other threads make effects at the same time.
+thread_local Effect* Effect::s_current_effect = nullptr;
 
-Effect* Effect::GetCurrentEffect() { return t_current_effect; }
+void Effect::SetCurrentEffect(Effect* effect) { s_current_effect = effect; }
+
+Effect* Effect::GetCurrentEffect() { return s_current_effect; }
 
 Effect::~Effect() { ReleaseContext(); }
 

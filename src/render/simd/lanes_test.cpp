@@ -394,7 +394,7 @@ TEST(Tape, GivesBackWhatWasPushedAndKeepsItsMemory) {
   EXPECT_FALSE(tape.Failed());
   // A row that never ends fails before the machine's memory does.
   struct Page {
-    std::byte bytes[4096];
+    std::byte bytes[4080];
   };
   for (int i = 0; i < 100000 && !tape.Failed(); ++i) tape.Push<Page>();
   EXPECT_TRUE(tape.Failed());

@@ -164,6 +164,8 @@ class VANTRIX_API Effect : public ResourceBase {
   float GetFaceScale() const { return face_scale_; }
 
  private:
+  static thread_local Effect* s_current_effect;
+
   EffectShaderBase* shader_ = nullptr;
   GUID effect_id_ = GUID_NULL;
   int clear_background_ = 1;

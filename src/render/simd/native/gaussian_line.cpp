@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstring>
 #include <new>
-#include <type_traits>
 
 #include "render/simd/native/gaussian_line_pass.h"
 #include "render/simd/native/native_kernels.h"
@@ -189,7 +188,8 @@ struct Window {
   }
 };
 
-// The place is some further on. Where there is nothing, that does no harm.
+// The place is some further on: those of a column are so far apart in memory that the CPU does not
+// see which it will need. Where there is nothing, that does no harm.
 HWY_INLINE void PrefetchAhead(const std::byte* from, std::ptrdiff_t stride) {
   constexpr std::ptrdiff_t kPlacesAhead = 16;
   hwy::Prefetch(reinterpret_cast<const std::byte*>(
@@ -202,9 +202,8 @@ constexpr std::size_t kVectorsAtATime = kLaneCount >= 16 ? 2 : 1;
 constexpr std::size_t kPixelsAtATime = kVectorsAtATime * kPixelCount;
 
 // Blurs `places` of the lines that begin `lane` channels behind a place's first, with sums that
-// begin at `anchor`. `to` is of the first place. `kIsFar` tells that places are so far apart in
-// memory that the CPU does not see which it will need.
-template <class In, class Out, bool kIsFar>
+// begin at `anchor`. `to` is of the first place.
+template <class In, class Out>
 void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
                std::int32_t anchor, const Span& places, bool swaps, std::byte* to,
                std::size_t to_stride) {
@@ -235,7 +234,7 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMem
   };
   // Moves the windows to the places up to `end`, and stores what they have there.
   place = anchor;
-  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
+  const auto advance = [&](std::int32_t end, bool stores) HWY_ATTR {
     while (place < end) {
       const LineOfPixels::Stretch enters = line.From(place + 1 + reach);
       const LineOfPixels::Stretch leaves = line.From(place - reach);
@@ -248,12 +247,12 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMem
       Window one = window, other = second;
       std::byte* own_to = to;
       for (std::int32_t i = 0; i < count; ++i, in += enters.stride, out += leaves.stride) {
-        if constexpr (kIsFar) PrefetchAhead(in, enters.stride);
+        PrefetchAhead(in, enters.stride);
         one.Advance(own_weights, In::Load(in), In::Load(out));
         if constexpr (kHasSecond) {
           other.Advance(own_weights, In::Load(in + kInBytes), In::Load(out + kInBytes));
         }
-        if constexpr (decltype(stores)::value) {
+        if (stores) {
           Store<Out>(one.Value(own_weights), own_order, own_to);
           if constexpr (kHasSecond) {
             Store<Out>(other.Value(own_weights), own_order, own_to + kOutBytes);
@@ -267,9 +266,9 @@ void BlurLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMem
       place += count;
     }
   };
-  advance(places.first, std::false_type());
+  advance(places.first, false);
   store(window, second);
-  advance(places.end - 1, std::true_type());
+  advance(places.end - 1, true);
 }
 
 // The sums of `kCount` places ahead, each without the pixels that are still to come.
@@ -293,7 +292,7 @@ struct SumsAhead<0> {
 };
 
 // The same for a short reach, with all weights. Each pixel is read and converted once.
-template <class In, class Out, bool kIsFar, std::int32_t kReach>
+template <class In, class Out, std::int32_t kReach>
 void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLineMemory& memory,
                     std::int32_t /*anchor*/, const Span& places, bool swaps, std::byte* to,
                     std::size_t to_stride) {
@@ -310,7 +309,7 @@ void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLi
   }
   SumsAhead<2 * kReach> sums, second;
   std::int32_t place = places.first - kReach;
-  const auto advance = [&](std::int32_t end, auto stores) HWY_ATTR {
+  const auto advance = [&](std::int32_t end, bool stores) HWY_ATTR {
     while (place < end) {
       const LineOfPixels::Stretch stretch = line.From(place);
       const std::int32_t count = std::min(end - place, stretch.count);
@@ -320,11 +319,11 @@ void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLi
       const auto own_order = order;
       std::byte* own_to = to;
       for (std::int32_t i = 0; i < count; ++i, from += stretch.stride) {
-        if constexpr (kIsFar) PrefetchAhead(from, stretch.stride);
+        PrefetchAhead(from, stretch.stride);
         const V result = one.Add(weights, In::Load(from));
         V other_result = result;
         if constexpr (kHasSecond) other_result = other.Add(weights, In::Load(from + kInBytes));
-        if constexpr (decltype(stores)::value) {
+        if (stores) {
           Store<Out>(result, own_order, own_to);
           if constexpr (kHasSecond) Store<Out>(other_result, own_order, own_to + kOutBytes);
           own_to += to_stride;
@@ -336,28 +335,28 @@ void BlurShortLanes(const LineOfPixels& line, std::size_t lane, const GaussianLi
       place += count;
     }
   };
-  advance(places.first + kReach, std::false_type());
-  advance(places.end + kReach, std::true_type());
+  advance(places.first + kReach, false);
+  advance(places.end + kReach, true);
 }
 
-template <class In, class Out, bool kIsFar>
+template <class In, class Out>
 auto ChooseBlur(std::int32_t reach) {
   static_assert(kShortReach == 6);
   switch (reach) {
     case 1:
-      return BlurShortLanes<In, Out, kIsFar, 1>;
+      return BlurShortLanes<In, Out, 1>;
     case 2:
-      return BlurShortLanes<In, Out, kIsFar, 2>;
+      return BlurShortLanes<In, Out, 2>;
     case 3:
-      return BlurShortLanes<In, Out, kIsFar, 3>;
+      return BlurShortLanes<In, Out, 3>;
     case 4:
-      return BlurShortLanes<In, Out, kIsFar, 4>;
+      return BlurShortLanes<In, Out, 4>;
     case 5:
-      return BlurShortLanes<In, Out, kIsFar, 5>;
+      return BlurShortLanes<In, Out, 5>;
     case 6:
-      return BlurShortLanes<In, Out, kIsFar, 6>;
+      return BlurShortLanes<In, Out, 6>;
     default:
-      return BlurLanes<In, Out, kIsFar>;
+      return BlurLanes<In, Out>;
   }
 }
 
@@ -368,7 +367,7 @@ void BlurColumns(const PixelArguments& arguments, const GaussianLinePass& pass, 
   constexpr std::size_t kOutBytes = sizeof(typename Out::Pixel);
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
-  const auto blur = ChooseBlur<In, Out, true>(pass.constants.reach);
+  const auto blur = ChooseBlur<In, Out>(pass.constants.reach);
   const Span rows = {top + pass.offset_y, bottom + pass.offset_y};
   for (std::int32_t x = arguments.left; x < arguments.right; x += kPixelsAtATime) {
     const auto column = static_cast<std::size_t>(x + pass.offset_x);
@@ -459,7 +458,7 @@ void BlurRows(const PixelArguments& arguments, const GaussianLinePass& pass, std
   using OutPixel = typename Out::Pixel;
   const TextureView& texture = arguments.textures[0];
   const TargetView& target = arguments.target;
-  const auto blur = ChooseBlur<In, Out, false>(pass.constants.reach);
+  const auto blur = ChooseBlur<In, Out>(pass.constants.reach);
   const Span columns = {arguments.left + pass.offset_x, arguments.right + pass.offset_x};
   for (std::int32_t y = top; y < bottom; y += kRowsAtATime) {
     for (Span piece = pass.FirstPiece(columns); piece.Count() > 0;
