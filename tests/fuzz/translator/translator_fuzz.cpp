@@ -373,9 +373,8 @@ bool DrawOnKernel(Render::Simd::PixelKernel kernel, const Scene& scene, Plane& t
 Bytes ReadFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-  Bytes result(bytes.size());
-  std::memcpy(result.data(), bytes.data(), bytes.size());
-  return result;
+  const std::span<const std::byte> result = std::as_bytes(std::span(bytes));
+  return {result.begin(), result.end()};
 }
 
 const Render::Simd::Kernel* FindKernel(const Bytes& spirv) {
