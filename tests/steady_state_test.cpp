@@ -93,7 +93,9 @@ TEST_F(SteadyState, AFrameTakesNoMemoryAndOneSubmission) {
       for (int i = 0; i < 20; ++i) draw(convert);
       SetCounting(false);
       EXPECT_EQ(delivered, 20);
-      if (!convert) EXPECT_EQ(Engine().SubmissionCount() - submissions, 20u);
+      if (!convert) {
+        EXPECT_EQ(Engine().SubmissionCount() - submissions, 20u);
+      }
       if (s_allocations == 0) break;
     }
     EXPECT_EQ(s_allocations, 0);
