@@ -69,21 +69,11 @@ CodeText WriteKernel(const Analysis& analysis, bool has_row) {
   const bool has_interval = analysis.needs.HasRowReads();
   const std::string left = program.is_compute ? "0" : "arguments.left";
   const std::string right = program.is_compute ? "arguments.width" : "arguments.right";
-  const std::string tail = has_row ? ", tape);" : ");";
-  const std::string count = program.is_compute ? "" : ", count";
-  const std::string rest = "(arguments, x, y" + count + tail;
-
-  CodeText vectors;
-  if (has_interval) {
-    CodeText inside;
-    inside.Line(program.name + "_Lanes" + rest);
-    vectors.Block("if (x >= interval.first && x + kLanes <= interval.end)", inside);
-    CodeText elsewhere;
-    elsewhere.Line(program.name + "_LanesAnywhere" + rest);
-    vectors.ElseBlock(elsewhere);
-  } else {
-    vectors.Line(program.name + "_Lanes" + rest);
-  }
+  const auto lanes = [&](const std::string& suffix, const std::string& from,
+                         const std::string& to) {
+    return program.name + suffix + "(arguments, " + from + ", " + to + ", y" +
+           (has_row ? ", tape.Read());" : ");");
+  };
   CodeText row;
   if (has_interval) {
     // The last vector may reach beyond the columns to draw.
@@ -94,14 +84,13 @@ CodeText WriteKernel(const Analysis& analysis, bool has_row) {
     row.Line(program.name + "_Row(arguments, y, tape" + (has_interval ? ", &interval);" : ");"));
     row.Line("if (tape.Failed()) return false;");
   }
-  if (program.is_compute) {
-    row.Block("for (int32_t x = 0; x < arguments.width; x += kLanes)", vectors);
+  if (has_interval) {
+    row.Line("const Interval inner = VectorsInside(interval, " + left + ", " + right + ");");
+    row.Line(lanes("_LanesAnywhere", left, "inner.first"));
+    row.Line(lanes("_Lanes", "inner.first", "inner.end"));
+    row.Line(lanes("_LanesAnywhere", "inner.end", right));
   } else {
-    // The first vector ends where the target's cache lines do, so that no later one lies across.
-    CodeText step;
-    step.Line("count = Min(kLanes - x % kLanes, arguments.right - x);");
-    step.Append(vectors);
-    row.Block("for (int32_t x = arguments.left, count = 0; x < arguments.right; x += count)", step);
+    row.Line(lanes("_Lanes", left, right));
   }
   CodeText body;
   if (has_row) body.Line("Tape& tape = ThreadTape();");
@@ -161,14 +150,14 @@ std::string EmitProgram(Program program, std::uint64_t hash) {
     out.Line("");
   }
   if (needs.HasRowReads()) {
-    out.Line("// Pixels from (x, y) on, inside the row's interval.");
+    out.Line("// Pixels of row y from x up to `end`, inside the row's interval.");
     out.Append(LaneWriter(analysis, Function::kLanes).Write(program.name + "_Lanes", has_row));
     out.Line("");
     out.Line("// The same outside of it.");
     out.Append(
         LaneWriter(analysis, Function::kAnywhere).Write(program.name + "_LanesAnywhere", has_row));
   } else {
-    out.Line("// Pixels from (x, y) on.");
+    out.Line("// Pixels of row y from x up to `end`.");
     out.Append(LaneWriter(analysis, Function::kAnywhere).Write(program.name + "_Lanes", has_row));
   }
   out.Line("");

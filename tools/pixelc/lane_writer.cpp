@@ -28,18 +28,25 @@ CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
     head.Line("LocalArray<" + std::string(type == Type::kBool ? "U" : LaneType(type)) + ", " +
               std::to_string(program.arrays[i].size) + "> " + array + ";");
   }
-  if (flow.Mentions("records")) head.Line("Tape::Records records = tape.Read();");
+  if (flow.Mentions("records")) head.Line("Tape::Records records = first;");
   if (flow.Mentions("result")) head.Line("Color result = TransparentBlack();");
   head.Append(flow);
   if (flow.Mentions("result")) head.Line("StoreResult(arguments, x, y, count, result);");
+  CodeText vectors;
+  if (program.is_compute) {
+    vectors.Block("for (; x < end; x += kLanes)", head);
+  } else {
+    CodeText step;
+    step.Line("count = VectorLength(x, end);");
+    step.Append(head);
+    vectors.Block("for (int32_t count = 0; x < end; x += count)", step);
+  }
   CodeText function;
-  const std::string tape = has_tape ? ", [[maybe_unused]] const Tape& tape" : "";
-  const std::string count = program.is_compute ? "" : ", int32_t count";
+  const std::string tape = has_tape ? ", [[maybe_unused]] Tape::Records first" : "";
   function.Block("static void " + name + "([[maybe_unused]] const " +
                      (program.is_compute ? "ComputeArguments" : "PixelArguments") +
-                     "& arguments, [[maybe_unused]] int32_t x, [[maybe_unused]] int32_t y" + count +
-                     tape + ")",
-                 head);
+                     "& arguments, int32_t x, int32_t end, [[maybe_unused]] int32_t y" + tape + ")",
+                 vectors);
   return function;
 }
 

@@ -7,6 +7,8 @@
 #define VANTRIX_RENDER_SIMD_COLOR_INL_H_
 #endif
 
+#include <bit>
+
 #include "render/simd/integers-inl.h"
 #include "render/simd/kernel.h"
 
@@ -59,6 +61,29 @@ HWY_INLINE Color BytesOf(U words) {
 HWY_INLINE Color FromBytes(const Color& bytes) {
   const F scale = Broadcast(1.0f / 255);
   return EachChannel([&](F channel) HWY_ATTR { return Mul(channel, scale); }, bytes);
+}
+
+// The same with channels from 0 to 1.
+template <bool kBlueFirst>
+HWY_INLINE Color ColorOf(U words) {
+#if HWY_TARGET == HWY_AVX3
+  // A byte becomes the lowest of a float from 2^23 on, and what that adds is taken away, and the
+  // scale multiplied, in one step that rounds as the product alone would be.
+  constexpr float kScale = 1.0f / 255;
+  constexpr float kBase = 0x1p23f;
+  const __m512i base = _mm512_set1_epi32(std::bit_cast<std::int32_t>(kBase));
+  const auto channel = [&](std::int32_t byte) HWY_ATTR {
+    const __m512i order = _mm512_add_epi32(
+        _mm512_set_epi32(12, 8, 4, 0, 12, 8, 4, 0, 12, 8, 4, 0, 12, 8, 4, 0), _mm512_set1_epi32(byte));
+    const __m512i number =
+        _mm512_mask_shuffle_epi8(base, 0x1111111111111111, words.raw.raw, order);
+    return F{hn::Vec<Tag<float>>{_mm512_fmsub_ps(_mm512_castsi512_ps(number), _mm512_set1_ps(kScale),
+                                                 _mm512_set1_ps(kBase * kScale))}};
+  };
+  return {channel(kBlueFirst ? 2 : 0), channel(1), channel(kBlueFirst ? 0 : 2), channel(3)};
+#else
+  return FromBytes(BytesOf<kBlueFirst>(words));
+#endif
 }
 
 // Four vectors of whole numbers as the bytes of words, the first one lowest. Numbers are clamped to

@@ -9,6 +9,8 @@
 #define VANTRIX_RENDER_SIMD_ROW_READ_INL_H_
 #endif
 
+#include <algorithm>
+
 #include "render/simd/color-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -19,6 +21,17 @@ struct Interval {
   std::int32_t first = 0;
   std::int32_t end = 0;
 };
+
+// The part of the columns `left` up to `right` whose vectors lie inside the interval. Vectors end at
+// multiples of `kLanes`, where the target's cache lines do, and reach beyond `right` if they must.
+HWY_INLINE Interval VectorsInside(const Interval& interval, std::int32_t left, std::int32_t right) {
+  const std::int32_t first = left >= interval.first
+                                 ? left
+                                 : (interval.first + kLanes - 1) / kLanes * kLanes;
+  const std::int32_t last = interval.end - kLanes;
+  if (first > last || first >= right) return {left, left};
+  return {first, std::min((last / kLanes + 1) * kLanes, right)};
+}
 
 struct RowRead {
   // Where the target's column 0 reads in the upper and the lower row, as numbers, since that may
@@ -60,7 +73,7 @@ Color ReadAnyRow(const RowRead& read, std::int32_t x);
 HWY_INLINE Color ReadRow(const RowRead& read, std::int32_t x) {
   if (HWY_LIKELY(read.plain)) {
     const std::uintptr_t from = read.rows[0] + static_cast<std::uintptr_t>(std::intptr_t{x} * 4);
-    return FromBytes(BytesOf<true>(Load(reinterpret_cast<const std::uint32_t*>(from))));
+    return ColorOf<true>(Load(reinterpret_cast<const std::uint32_t*>(from)));
   }
   return ReadAnyRow(read, x);
 }

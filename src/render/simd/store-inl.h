@@ -7,10 +7,18 @@
 #define VANTRIX_RENDER_SIMD_STORE_INL_H_
 #endif
 
+#include <algorithm>
+
 #include "render/simd/color-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
+
+// The number of pixels of a row's vector that starts at column x: the first one ends where the
+// target's cache lines do, so that no later one lies across.
+HWY_INLINE std::int32_t VectorLength(std::int32_t x, std::int32_t end) {
+  return std::min(kLanes - (x & (kLanes - 1)), end - x);
+}
 
 // Any format, blend and count. The colour comes in registers, so that the short way keeps it there.
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
