@@ -1,6 +1,7 @@
 #include "cli/effect_commands.h"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 #include <strings.h>
 
@@ -41,6 +42,21 @@ std::string ToText(const Parser::Attribute& attribute) {
   return text;
 }
 
+std::string ToJson(const Vantra::NumberDescription& number) {
+  std::string range;
+  if (HasRange(number)) {
+    range = fmt::format(", \"min\": \"{}\", \"max\": \"{}\"", number.min, number.max);
+  }
+  return fmt::format("{{\"name\": {}, \"type\": \"float\"{}, \"byNumber\": true}}",
+                     Quote(Narrow(number.name)), range);
+}
+
+std::string ToText(const Vantra::NumberDescription& number) {
+  return fmt::format(
+      "{}\tfloat{}\tby number", Narrow(number.name),
+      HasRange(number) ? fmt::format("\tmin {}\tmax {}", number.min, number.max) : std::string());
+}
+
 // The lines as they are, or as the elements of a JSON array.
 void Print(const std::vector<std::string>& lines, Output output) {
   if (output == Output::kJson) {
@@ -78,22 +94,27 @@ Attributes::Attributes(const Vantra::Effect& effect, const std::string& name) {
                            [&effect](const auto& each) { return each.id == effect.GetEffectID(); });
   }
   if (listing == all.end()) return;
-  for (const std::wstring& number : listing->numbers) {
-    if (!described.GetAttribute(number)) numbers.push_back(Narrow(number));
+  for (const Vantra::NumberDescription& number : listing->numbers) {
+    if (!described.GetAttribute(number.name)) numbers.push_back(number);
   }
 }
 
-bool Attributes::IsNumber(const std::string& name) const {
-  return std::any_of(numbers.begin(), numbers.end(), [&name](const std::string& number) {
-    return strcasecmp(number.c_str(), name.c_str()) == 0;
+const Vantra::NumberDescription* Attributes::FindNumber(const std::string& name) const {
+  const auto found = std::find_if(numbers.begin(), numbers.end(), [&name](const auto& number) {
+    return strcasecmp(Narrow(number.name).c_str(), name.c_str()) == 0;
   });
+  return found == numbers.end() ? nullptr : &*found;
 }
 
 std::vector<std::string> Attributes::Names() const {
   std::vector<std::string> names;
   for (const auto& each : described.GetAttributes()) names.push_back(Narrow(each->attribute.name));
-  names.insert(names.end(), numbers.begin(), numbers.end());
+  for (const auto& number : numbers) names.push_back(Narrow(number.name));
   return names;
+}
+
+bool HasRange(const Vantra::NumberDescription& number) {
+  return std::isfinite(number.min) && std::isfinite(number.max);
 }
 
 const char* TypeWord(Parser::Type type) {
@@ -121,7 +142,7 @@ void ListEffects(Output output) {
     const std::string display_name = Narrow(effect.display_name);
     const std::string category = Narrow(effect.category);
     std::vector<std::string> numbers;
-    for (const std::wstring& number : effect.numbers) numbers.push_back(Quote(Narrow(number)));
+    for (const auto& number : effect.numbers) numbers.push_back(Quote(Narrow(number.name)));
     lines.push_back(output == Output::kJson
                         ? fmt::format("{{\"name\": {}, \"displayName\": {}, \"category\": {}, "
                                       "\"description\": {}, \"numbers\": [{}]}}",
@@ -144,11 +165,8 @@ void DescribeEffect(const std::string& name, Output output) {
   for (const auto& attribute : attributes.described.GetAttributes()) {
     lines.push_back(output == Output::kJson ? ToJson(*attribute) : ToText(*attribute));
   }
-  for (const std::string& number : attributes.numbers) {
-    lines.push_back(output == Output::kJson
-                        ? fmt::format("{{\"name\": {}, \"type\": \"float\", \"byNumber\": true}}",
-                                      Quote(number))
-                        : fmt::format("{}\tfloat\tby number", number));
+  for (const Vantra::NumberDescription& number : attributes.numbers) {
+    lines.push_back(output == Output::kJson ? ToJson(number) : ToText(number));
   }
   Print(lines, output);
 }

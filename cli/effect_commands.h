@@ -19,15 +19,18 @@ struct Attributes {
   // Of an effect that was made from `name`.
   Attributes(const Vantra::Effect& effect, const std::string& name);
 
-  // Case ignored.
-  bool IsNumber(const std::string& name) const;
+  // Of `numbers`, or null. Case ignored.
+  const Vantra::NumberDescription* FindNumber(const std::string& name) const;
   // The described ones first.
   std::vector<std::string> Names() const;
 
   Vantra::EffectAttributesParser described;
-  // Names that the effect takes by number only; none of them is described.
-  std::vector<std::string> numbers;
+  // What the effect takes by number only; nothing of it is described.
+  std::vector<Vantra::NumberDescription> numbers;
 };
+
+// Whether not every finite number is in its range.
+bool HasRange(const Vantra::NumberDescription& number);
 
 // The word for an attribute's type, as in "float".
 const char* TypeWord(Vantra::EffectAttributesParser::Type type);

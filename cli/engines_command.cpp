@@ -71,6 +71,14 @@ void SelectEngine(const std::string& text) {
   } else if (text != "auto") {
     throw unknown();
   }
+  if (kind == Platform::EngineKind::kAutomatic) {
+    // Asked here, since the library reports a failed start at length.
+    const Platform::EngineList engines = Platform::ListEngines();
+    if (engines.engines.empty()) {
+      throw CommandError(kFailed, fmt::format("there is no usable render engine: {}",
+                                              fmt::join(engines.rejected, "; ")));
+    }
+  }
   if (!Platform::SelectEngine(kind, index)) {
     throw CommandError(kFailed, fmt::format("--engine {}: there is no such device; `vantrix "
                                             "engines` lists what is there",
@@ -79,12 +87,6 @@ void SelectEngine(const std::string& text) {
 }
 
 void StartDevice(Vantra::Device& device) {
-  // Asked first, since the library reports a failed start at length.
-  const Platform::EngineList engines = Platform::ListEngines();
-  if (engines.engines.empty()) {
-    throw CommandError(kFailed, fmt::format("there is no usable render engine: {}",
-                                            fmt::join(engines.rejected, "; ")));
-  }
   try {
     device.Intialize(nullptr);
   } catch (const Vantra::DException&) {

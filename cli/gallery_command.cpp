@@ -249,8 +249,12 @@ class Gallery {
            range ? fmt::format("{} to {}", text(each->min), text(each->max)) : std::string(),
            text(each->step), text(each->def)});
     }
-    for (const std::string& number : attributes.numbers) {
-      described.push_back({.name = number, .type = "float", .by_number = true});
+    for (const Vantra::NumberDescription& number : attributes.numbers) {
+      described.push_back(
+          {.name = Narrow(number.name),
+           .type = "float",
+           .range = HasRange(number) ? fmt::format("{} to {}", number.min, number.max) : "",
+           .by_number = true});
     }
     return described;
   }

@@ -43,8 +43,14 @@ void SetAttribute(Vantra::Effect& effect, const Attributes& attributes, const st
     if (attributes.described.GetAttribute(Widen(key))) {
       Vantra::Effect::Attribute attribute{Widen(key), Widen(value)};
       effect.SetAttribute(&attribute);
-    } else if (attributes.IsNumber(key)) {
-      effect.SetAttribute(Widen(key).c_str(), ParseNumber(value));
+    } else if (const auto* number = attributes.FindNumber(key)) {
+      const float parsed = ParseNumber(value);
+      // The effect would ignore it.
+      if (parsed < number->min || parsed > number->max) {
+        throw CommandError(kWrongUsage, fmt::format("-s {}: {} goes from {} to {}", setting, key,
+                                                    number->min, number->max));
+      }
+      effect.SetAttribute(Widen(key).c_str(), parsed);
     } else {
       const std::vector<std::string> names = attributes.Names();
       throw CommandError(

@@ -26,7 +26,7 @@ function(vantrix_translate_program source spirv)
   set(folder ${PROJECT_BINARY_DIR}/kernels)
   set(normal ${folder}/${name}.spv)
   set(result ${folder}/${name}.inc)
-  set(flags ${PROJECT_SOURCE_DIR}/tools/pixelc/normalise.flags)
+  set(flags ${PROJECT_SOURCE_DIR}/tools/pixelc/normalize.flags)
   file(MAKE_DIRECTORY ${folder})
   # The former result stays where the new one is the same, so that a change of the translator
   # recompiles only the programs that come out differently.

@@ -102,9 +102,10 @@ bool Overlaps(const Plane& plane, const unsigned char* begin, const unsigned cha
   return before(plane.data, end) && before(begin, plane_end);
 }
 
-// Converts the frame where it lies. False, with nothing written, when that is not possible.
-bool ConvertInPlace(ID3D11ComputeShader* shader, const Planes& planes, int width, int height,
-                    unsigned char* destination, int destination_stride) {
+// Converts from the host's memory to the host's memory. False, with nothing written, when the
+// engine cannot, and when the frame and the result overlap.
+bool ConvertOnHost(ID3D11ComputeShader* shader, const Planes& planes, int width, int height,
+                   unsigned char* destination, int destination_stride) {
   const unsigned char* const end =
       destination + Bytes(destination_stride) * Bytes(height - 1) + Bytes(width) * kBytesPerPixel;
   Render::HostComputation computation = {
@@ -197,8 +198,8 @@ void ColorSpaceConverterContext::Apply(const unsigned char* source, int width, i
       (layout->chrominance != kNone && !chrominance_view_)) {
     return;
   }
-  if (ConvertInPlace(shader, FindPlanes(*layout, source, width, height, stride), width, height,
-                     destination, destination_stride)) {
+  if (ConvertOnHost(shader, FindPlanes(*layout, source, width, height, stride), width, height,
+                    destination, destination_stride)) {
     return;
   }
   FillTextures(source, stride);

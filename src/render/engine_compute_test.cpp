@@ -18,6 +18,12 @@ constexpr int kWidth = 2 * kGroupWidth;
 constexpr int kHeight = 3 * kGroupHeight;
 constexpr std::uint32_t kBytes = kWidth * kHeight * 4;
 
+struct Constants {
+  std::uint32_t width = kWidth;
+  std::uint32_t height = kHeight;
+  std::uint32_t mask = 0;
+};
+
 class EngineComputeTest : public EngineFixture {
  protected:
   BufferPtr MakeBuffer(Usage usage = Usage::kDevice) {
@@ -29,6 +35,17 @@ class EngineComputeTest : public EngineFixture {
     std::unique_ptr<ComputeProgram> program;
     EXPECT_EQ(engine_->CreateComputeProgram(SPIRV(grid), &program), Status::kOk);
     return program;
+  }
+  // Over the whole grid.
+  static Computation Compute(const ComputeProgram& program,
+                             const std::array<const Texture*, kRegisterCount>& textures,
+                             const Constants& constants, Buffer& output) {
+    return {.program = &program,
+            .groups_x = kWidth / kGroupWidth,
+            .groups_y = kHeight / kGroupHeight,
+            .textures = textures,
+            .constants = Bytes(constants),
+            .output = &output};
   }
   Words Mapped(Buffer& readback) {
     Words words(kBytes / 4);
@@ -58,12 +75,6 @@ class EngineComputeTest : public EngineFixture {
 
 INSTANTIATE_ENGINE_TESTS(EngineComputeTest);
 
-struct Constants {
-  std::uint32_t width = kWidth;
-  std::uint32_t height = kHeight;
-  std::uint32_t mask = 0;
-};
-
 TEST_P(EngineComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConstants) {
   const auto program = LoadGrid();
   const Picture first = RandomPicture(kWidth, kHeight, 1);
@@ -73,17 +84,12 @@ TEST_P(EngineComputeTest, EveryPlaceOfTheGridGetsItsWordFromAllTexturesAndConsta
   const BufferPtr output = MakeBuffer();
   const BufferPtr copy = MakeBuffer();
   const BufferPtr readback = MakeBuffer(Usage::kReadback);
-  Computation computation;
-  computation.program = program.get();
-  computation.groups_x = 2;
-  computation.groups_y = 3;
-  computation.textures = {textures[0].get(), textures[1].get(), textures[2].get()};
-  computation.output = output.get();
-  // Twice over the same buffers without a pause: each use waits for the one before.
   Constants constants;
+  Computation computation = Compute(
+      *program, {textures[0].get(), textures[1].get(), textures[2].get()}, constants, *output);
+  // Twice over the same buffers without a pause: each use waits for the one before.
   for (const std::uint32_t mask : {0x12345678u, 0xFFFF0000u}) {
     constants.mask = mask;
-    computation.constants = Bytes(constants);
     ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
     ASSERT_EQ(engine_->CopyBuffer(*copy, *output), Status::kOk);
     ASSERT_EQ(engine_->CopyBuffer(*readback, *copy), Status::kOk);
@@ -125,14 +131,9 @@ TEST_P(EngineComputeTest, FormatsOfOneAndTwoChannelsKeepTheirBytesAndReadTheRest
     const BufferPtr output = MakeBuffer();
     const BufferPtr words = MakeBuffer(Usage::kReadback);
     const Constants constants;
-    Computation computation;
-    computation.program = program.get();
-    computation.groups_x = 2;
-    computation.groups_y = 3;
-    computation.textures = {texture.get(), texture.get(), texture.get()};
-    computation.constants = Bytes(constants);
-    computation.output = output.get();
-    ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+    ASSERT_EQ(engine_->Dispatch(Compute(*program, {texture.get(), texture.get(), texture.get()},
+                                        constants, *output)),
+              Status::kOk);
     ASSERT_EQ(engine_->CopyBuffer(*words, *output), Status::kOk);
     EXPECT_EQ(Mapped(*words), Expected(&picture, &picture, &picture, 0));
 
@@ -160,16 +161,11 @@ TEST_P(EngineComputeTest, AFrameLikeTheLastMakesNothingNewAndObjectsMayEndBefore
   const BufferPtr output = MakeBuffer();
   const BufferPtr readback = MakeBuffer(Usage::kReadback);
   const Constants constants;
-  Computation computation;
-  computation.program = program.get();
-  computation.groups_x = 2;
-  computation.groups_y = 3;
-  computation.textures = {texture.get(), texture.get(), texture.get()};
-  computation.constants = Bytes(constants);
   const auto frame = [&](Buffer& buffer) {
     Upload(*texture, picture);
-    computation.output = &buffer;
-    ASSERT_EQ(engine_->Dispatch(computation), Status::kOk);
+    ASSERT_EQ(engine_->Dispatch(Compute(*program, {texture.get(), texture.get(), texture.get()},
+                                        constants, buffer)),
+              Status::kOk);
     ASSERT_EQ(engine_->CopyBuffer(*readback, buffer), Status::kOk);
   };
   frame(*output);

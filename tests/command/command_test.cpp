@@ -151,6 +151,15 @@ TEST_F(Command, SetsByNumberWhatNoAttributeXmlTells) {
   EXPECT_EQ(Run({"describe", "InstagramNone", "--json"}).out,
             "[\n  {\"name\": \"amout\", \"type\": \"float\", \"byNumber\": true}\n]\n");
   EXPECT_NE(Run({"effects", "--json"}).out.find("\"numbers\": [\"amout\"]"), std::string::npos);
+  EXPECT_EQ(Run({"describe", "D2D1ConvolveMatrix"}).out,
+            "kernel\tfloat\tmin 0\tmax 5\tby number\n");
+  EXPECT_EQ(Run({"describe", "D2D1ConvolveMatrix", "--json"}).out,
+            "[\n  {\"name\": \"kernel\", \"type\": \"float\", \"min\": \"0\", \"max\": \"5\", "
+            "\"byNumber\": true}\n]\n");
+  for (const char* setting : {"kernel=6", "kernel=-1"}) {
+    ExpectFailure(2, "kernel goes from 0 to 5",
+                  {"apply", "in.png", "out.png", "-e", "D2D1ConvolveMatrix", "-s", setting});
+  }
   for (const auto& [setting, cause] : {std::pair{"hue=1", "no such attribute; amout"},
                                        {"amout=", "not a number"},
                                        {"amout=1x", "not a number"},
@@ -360,6 +369,18 @@ TEST_F(Command, MessagesThatCannotBeWrittenChangeNothingElse) {
   Store("in.png", DrawScene(4, 4));
   EXPECT_EQ(Run({"apply", "in.png", "out.png", "-e", "Nothing"}, "/dev/full").code, 2);
   EXPECT_EQ(Run({"apply"}, "/dev/full").code, 2);
+}
+
+TEST_F(Command, DoesNotAskVulkanForTheCpuEngine) {
+  if (!HasCpuEngine()) return;
+  Store("in.png", DrawScene(4, 4));
+  // Makes the loader tell of what it does.
+  ASSERT_EQ(setenv("VK_LOADER_DEBUG", "all", 1), 0);
+  EXPECT_NE(Run({"apply", "in.png", "out.bgra", "-e", "Posterize"}).err, "");
+  const Outcome drawn = Run({"apply", "in.png", "out.bgra", "-e", "Posterize", "--engine", "cpu"});
+  unsetenv("VK_LOADER_DEBUG");
+  EXPECT_EQ(drawn.code, 0);
+  EXPECT_EQ(drawn.err, "");
 }
 
 TEST_F(Command, WithoutVulkanTheCpuEngineDrawsAndVulkanIsMissed) {

@@ -110,9 +110,7 @@ ValueId Builder::Select(ValueId condition, ValueId yes, ValueId no) {
 }
 
 ValueId Builder::As(ValueId value, Type type) {
-  if (TypeOf(value) == type || type == Type::kBool || TypeOf(value) == Type::kBool) {
-    return value;
-  }
+  if (TypeOf(value) == type || type == Type::kBool || TypeOf(value) == Type::kBool) return value;
   switch (type) {
     case Type::kInt:
       return Emit(Op::kBitsToInt, {value});
@@ -125,9 +123,7 @@ ValueId Builder::As(ValueId value, Type type) {
 
 ValueId Builder::Dot(std::span<const ValueId> a, std::span<const ValueId> b) {
   ValueId sum = Mul(a[0], b[0]);
-  for (std::size_t index = 1; index < a.size(); ++index) {
-    sum = Add(sum, Mul(a[index], b[index]));
-  }
+  for (std::size_t index = 1; index < a.size(); ++index) sum = Add(sum, Mul(a[index], b[index]));
   return sum;
 }
 

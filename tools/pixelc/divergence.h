@@ -22,7 +22,7 @@ enum class Kind : std::uint8_t {
 
 class Divergence {
  public:
-  // Of a normalised program.
+  // Of a normalized program.
   Divergence(const Program& program, const FlowRegions& flow);
 
   Kind KindOf(ValueId value) const { return kinds_[value]; }

@@ -15,13 +15,31 @@ std::uint32_t Bits(bool value) { return value ? 1 : 0; }
 
 template <class Number>
 Number Saturated(float value) {
-  if (std::isnan(value)) {
-    return 0;
-  }
+  if (std::isnan(value)) return 0;
   const double whole = std::trunc(static_cast<double>(value));
   return static_cast<Number>(std::clamp(whole,
                                         static_cast<double>(std::numeric_limits<Number>::min()),
                                         static_cast<double>(std::numeric_limits<Number>::max())));
+}
+
+template <class Number>
+std::optional<std::uint32_t> EvaluateComparison(Op op, Number a, Number b) {
+  switch (op) {
+    case Op::kEqual:
+      return Bits(a == b);
+    case Op::kNotEqual:
+      return Bits(a != b);
+    case Op::kLess:
+      return Bits(a < b);
+    case Op::kLessEqual:
+      return Bits(a <= b);
+    case Op::kGreater:
+      return Bits(a > b);
+    case Op::kGreaterEqual:
+      return Bits(a >= b);
+    default:
+      return std::nullopt;
+  }
 }
 
 std::optional<std::uint32_t> EvaluateFloat(Op op, float a, float b, float c) {
@@ -48,18 +66,6 @@ std::optional<std::uint32_t> EvaluateFloat(Op op, float a, float b, float c) {
       return Bits(std::fabs(a));
     case Op::kSign:
       return Bits(a > 0 ? 1.0f : a < 0 ? -1.0f : 0.0f);
-    case Op::kEqual:
-      return Bits(a == b);
-    case Op::kNotEqual:
-      return Bits(a != b);
-    case Op::kLess:
-      return Bits(a < b);
-    case Op::kLessEqual:
-      return Bits(a <= b);
-    case Op::kGreater:
-      return Bits(a > b);
-    case Op::kGreaterEqual:
-      return Bits(a >= b);
     case Op::kIsNan:
       return Bits(std::isnan(a));
     case Op::kIsInf:
@@ -96,7 +102,7 @@ std::optional<std::uint32_t> EvaluateFloat(Op op, float a, float b, float c) {
       return Bits(exponent);
     }
     default:
-      return std::nullopt;
+      return EvaluateComparison(op, a, b);
   }
 }
 
@@ -163,14 +169,6 @@ std::optional<std::uint32_t> EvaluateInt(Op op, std::int32_t a, std::int32_t b) 
       return a < 0 ? 0 - Bits(a) : Bits(a);
     case Op::kSign:
       return Bits((a > 0 ? 1 : 0) - (a < 0 ? 1 : 0));
-    case Op::kLess:
-      return Bits(a < b);
-    case Op::kLessEqual:
-      return Bits(a <= b);
-    case Op::kGreater:
-      return Bits(a > b);
-    case Op::kGreaterEqual:
-      return Bits(a >= b);
     case Op::kShiftRight:
       return Bits(a >> (b & 31));
     case Op::kFindHighestBit:
@@ -178,7 +176,7 @@ std::optional<std::uint32_t> EvaluateInt(Op op, std::int32_t a, std::int32_t b) 
     case Op::kIntToFloat:
       return Bits(static_cast<float>(a));
     default:
-      return std::nullopt;
+      return EvaluateComparison(op, a, b);
   }
 }
 
@@ -204,18 +202,6 @@ std::optional<std::uint32_t> EvaluateUint(Op op, std::uint32_t a, std::uint32_t 
       return std::min(a, b);
     case Op::kMax:
       return std::max(a, b);
-    case Op::kEqual:
-      return Bits(a == b);
-    case Op::kNotEqual:
-      return Bits(a != b);
-    case Op::kLess:
-      return Bits(a < b);
-    case Op::kLessEqual:
-      return Bits(a <= b);
-    case Op::kGreater:
-      return Bits(a > b);
-    case Op::kGreaterEqual:
-      return Bits(a >= b);
     case Op::kAnd:
       return a & b;
     case Op::kOr:
@@ -232,9 +218,7 @@ std::optional<std::uint32_t> EvaluateUint(Op op, std::uint32_t a, std::uint32_t 
       return Bits(std::popcount(a));
     case Op::kBitReverse: {
       std::uint32_t reversed = 0;
-      for (unsigned bit = 0; bit < 32; ++bit) {
-        reversed |= ((a >> bit) & 1) << (31 - bit);
-      }
+      for (unsigned bit = 0; bit < 32; ++bit) reversed |= ((a >> bit) & 1) << (31 - bit);
       return reversed;
     }
     case Op::kFindLowestBit:
@@ -246,7 +230,7 @@ std::optional<std::uint32_t> EvaluateUint(Op op, std::uint32_t a, std::uint32_t 
     case Op::kHalfToFloat:
       return Bits(FloatOfHalf(a));
     default:
-      return std::nullopt;
+      return EvaluateComparison(op, a, b);
   }
 }
 
@@ -254,15 +238,11 @@ std::optional<std::uint32_t> EvaluateUint(Op op, std::uint32_t a, std::uint32_t 
 
 std::uint32_t HalfOfFloat(float value) {
   const std::uint32_t sign = (Bits(value) >> 16) & 0x8000;
-  if (std::isnan(value)) {
-    return sign | 0x7E00;
-  }
+  if (std::isnan(value)) return sign | 0x7E00;
   const float magnitude = std::fabs(value);
   constexpr float kBeyond = 65520.0f;  // halfway from the largest number to the next power of two
   constexpr float kSmallestNormal = 0x1p-14f;
-  if (magnitude >= kBeyond) {
-    return sign | 0x7C00;
-  }
+  if (magnitude >= kBeyond) return sign | 0x7C00;
   if (magnitude < kSmallestNormal) {
     return sign | static_cast<std::uint32_t>(std::nearbyint(magnitude * 0x1p24f));
   }
@@ -276,9 +256,7 @@ float FloatOfHalf(std::uint32_t bits) {
   const float sign = (bits & 0x8000) != 0 ? -1.0f : 1.0f;
   const std::uint32_t exponent = (bits >> 10) & 31;
   const auto mantissa = static_cast<float>(bits & 0x3FF);
-  if (exponent == 0) {
-    return sign * mantissa * 0x1p-24f;
-  }
+  if (exponent == 0) return sign * mantissa * 0x1p-24f;
   if (exponent == 31) {
     return mantissa == 0 ? sign * std::numeric_limits<float>::infinity()
                          : std::numeric_limits<float>::quiet_NaN();
@@ -287,9 +265,7 @@ float FloatOfHalf(std::uint32_t bits) {
 }
 
 std::optional<std::uint32_t> Evaluate(Op op, Type result, std::span<const TypedBits> operands) {
-  if (operands.empty()) {
-    return std::nullopt;
-  }
+  if (operands.empty()) return std::nullopt;
   const auto bits = [&](std::size_t index) {
     return index < operands.size() ? operands[index].bits : 0;
   };

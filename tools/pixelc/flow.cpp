@@ -50,9 +50,7 @@ void Permute(const std::vector<BlockId>& order, Program* program) {
     for (BlockId& target : blocks.back().terminator.targets) {
       target = target == kNone ? kNone : number[target];
     }
-    for (BlockId& predecessor : blocks.back().predecessors) {
-      predecessor = number[predecessor];
-    }
+    for (BlockId& predecessor : blocks.back().predecessors) predecessor = number[predecessor];
   }
   program->blocks = std::move(blocks);
 }
@@ -64,9 +62,7 @@ void DropWaysThatAreGone(Program* program) {
     std::vector<BlockId> predecessors;
     for (std::size_t place = 0; place < block.predecessors.size(); ++place) {
       const BlockId predecessor = block.predecessors[place];
-      if (predecessor == kNone) {
-        continue;
-      }
+      if (predecessor == kNone) continue;
       const auto& targets = program->blocks[predecessor].terminator.targets;
       if (std::ranges::count(predecessors, predecessor) < std::ranges::count(targets, id)) {
         predecessors.push_back(predecessor);
@@ -74,13 +70,9 @@ void DropWaysThatAreGone(Program* program) {
       }
     }
     for (Instruction& phi : block.instructions) {
-      if (phi.op != Op::kPhi) {
-        break;
-      }
+      if (phi.op != Op::kPhi) break;
       std::vector<ValueId> operands;
-      for (const std::size_t place : kept) {
-        operands.push_back(phi.operands[place]);
-      }
+      for (const std::size_t place : kept) operands.push_back(phi.operands[place]);
       phi.operands = std::move(operands);
     }
     block.predecessors = std::move(predecessors);
@@ -105,18 +97,14 @@ Loops FindLoops(const Program& program, const std::vector<BlockId>& dominators) 
         left.push_back(predecessor);
       }
     }
-    if (left.empty()) {
-      continue;
-    }
+    if (left.empty()) continue;
     std::vector<bool> seen(program.blocks.size(), false);
     seen[header] = true;
     loops.innermost[header] = header;
     while (!left.empty()) {
       const BlockId block = left.back();
       left.pop_back();
-      if (seen[block]) {
-        continue;
-      }
+      if (seen[block]) continue;
       seen[block] = true;
       if (loops.innermost[block] == kNone) {
         loops.innermost[block] = header;
@@ -131,13 +119,9 @@ Loops FindLoops(const Program& program, const std::vector<BlockId>& dominators) 
 }
 
 bool IsWithin(const Loops& loops, BlockId block, BlockId header) {
-  if (header == kNone) {
-    return true;
-  }
+  if (header == kNone) return true;
   for (BlockId loop = loops.innermost[block]; loop != kNone; loop = loops.around[loop]) {
-    if (loop == header) {
-      return true;
-    }
+    if (loop == header) return true;
   }
   return false;
 }
@@ -186,13 +170,9 @@ bool HasFittingTypes(const Program& program, const Instruction& instruction) {
     return program.types[instruction.operands[index]];
   };
   const auto all_are = [&](std::size_t first, std::size_t count, Type type) {
-    if (instruction.operands.size() != first + count) {
-      return false;
-    }
+    if (instruction.operands.size() != first + count) return false;
     for (std::size_t index = first; index < instruction.operands.size(); ++index) {
-      if (type_of(index) != type) {
-        return false;
-      }
+      if (type_of(index) != type) return false;
     }
     return true;
   };
@@ -221,13 +201,9 @@ bool HasFittingTypes(const Program& program, const Instruction& instruction) {
     default:
       break;
   }
-  if (instruction.operands.empty()) {
-    return true;
-  }
+  if (instruction.operands.empty()) return true;
   const Type first = type_of(0);
-  if (!all_are(0, instruction.operands.size(), first)) {
-    return false;
-  }
+  if (!all_are(0, instruction.operands.size(), first)) return false;
   switch (instruction.op) {
     case Op::kAnd:
     case Op::kOr:
@@ -261,14 +237,10 @@ bool HasFittingTypes(const Program& program, const Instruction& instruction) {
 }  // namespace
 
 void LinkPredecessors(Program* program) {
-  for (Block& block : program->blocks) {
-    block.predecessors.clear();
-  }
+  for (Block& block : program->blocks) block.predecessors.clear();
   for (BlockId id = 0; id < program->blocks.size(); ++id) {
     for (const BlockId target : program->blocks[id].terminator.targets) {
-      if (target != kNone) {
-        program->blocks[target].predecessors.push_back(id);
-      }
+      if (target != kNone) program->blocks[target].predecessors.push_back(id);
     }
   }
 }
@@ -277,9 +249,7 @@ void OrderBlocks(Program* program) {
   Permute(ReversePostorder(*program), program);
   DropWaysThatAreGone(program);
   const std::vector<BlockId> order = OrderWithLoopsTogether(*program);
-  if (order.size() == program->blocks.size()) {
-    Permute(order, program);
-  }
+  if (order.size() == program->blocks.size()) Permute(order, program);
 }
 
 std::vector<BlockId> Dominators(const Program& program) {
@@ -290,12 +260,8 @@ std::vector<BlockId> Dominators(const Program& program) {
     for (BlockId id = 1; id < program.blocks.size(); ++id) {
       BlockId dominator = kNone;
       for (BlockId other : program.blocks[id].predecessors) {
-        if (dominators[other] == kNone) {
-          continue;
-        }
-        if (dominator == kNone) {
-          dominator = other;
-        }
+        if (dominators[other] == kNone) continue;
+        if (dominator == kNone) dominator = other;
         while (dominator != other) {
           if (dominator > other) {
             dominator = dominators[dominator];
@@ -312,9 +278,7 @@ std::vector<BlockId> Dominators(const Program& program) {
 }
 
 bool Dominates(const std::vector<BlockId>& dominators, BlockId upper, BlockId lower) {
-  while (lower > upper) {
-    lower = dominators[lower];
-  }
+  while (lower > upper) lower = dominators[lower];
   return lower == upper;
 }
 
@@ -323,9 +287,7 @@ std::string FaultOf(const Program& program) {
   std::vector<BlockId> home(program.types.size(), kNone);
   for (BlockId id = 0; id < program.blocks.size(); ++id) {
     for (const Instruction& instruction : program.blocks[id].instructions) {
-      for (const ValueId result : instruction.results) {
-        home[result] = id;
-      }
+      for (const ValueId result : instruction.results) home[result] = id;
     }
   }
   const std::string late = "a value is used where it is not known";
@@ -336,14 +298,10 @@ std::string FaultOf(const Program& program) {
     for (const BlockId predecessor : block.predecessors) {
       if (predecessor >= id) {
         ++ways_back;
-        if (!Dominates(dominators, id, predecessor)) {
-          return "the flow is not reducible";
-        }
+        if (!Dominates(dominators, id, predecessor)) return "the flow is not reducible";
       }
     }
-    if (ways_back > 1) {
-      return "a loop has more than one way back";
-    }
+    if (ways_back > 1) return "a loop has more than one way back";
     const auto knows = [&](ValueId value) {
       return value < home.size() && is_known[value] && Dominates(dominators, home[value], id);
     };
@@ -362,13 +320,9 @@ std::string FaultOf(const Program& program) {
       if (!HasFittingTypes(program, instruction)) {
         return "an operand is not of a type that it may be of";
       }
-      for (const ValueId result : instruction.results) {
-        is_known[result] = true;
-      }
+      for (const ValueId result : instruction.results) is_known[result] = true;
     }
-    if (block.terminator.condition != kNone && !knows(block.terminator.condition)) {
-      return late;
-    }
+    if (block.terminator.condition != kNone && !knows(block.terminator.condition)) return late;
   }
   return {};
 }

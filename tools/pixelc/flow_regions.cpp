@@ -109,18 +109,19 @@ void FlowRegions::FindLoops(const Program& program) {
   // An empty block on the way out of a loop belongs to it, so that what leaves by several ways to
   // the same place is one exit, unless that place is reached without the loop, too.
   const auto comes_from = [&](LoopId loop, BlockId block) {
-    const Block& stub = blocks[block];
-    return Contains(loop, block) || (stub.instructions.empty() && stub.predecessors.size() == 1 &&
-                                     Contains(loop, stub.predecessors[0]));
+    const Block& leaving = blocks[block];
+    return Contains(loop, block) ||
+           (leaving.instructions.empty() && leaving.predecessors.size() == 1 &&
+            Contains(loop, leaving.predecessors[0]));
   };
   for (BlockId block = 1; block < blocks.size(); ++block) {
-    const Block& stub = blocks[block];
-    if (!stub.instructions.empty() || stub.predecessors.size() != 1 ||
-        stub.terminator.kind != Terminator::Kind::kBranch) {
+    const Block& leaving = blocks[block];
+    if (!leaving.instructions.empty() || leaving.predecessors.size() != 1 ||
+        leaving.terminator.kind != Terminator::Kind::kBranch) {
       continue;
     }
-    const LoopId loop = loop_of_[stub.predecessors[0]];
-    const BlockId target = stub.terminator.targets[0];
+    const LoopId loop = loop_of_[leaving.predecessors[0]];
+    const BlockId target = leaving.terminator.targets[0];
     const std::vector<BlockId>& arriving = blocks[target].predecessors;
     if (loop != 0 && !Contains(loop, block) && !Contains(loop, target) &&
         !IsBackEdge(block, target) &&

@@ -27,12 +27,8 @@ std::vector<std::uint32_t> ReadWords(const std::string& file) {
 
 int Early(int x) {
   for (int i = 0; i < 20; ++i, x += 3) {
-    if (x % 7 == 3) {
-      return x * 2;
-    }
-    if (i > x) {
-      return -i;
-    }
+    if (x % 7 == 3) return x * 2;
+    if (i > x) return -i;
   }
   return x;
 }
@@ -40,9 +36,7 @@ int Early(int x) {
 int Nested(int x) {
   int sum = 0;
   for (int i = 0; i < x && sum <= 200; ++i) {
-    if (i % 4 == 2) {
-      continue;
-    }
+    if (i % 4 == 2) continue;
     int j = i;
     do {
       sum += j ^ x;
@@ -148,17 +142,17 @@ TEST(LoweredFlow, ReturnsFromTheMiddleWithWhatWasStoredLast) {
          OpBranch %done
          %done = OpLabel
          OpReturn)"));
-  const auto colour_of = [&](std::uint32_t which) {
+  const auto color_of = [&](std::uint32_t which) {
     Invocation invocation;
     invocation.constants = {which};
     const Outcome outcome = Interpret(program, invocation);
     EXPECT_EQ(outcome.results, 1);
-    return outcome.colour;
+    return outcome.color;
   };
-  EXPECT_EQ(colour_of(0), (Colour{1, 1, 1, 1}));
-  EXPECT_EQ(colour_of(1), (Colour{9, 9, 1, 1}));
-  EXPECT_EQ(colour_of(2), (Colour{0, 1, 1, 1}));
-  EXPECT_EQ(colour_of(7), (Colour{9, 9, 1, 1}));
+  EXPECT_EQ(color_of(0), (Color{1, 1, 1, 1}));
+  EXPECT_EQ(color_of(1), (Color{9, 9, 1, 1}));
+  EXPECT_EQ(color_of(2), (Color{0, 1, 1, 1}));
+  EXPECT_EQ(color_of(7), (Color{9, 9, 1, 1}));
 }
 
 // b0 -> b1 (header) -> b2 | b4 (way out), b2 -> b3 | b5 (way out), b3 -> b1.
@@ -203,8 +197,8 @@ TEST(LoweredFlow, KeepsTheValueOfTheWayThatIsDecided) {
       OpBranch %done
       %done = OpLabel
       %value = OpPhi %float %f0 %entry %f1 %yes
-      %colour = OpCompositeConstruct %v4float %value %value %value %value
-      OpStore %result %colour
+      %color = OpCompositeConstruct %v4float %value %value %value %value
+      OpStore %result %color
       OpReturn)"));
   EXPECT_EQ(TextOf(program),
             "pixel test\nb0:\n  float v0 = Constant 1\n  Result v0, v0, v0, v0\n  Return\n");
@@ -223,8 +217,8 @@ TEST(LoweredFlow, FoldsWhatIsDecidedAndDropsWhatIsUnused) {
       %done = OpLabel
       %value = OpPhi %float %f1 %yes %f0 %no
       %unused = OpFAdd %float %value %value
-      %colour = OpCompositeConstruct %v4float %value %value %value %value
-      OpStore %result %colour
+      %color = OpCompositeConstruct %v4float %value %value %value %value
+      OpStore %result %color
       OpReturn)"));
   EXPECT_EQ(TextOf(program),
             "pixel test\nb0:\n  float v0 = Constant 1\n  Result v0, v0, v0, v0\n  Return\n");

@@ -98,15 +98,15 @@ struct Image {
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::byte>(i * i % 251);
   }
 
-  Colour At(std::int32_t x, std::int32_t y) const {
+  Color At(std::int32_t x, std::int32_t y) const {
     if (x < 0 || y < 0 || x >= width || y >= height) return {};
-    Colour colour;
+    Color color;
     for (std::size_t c = 0; c < 4; ++c) {
       const std::size_t place = static_cast<std::size_t>(y) * pitch +
                                 static_cast<std::size_t>(x) * 4 + (c == 3 ? 3 : 2 - c);
-      colour[c] = static_cast<float>(bytes[place]) * (1.0f / 255);
+      color[c] = static_cast<float>(bytes[place]) * (1.0f / 255);
     }
-    return colour;
+    return color;
   }
 };
 
@@ -145,9 +145,9 @@ void CheckReads(std::int32_t width, float origin, std::int32_t radius, float str
         };
         const Outcome outcome = Interpret(program, invocation);
         ASSERT_EQ(outcome.results, 1);
-        const Colour drawn = target.At(x, y);
+        const Color drawn = target.At(x, y);
         for (std::size_t c = 0; c < 4; ++c) {
-          EXPECT_NEAR(drawn[c], std::clamp(outcome.colour[c], 0.0f, 1.0f), 0.501f / 255)
+          EXPECT_NEAR(drawn[c], std::clamp(outcome.color[c], 0.0f, 1.0f), 0.501f / 255)
               << programs.target << " at " << x << ", " << y << ", channel " << c << ", width "
               << width << ", origin " << origin;
         }

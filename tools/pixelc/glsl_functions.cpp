@@ -66,12 +66,8 @@ constexpr Direct kDirect[] = {
 void Lowering::LowerFunction(const SpirvInstruction& instruction) {
   const std::uint32_t set = Operand(instruction, 0);
   const std::uint32_t function = Operand(instruction, 1);
-  if (module_.IsIgnoredImport(set)) {
-    return;
-  }
-  if (!module_.IsGlslImport(set)) {
-    Fail(instruction, "the set of its function is not known");
-  }
+  if (module_.IsIgnoredImport(set)) return;
+  if (!module_.IsGlslImport(set)) Fail(instruction, "the set of its function is not known");
   std::vector<Values> arguments;
   for (std::size_t at = 2; at < instruction.operands.size(); ++at) {
     // Functions that give a second result take a pointer to it.
@@ -93,21 +89,15 @@ bool Lowering::LowerElementwiseFunction(const SpirvInstruction& instruction, std
   const std::size_t count = arguments[0].size();
   const auto need = [&](std::size_t operands) {
     bool fits = arguments.size() == operands;
-    for (const Values& argument : arguments) {
-      fits = fits && argument.size() == count;
-    }
-    if (!fits) {
-      Fail(instruction, "its operands do not fit each other");
-    }
+    for (const Values& argument : arguments) fits = fits && argument.size() == count;
+    if (!fits) Fail(instruction, "its operands do not fit each other");
   };
   const auto argument = [&](std::size_t index, std::size_t at, Type type) {
     return builder_.As(arguments[index][at], type);
   };
   Values values;
   for (const Direct& direct : kDirect) {
-    if (direct.function != function) {
-      continue;
-    }
+    if (direct.function != function) continue;
     need(direct.operands);
     for (std::size_t at = 0; at < count; ++at) {
       const ValueId first = argument(0, at, direct.type);
@@ -125,9 +115,7 @@ bool Lowering::LowerElementwiseFunction(const SpirvInstruction& instruction, std
   }
   const auto each = [&](std::size_t operands, auto formula) {
     need(operands);
-    for (std::size_t at = 0; at < count; ++at) {
-      values.push_back(formula(at));
-    }
+    for (std::size_t at = 0; at < count; ++at) values.push_back(formula(at));
     SetResult(instruction, std::move(values));
     return true;
   };
@@ -213,9 +201,7 @@ bool Lowering::LowerPacking(const SpirvInstruction& instruction, std::uint32_t f
         return std::nullopt;
     }
   }();
-  if (!packing) {
-    return false;
-  }
+  if (!packing) return false;
   const std::uint32_t width = 32 / packing->count;
   const ValueId mask = builder_.Uint((1u << width) - 1);
   const ValueId low = builder_.Float(packing->is_signed ? -1.0f : 0.0f);
@@ -277,9 +263,7 @@ bool Lowering::LowerSplitting(const SpirvInstruction& instruction, std::uint32_t
                               const std::vector<Values>& arguments) {
   const bool is_modf = function == GLSLstd450Modf || function == GLSLstd450ModfStruct;
   const bool is_frexp = function == GLSLstd450Frexp || function == GLSLstd450FrexpStruct;
-  if (!is_modf && !is_frexp) {
-    return false;
-  }
+  if (!is_modf && !is_frexp) return false;
   Values first;
   Values second;
   for (ValueId value : arguments[0]) {

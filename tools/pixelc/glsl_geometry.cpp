@@ -23,9 +23,7 @@ Values Minor(const Values& matrix, std::uint32_t size, std::uint32_t without_col
 
 std::uint32_t SizeOfSquare(std::size_t components) {
   for (std::uint32_t size = 2; size <= 4; ++size) {
-    if (components == static_cast<std::size_t>(size) * size) {
-      return size;
-    }
+    if (components == static_cast<std::size_t>(size) * size) return size;
   }
   return 0;
 }
@@ -38,9 +36,7 @@ ValueId Lowering::Length(const Values& vector) {
 }
 
 ValueId Lowering::Determinant(const Values& matrix, std::uint32_t size) {
-  if (size == 1) {
-    return matrix[0];
-  }
+  if (size == 1) return matrix[0];
   ValueId sum = kNone;
   for (std::uint32_t column = 0; column < size; ++column) {
     const ValueId term =
@@ -74,9 +70,7 @@ bool Lowering::LowerGeometry(const SpirvInstruction& instruction, std::uint32_t 
         fits = fits && builder_.TypeOf(value) == Type::kFloat;
       }
     }
-    if (!fits) {
-      Fail(instruction, "its operands do not fit each other");
-    }
+    if (!fits) Fail(instruction, "its operands do not fit each other");
   };
   const ValueId zero = builder_.Float(0);
   const ValueId one = builder_.Float(1);
@@ -98,16 +92,12 @@ bool Lowering::LowerGeometry(const SpirvInstruction& instruction, std::uint32_t 
       need(1);
       const ValueId factor =
           builder_.Emit(Op::kInverseSqrt, {builder_.Dot(arguments[0], arguments[0])});
-      for (const ValueId value : arguments[0]) {
-        values.push_back(builder_.Mul(value, factor));
-      }
+      for (const ValueId value : arguments[0]) values.push_back(builder_.Mul(value, factor));
       break;
     }
     case GLSLstd450Cross: {
       need(2);
-      if (count != 3) {
-        Fail(instruction, "its operands have three components");
-      }
+      if (count != 3) Fail(instruction, "its operands have three components");
       const Values& a = arguments[0];
       const Values& b = arguments[1];
       for (std::size_t at = 0; at < 3; ++at) {
@@ -157,9 +147,7 @@ bool Lowering::LowerGeometry(const SpirvInstruction& instruction, std::uint32_t 
     case GLSLstd450MatrixInverse: {
       need(1);
       const std::uint32_t size = SizeOfSquare(count);
-      if (size == 0) {
-        Fail(instruction, "its operand is no square matrix");
-      }
+      if (size == 0) Fail(instruction, "its operand is no square matrix");
       if (function == GLSLstd450Determinant) {
         values = {Determinant(arguments[0], size)};
       } else {

@@ -128,9 +128,7 @@ std::string TextOfConstant(Type type, std::uint32_t bits) {
 template <class List>
 std::string Listed(const List& values) {
   std::string text;
-  for (const auto value : values) {
-    text += fmt::format("{}v{}", text.empty() ? "" : ", ", value);
-  }
+  for (const auto value : values) text += fmt::format("{}v{}", text.empty() ? "" : ", ", value);
   return text;
 }
 
@@ -159,9 +157,7 @@ std::string TextOf(const Instruction& instruction) {
     default:
       break;
   }
-  if (!instruction.operands.empty()) {
-    text += fmt::format(" {}", Listed(instruction.operands));
-  }
+  if (!instruction.operands.empty()) text += fmt::format(" {}", Listed(instruction.operands));
   return text + "\n";
 }
 
@@ -191,13 +187,9 @@ std::string TextOf(const Program& program) {
   for (std::size_t index = 0; index < program.blocks.size(); ++index) {
     const Block& block = program.blocks[index];
     text += fmt::format("b{}:", index);
-    for (const BlockId predecessor : block.predecessors) {
-      text += fmt::format(" b{}", predecessor);
-    }
+    for (const BlockId predecessor : block.predecessors) text += fmt::format(" b{}", predecessor);
     text += "\n";
-    for (const Instruction& instruction : block.instructions) {
-      text += TextOf(instruction);
-    }
+    for (const Instruction& instruction : block.instructions) text += TextOf(instruction);
     text += TextOf(block.terminator);
   }
   return text;

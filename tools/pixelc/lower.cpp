@@ -25,9 +25,7 @@ std::vector<std::uint32_t> SuccessorLabels(const SpirvModule& module,
       break;
     case spv::Op::OpSwitch:
       labels = {OperandOf(module, terminator, 1)};
-      for (std::size_t at = 3; at < operands.size(); at += 2) {
-        labels.push_back(operands[at]);
-      }
+      for (std::size_t at = 3; at < operands.size(); at += 2) labels.push_back(operands[at]);
       break;
     default:
       break;
@@ -45,9 +43,7 @@ Program Lower(const SpirvModule& module) {
   program.is_compute = module.is_compute();
   Lowering(module, program).Run();
   Tidy(&program);
-  if (const std::string fault = FaultOf(program); !fault.empty()) {
-    module.Fail(fault);
-  }
+  if (const std::string fault = FaultOf(program); !fault.empty()) module.Fail(fault);
   return program;
 }
 
@@ -74,9 +70,7 @@ void Lowering::Run() {
 
 // Reverse postorder, in which only phis name values of later blocks.
 void Lowering::OrderBlocks() {
-  for (const SpirvBlock& block : module_.blocks()) {
-    states_[block.label].source = &block;
-  }
+  for (const SpirvBlock& block : module_.blocks()) states_[block.label].source = &block;
   struct Visit {
     std::uint32_t label;
     std::vector<std::uint32_t> successors;
@@ -88,9 +82,7 @@ void Lowering::OrderBlocks() {
     const SpirvInstruction& terminator = states_[label].source->instructions.back();
     stack.push_back({label, SuccessorLabels(module_, terminator)});
     for (const std::uint32_t successor : stack.back().successors) {
-      if (!states_.contains(successor)) {
-        Fail(terminator, "it branches to where there is no block");
-      }
+      if (!states_.contains(successor)) Fail(terminator, "it branches to where there is no block");
       states_[successor].predecessors.push_back(label);
     }
   };
@@ -104,32 +96,24 @@ void Lowering::OrderBlocks() {
     }
     const std::uint32_t next = visit.successors.back();
     visit.successors.pop_back();
-    if (!seen[next]) {
-      enter(next);
-    }
+    if (!seen[next]) enter(next);
   }
   std::ranges::reverse(order_);
-  if (!states_[order_[0]].predecessors.empty()) {
-    module_.Fail("it branches to its entry");
-  }
+  if (!states_[order_[0]].predecessors.empty()) module_.Fail("it branches to its entry");
 }
 
 void Lowering::StartBlock(std::uint32_t label) {
   label_ = label;
   const BlockState& state = states_[label];
   builder_.Enter(state.block);
-  if (state.predecessors.empty()) {
-    return;
-  }
+  if (state.predecessors.empty()) return;
   const BlockState& first = states_[state.predecessors[0]];
   if (state.predecessors.size() == 1 && first.is_done) {
     cells_ = first.cells;
     return;
   }
   CellPhis phis{.label = label, .results = {}};
-  for (const Type type : cell_types_) {
-    phis.results.push_back(builder_.Phi(type));
-  }
+  for (const Type type : cell_types_) phis.results.push_back(builder_.Phi(type));
   cells_ = phis.results;
   cell_phis_.push_back(std::move(phis));
 }
@@ -141,9 +125,7 @@ void Lowering::LowerBlock(const SpirvBlock& block) {
     } else {
       LowerInstruction(instruction);
     }
-    if (builder_.size() > kMaximumInstructions) {
-      Fail(instruction, "the program is too large");
-    }
+    if (builder_.size() > kMaximumInstructions) Fail(instruction, "the program is too large");
   }
 }
 
@@ -228,9 +210,7 @@ void Lowering::LowerSwitch(const SpirvInstruction& instruction) {
   std::unordered_map<std::uint32_t, std::size_t> case_of;
   for (std::size_t at = 2; at < instruction.operands.size(); at += 2) {
     const std::uint32_t target = instruction.operands[at + 1];
-    if (target == fallback) {
-      continue;
-    }
+    if (target == fallback) continue;
     const ValueId literal = builder_.Constant(builder_.TypeOf(selector), instruction.operands[at]);
     const ValueId is_equal = builder_.Emit(Op::kEqual, {selector, literal});
     const auto [found, is_new] = case_of.try_emplace(target, cases.size());
@@ -242,9 +222,7 @@ void Lowering::LowerSwitch(const SpirvInstruction& instruction) {
     }
   }
   const BlockId default_block = BlockOf(instruction, fallback);
-  if (cases.empty()) {
-    builder_.Branch(default_block);
-  }
+  if (cases.empty()) builder_.Branch(default_block);
   for (std::size_t index = 0; index < cases.size(); ++index) {
     BlockId next = default_block;
     if (index + 1 < cases.size()) {
@@ -261,8 +239,8 @@ void Lowering::LowerReturn() {
     Pointer result;
     result.variable = result_variable_;
     result.type = module_.FindVariable(result_variable_)->type;
-    const Values colour = LoadLocal(result);
-    builder_.Effect(Op::kResult, {colour[0], colour[1], colour[2], colour[3]});
+    const Values color = LoadLocal(result);
+    builder_.Effect(Op::kResult, {color[0], color[1], color[2], color[3]});
   }
   builder_.Return();
 }
@@ -277,9 +255,7 @@ void Lowering::FinishPhis() {
     }
     for (const BlockId predecessor : program_.blocks[phi.block].predecessors) {
       const auto found = value_of.find(origins_[predecessor]);
-      if (found == value_of.end()) {
-        Fail(phi.instruction, "it lacks a value for a way to it");
-      }
+      if (found == value_of.end()) Fail(phi.instruction, "it lacks a value for a way to it");
       const Values values = ValuesOf(phi.instruction, found->second);
       if (values.size() != phi.results.size()) {
         Fail(phi.instruction, "its values are not of its type");
@@ -310,9 +286,7 @@ void Lowering::FinishPhis() {
 }
 
 const Lowering::Values& Lowering::ValuesOf(const SpirvInstruction& at, std::uint32_t id) {
-  if (const auto found = values_.find(id); found != values_.end()) {
-    return found->second;
-  }
+  if (const auto found = values_.find(id); found != values_.end()) return found->second;
   Values values;
   if (const SpirvConstant* constant = module_.FindConstant(id)) {
     const std::vector<Type> types = module_.ComponentTypes(constant->type);
@@ -326,26 +300,20 @@ const Lowering::Values& Lowering::ValuesOf(const SpirvInstruction& at, std::uint
     }
     value_types_[id] = module_.UndefinedType(id);
   }
-  if (values.empty()) {
-    Fail(at, fmt::format("%{} is no value here", id));
-  }
+  if (values.empty()) Fail(at, fmt::format("%{} is no value here", id));
   return values_[id] = std::move(values);
 }
 
 Lowering::Values Lowering::OperandValues(const SpirvInstruction& at, std::size_t index,
                                          std::size_t count) {
   const Values& values = ValuesOf(at, Operand(at, index));
-  if (values.size() != count) {
-    Fail(at, "an operand has not the components that it takes");
-  }
+  if (values.size() != count) Fail(at, "an operand has not the components that it takes");
   return values;
 }
 
 std::uint32_t Lowering::ValueType(const SpirvInstruction& at, std::uint32_t id) const {
   const auto found = value_types_.find(id);
-  if (found == value_types_.end()) {
-    Fail(at, fmt::format("%{} is no value here", id));
-  }
+  if (found == value_types_.end()) Fail(at, fmt::format("%{} is no value here", id));
   return found->second;
 }
 

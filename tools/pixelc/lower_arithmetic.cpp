@@ -79,9 +79,7 @@ constexpr Elementwise kElementwise[] = {
 
 const Elementwise* Find(spv::Op op) {
   for (const Elementwise& row : kElementwise) {
-    if (row.spirv == op) {
-      return &row;
-    }
+    if (row.spirv == op) return &row;
   }
   return nullptr;
 }
@@ -110,9 +108,7 @@ bool IsInteger(Type type) { return type == Type::kInt || type == Type::kUint; }
 
 bool Lowering::LowerArithmetic(const SpirvInstruction& instruction) {
   const Elementwise* row = Find(instruction.op);
-  if (row == nullptr) {
-    return LowerSpecialArithmetic(instruction) || LowerBitField(instruction);
-  }
+  if (row == nullptr) return LowerSpecialArithmetic(instruction) || LowerBitField(instruction);
   const std::vector<Type> results = module_.ComponentTypes(instruction.type);
   const auto operand = [&](std::size_t index) {
     Values values = OperandValues(instruction, index, results.size());
@@ -135,9 +131,7 @@ bool Lowering::LowerArithmetic(const SpirvInstruction& instruction) {
   for (std::size_t at = 0; at < values.size(); ++at) {
     values[at] = second[at] == kNone ? builder_.Emit(row->op, {values[at]})
                                      : builder_.Emit(row->op, {values[at], second[at]});
-    if (row->is_negated) {
-      values[at] = builder_.Emit(Op::kNot, {values[at]});
-    }
+    if (row->is_negated) values[at] = builder_.Emit(Op::kNot, {values[at]});
   }
   SetResult(instruction, std::move(values));
   return true;
@@ -157,9 +151,7 @@ bool Lowering::LowerSpecialArithmetic(const SpirvInstruction& instruction) {
   };
   const auto pair_of = [&](Type type) {
     std::pair<Values, Values> pair{all_of(0, type), all_of(1, type)};
-    if (pair.first.size() != pair.second.size()) {
-      Fail(instruction, "its operands are of two sizes");
-    }
+    if (pair.first.size() != pair.second.size()) Fail(instruction, "its operands are of two sizes");
     return pair;
   };
   // Structures of two results: all components of the first, then all of the second.
@@ -275,9 +267,7 @@ bool Lowering::LowerSpecialArithmetic(const SpirvInstruction& instruction) {
 bool Lowering::LowerBitField(const SpirvInstruction& instruction) {
   const bool is_insert = instruction.op == spv::Op::OpBitFieldInsert;
   const bool is_signed = instruction.op == spv::Op::OpBitFieldSExtract;
-  if (!is_insert && !is_signed && instruction.op != spv::Op::OpBitFieldUExtract) {
-    return false;
-  }
+  if (!is_insert && !is_signed && instruction.op != spv::Op::OpBitFieldUExtract) return false;
   const std::size_t place = is_insert ? 2 : 1;
   const ValueId offset = builder_.As(OperandValue(instruction, place), Type::kUint);
   const ValueId count = builder_.As(OperandValue(instruction, place + 1), Type::kUint);

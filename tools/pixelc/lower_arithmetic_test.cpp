@@ -6,15 +6,6 @@
 namespace Vantra::Pixelc {
 namespace {
 
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-void ExpectAll(const std::vector<OperationCase>& tests) {
-  for (const OperationCase& test : tests) {
-    ExpectOperation(test);
-  }
-}
-
 TEST(LoweredArithmetic, ComputesWithFloatsEachComponentForItself) {
   ExpectAll({
       {"OpFNegate", {F(2)}, F(-2)},

@@ -11,17 +11,13 @@ std::pair<std::uint32_t, std::uint32_t> Lowering::ComponentRange(const SpirvInst
     const SpirvType& outer = module_.TypeOf(type);
     const std::uint32_t index = at.operands[place];
     if (outer.kind == SpirvType::Kind::kStruct) {
-      if (index >= outer.members.size()) {
-        Fail(at, "there is no such member");
-      }
+      if (index >= outer.members.size()) Fail(at, "there is no such member");
       for (std::uint32_t before = 0; before < index; ++before) {
         first += module_.TypeOf(outer.members[before]).components;
       }
       type = outer.members[index];
     } else {
-      if (index >= outer.count) {
-        Fail(at, "there is no such element");
-      }
+      if (index >= outer.count) Fail(at, "there is no such element");
       first += index * module_.TypeOf(outer.element).components;
       type = outer.element;
     }
@@ -67,9 +63,7 @@ bool Lowering::LowerComposite(const SpirvInstruction& instruction) {
       Values values;
       for (std::size_t at = 2; at < instruction.operands.size(); ++at) {
         const std::uint32_t index = instruction.operands[at];
-        if (index != kNone && index >= both.size()) {
-          Fail(instruction, "there is no such component");
-        }
+        if (index != kNone && index >= both.size()) Fail(instruction, "there is no such component");
         values.push_back(index == kNone ? builder_.Undefined(builder_.TypeOf(both[0]))
                                         : both[index]);
       }
@@ -125,9 +119,7 @@ void Lowering::LowerDynamicVector(const SpirvInstruction& instruction) {
 bool Lowering::LowerMatrix(const SpirvInstruction& instruction) {
   const auto matrix_type = [&](std::uint32_t type) -> const SpirvType& {
     const SpirvType& matrix = module_.TypeOf(type);
-    if (matrix.kind != SpirvType::Kind::kMatrix) {
-      Fail(instruction, "an operand is no matrix");
-    }
+    if (matrix.kind != SpirvType::Kind::kMatrix) Fail(instruction, "an operand is no matrix");
     return matrix;
   };
   const auto operand = [&](std::size_t index) {
@@ -141,16 +133,12 @@ bool Lowering::LowerMatrix(const SpirvInstruction& instruction) {
     return module_.TypeOf(matrix.element).count;
   };
   const auto need = [&](bool fits) {
-    if (!fits) {
-      Fail(instruction, "its operands do not fit each other");
-    }
+    if (!fits) Fail(instruction, "its operands do not fit each other");
   };
   // Of a matrix with so many rows, as a vector along the row.
   const auto row = [](const Values& matrix, std::uint32_t rows, std::uint32_t index) {
     Values values;
-    for (std::size_t at = index; at < matrix.size(); at += rows) {
-      values.push_back(matrix[at]);
-    }
+    for (std::size_t at = index; at < matrix.size(); at += rows) values.push_back(matrix[at]);
     return values;
   };
   const auto column = [](const Values& matrix, std::uint32_t rows, std::uint32_t index) {
@@ -162,9 +150,7 @@ bool Lowering::LowerMatrix(const SpirvInstruction& instruction) {
     case spv::Op::OpVectorTimesScalar:
     case spv::Op::OpMatrixTimesScalar: {
       const ValueId scalar = OperandValue(instruction, 1);
-      for (const ValueId value : operand(0)) {
-        values.push_back(builder_.Mul(value, scalar));
-      }
+      for (const ValueId value : operand(0)) values.push_back(builder_.Mul(value, scalar));
       break;
     }
     case spv::Op::OpMatrixTimesVector: {
@@ -199,9 +185,7 @@ bool Lowering::LowerMatrix(const SpirvInstruction& instruction) {
     }
     case spv::Op::OpOuterProduct:
       for (const ValueId right : operand(1)) {
-        for (const ValueId left : operand(0)) {
-          values.push_back(builder_.Mul(left, right));
-        }
+        for (const ValueId left : operand(0)) values.push_back(builder_.Mul(left, right));
       }
       break;
     case spv::Op::OpTranspose: {

@@ -23,9 +23,7 @@ void Lowering::LoadHandle(const SpirvInstruction& instruction, std::uint32_t var
   } else {
     Fail(instruction, "textures have bindings 0 to 2, samplers 3 to 5");
   }
-  if (decorations.descriptor_set != 0) {
-    Fail(instruction, "textures and samplers lie in set 0");
-  }
+  if (decorations.descriptor_set != 0) Fail(instruction, "textures and samplers lie in set 0");
   handles_[instruction.result] = handle;
 }
 
@@ -82,9 +80,7 @@ bool Lowering::LowerImage(const SpirvInstruction& instruction) {
 // Textures have one level, so a level and a bias change nothing. Returns where the offset stands
 // among the operands, or 0.
 std::size_t Lowering::CheckImageOperands(const SpirvInstruction& at, std::size_t first) {
-  if (at.operands.size() <= first) {
-    return 0;
-  }
+  if (at.operands.size() <= first) return 0;
   constexpr auto kBias = static_cast<std::uint32_t>(spv::ImageOperandsMask::Bias);
   constexpr auto kLod = static_cast<std::uint32_t>(spv::ImageOperandsMask::Lod);
   constexpr auto kOffset = static_cast<std::uint32_t>(spv::ImageOperandsMask::ConstOffset) |
@@ -93,9 +89,7 @@ std::size_t Lowering::CheckImageOperands(const SpirvInstruction& at, std::size_t
   if ((mask & ~(kBias | kLod | kOffset)) != 0) {
     Fail(at, "of its options, only a level, a bias and an offset are supported");
   }
-  if ((mask & kOffset) == 0) {
-    return 0;
-  }
+  if ((mask & kOffset) == 0) return 0;
   return first + 1 + ((mask & kBias) != 0 ? 1 : 0) + ((mask & kLod) != 0 ? 1 : 0);
 }
 
@@ -115,8 +109,8 @@ void Lowering::LowerSample(const SpirvInstruction& instruction, bool projected) 
     u = builder_.Emit(Op::kDiv, {u, place.back()});
     v = builder_.Emit(Op::kDiv, {v, place.back()});
   }
-  const auto colour = builder_.Read(Op::kSample, u, v, handle.texture, handle.sampler);
-  SetResult(instruction, {colour.begin(), colour.end()});
+  const auto color = builder_.Read(Op::kSample, u, v, handle.texture, handle.sampler);
+  SetResult(instruction, {color.begin(), color.end()});
 }
 
 void Lowering::LowerFetch(const SpirvInstruction& instruction) {
@@ -129,8 +123,8 @@ void Lowering::LowerFetch(const SpirvInstruction& instruction) {
     x = builder_.Add(x, builder_.As(offset[0], Type::kInt));
     y = builder_.Add(y, builder_.As(offset[1], Type::kInt));
   }
-  const auto colour = builder_.Read(Op::kFetch, x, y, handle.texture, 0);
-  SetResult(instruction, {colour.begin(), colour.end()});
+  const auto color = builder_.Read(Op::kFetch, x, y, handle.texture, 0);
+  SetResult(instruction, {color.begin(), color.end()});
 }
 
 }  // namespace Vantra::Pixelc

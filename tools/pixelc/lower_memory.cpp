@@ -24,9 +24,7 @@ bool IsLocalClass(spv::StorageClass storage) {
 
 std::array<std::uint32_t, 4> Count(const std::vector<Type>& types) {
   std::array<std::uint32_t, 4> counts = {};
-  for (const Type type : types) {
-    ++counts[IndexOf(type)];
-  }
+  for (const Type type : types) ++counts[IndexOf(type)];
   return counts;
 }
 
@@ -46,25 +44,19 @@ void Lowering::SetUpVariables() {
   std::unordered_map<std::uint32_t, bool> is_indexed;
   for (const std::uint32_t label : order_) {
     for (const SpirvInstruction& instruction : states_[label].source->instructions) {
-      if (!IsAccessChain(instruction.op) && instruction.op != spv::Op::OpCopyObject) {
-        continue;
-      }
+      if (!IsAccessChain(instruction.op) && instruction.op != spv::Op::OpCopyObject) continue;
       const std::uint32_t base = Operand(instruction, 0);
       const auto found = root_of.find(base);
       const std::uint32_t root = found == root_of.end() ? base : found->second;
       root_of[instruction.result] = root;
       for (std::size_t at = 1; at < instruction.operands.size(); ++at) {
-        if (module_.FindConstant(instruction.operands[at]) == nullptr) {
-          is_indexed[root] = true;
-        }
+        if (module_.FindConstant(instruction.operands[at]) == nullptr) is_indexed[root] = true;
       }
     }
   }
   for (const std::uint32_t id : module_.variable_ids()) {
     const SpirvVariable& variable = *module_.FindVariable(id);
-    if (!IsLocalClass(variable.storage)) {
-      continue;
-    }
+    if (!IsLocalClass(variable.storage)) continue;
     if (variable.storage == spv::StorageClass::Output) {
       const std::vector<Type> types = module_.ComponentTypes(variable.type);
       if (module_.DecorationsOf(id).location != 0u || result_variable_ != 0 ||
@@ -81,24 +73,18 @@ void Lowering::SetUpVariables() {
     module_.Fail(program_.is_compute ? "a compute program has no pixel as its result"
                                      : "a pixel program has a result");
   }
-  for (const Type type : cell_types_) {
-    cells_.push_back(builder_.Undefined(type));
-  }
+  for (const Type type : cell_types_) cells_.push_back(builder_.Undefined(type));
   InitializeLocals();
 }
 
 void Lowering::AddLocal(std::uint32_t id, bool is_array) {
   const std::vector<Type> types = module_.ComponentTypes(module_.FindVariable(id)->type);
-  if (types.empty()) {
-    module_.Fail(fmt::format("%{}: there is no such variable", id));
-  }
+  if (types.empty()) module_.Fail(fmt::format("%{}: there is no such variable", id));
   Local local;
   local.is_array = is_array;
   local.sizes = Count(types);
   for (std::size_t type = 0; type < local.sizes.size(); ++type) {
-    if (local.sizes[type] == 0) {
-      continue;
-    }
+    if (local.sizes[type] == 0) continue;
     if (is_array) {
       local.first[type] = static_cast<std::uint32_t>(program_.arrays.size());
       program_.arrays.push_back({static_cast<Type>(type), local.sizes[type]});
@@ -114,9 +100,7 @@ void Lowering::AddLocal(std::uint32_t id, bool is_array) {
 void Lowering::InitializeLocals() {
   for (const std::uint32_t id : local_ids_) {
     const SpirvVariable& variable = *module_.FindVariable(id);
-    if (variable.initializer == 0 || module_.IsUndefined(variable.initializer)) {
-      continue;
-    }
+    if (variable.initializer == 0 || module_.IsUndefined(variable.initializer)) continue;
     Pointer pointer;
     pointer.variable = id;
     pointer.type = variable.type;
@@ -150,13 +134,9 @@ bool Lowering::LowerMemory(const SpirvInstruction& instruction) {
 }
 
 Lowering::Pointer Lowering::PointerOf(const SpirvInstruction& at, std::uint32_t id) {
-  if (const auto found = pointers_.find(id); found != pointers_.end()) {
-    return found->second;
-  }
+  if (const auto found = pointers_.find(id); found != pointers_.end()) return found->second;
   const SpirvVariable* variable = module_.FindVariable(id);
-  if (variable == nullptr) {
-    Fail(at, fmt::format("%{} is no pointer here", id));
-  }
+  if (variable == nullptr) Fail(at, fmt::format("%{} is no pointer here", id));
   Pointer pointer;
   pointer.variable = id;
   pointer.type = variable->type;
@@ -176,9 +156,7 @@ void Lowering::LowerAccessChain(const SpirvInstruction& instruction) {
 }
 
 void Lowering::Advance(Offset* offset, std::uint32_t stride, std::uint32_t index_id) {
-  if (stride == 0) {
-    return;
-  }
+  if (stride == 0) return;
   if (const SpirvConstant* constant = module_.FindConstant(index_id)) {
     offset->constant += constant->bits[0] * stride;
     return;
@@ -239,9 +217,7 @@ void Lowering::StepInto(const SpirvInstruction& at, bool in_buffer, std::uint32_
   } else if (type.kind == Kind::kVector) {
     stride = pointer->component_stride;
   }
-  if (stride == 0) {
-    Fail(at, "the layout of a buffer is not told");
-  }
+  if (stride == 0) Fail(at, "the layout of a buffer is not told");
   Advance(&pointer->offsets[0], stride / pointer->unit, index_id);
 }
 
@@ -408,9 +384,7 @@ std::vector<Lowering::Offset> Lowering::BufferOffsets(const Pointer& pointer) {
 void Lowering::AddBufferOffsets(Pointer pointer, std::vector<Offset>* offsets) {
   using Kind = SpirvType::Kind;
   const SpirvType& type = module_.TypeOf(pointer.type);
-  if (type.components == 0) {
-    return;
-  }
+  if (type.components == 0) return;
   if (type.kind == Kind::kScalar) {
     offsets->push_back(pointer.offsets[0]);
     return;
@@ -444,9 +418,7 @@ void Lowering::AddBufferOffsets(Pointer pointer, std::vector<Offset>* offsets) {
 }
 
 ValueId Lowering::Place(const Offset& offset) {
-  if (offset.dynamic == kNone) {
-    return builder_.Uint(offset.constant);
-  }
+  if (offset.dynamic == kNone) return builder_.Uint(offset.constant);
   return offset.constant == 0 ? offset.dynamic
                               : builder_.Add(offset.dynamic, builder_.Uint(offset.constant));
 }

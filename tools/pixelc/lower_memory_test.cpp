@@ -26,12 +26,12 @@ constexpr char kLayout[] =
     "%ptr_number = OpTypePointer Uniform %float\n"
     "%matrices_in = OpVariable %ptr_matrices Uniform\n";
 
-Colour ColourOf(const std::string& declarations, const std::string& body,
-                const Invocation& invocation) {
+Color ColorOf(const std::string& declarations, const std::string& body,
+              const Invocation& invocation) {
   const Program program = LowerText(PixelText(declarations, body));
   const Outcome outcome = Interpret(program, invocation);
   EXPECT_EQ(outcome.results, 1);
-  return outcome.colour;
+  return outcome.color;
 }
 
 TEST(LoweredMemory, ReadsConstantsByTheirLayout) {
@@ -41,7 +41,7 @@ TEST(LoweredMemory, ReadsConstantsByTheirLayout) {
     invocation.constants.push_back(std::bit_cast<std::uint32_t>(static_cast<float>(word)));
   }
   invocation.constants[0] = 2;
-  const Colour colour = ColourOf(kLayout, R"(
+  const Color color = ColorOf(kLayout, R"(
       %index_place = OpAccessChain %ptr_word %block %i0 %u0
       %index = OpLoad %uint %index_place
       %columns_place = OpAccessChain %ptr_matrix %matrices_in %i0
@@ -55,11 +55,11 @@ TEST(LoweredMemory, ReadsConstantsByTheirLayout) {
       %blue = OpCompositeExtract %float %column 1
       %listed_place = OpAccessChain %ptr_number %matrices_in %i2 %index %i1
       %alpha = OpLoad %float %listed_place
-      %colour = OpCompositeConstruct %v4float %red %green %blue %alpha
-      OpStore %result %colour
+      %color = OpCompositeConstruct %v4float %red %green %blue %alpha
+      OpStore %result %color
       OpReturn)",
-                                 invocation);
-  EXPECT_EQ(colour, (Colour{4, 9 + 2 + 4, 9 + 2 + 4, 17 + 6 + 1}));
+                              invocation);
+  EXPECT_EQ(color, (Color{4, 9 + 2 + 4, 9 + 2 + 4, 17 + 6 + 1}));
 }
 
 TEST(LoweredMemory, KnowsThePlacementAndThePixel) {
@@ -67,7 +67,7 @@ TEST(LoweredMemory, KnowsThePlacementAndThePixel) {
   invocation.pixel_x = 7.5f;
   invocation.origin_y = 3;
   invocation.pixel_size_x = 0.25f;
-  const Colour colour = ColourOf(
+  const Color color = ColorOf(
       "OpDecorate %frag BuiltIn FragCoord\nOpDecorate %placement_type Block\n"
       "OpMemberDecorate %placement_type 0 Offset 0\nOpMemberDecorate %placement_type 1 Offset 8\n"
       "%ptr_frag = OpTypePointer Input %v4float\n%frag = OpVariable %ptr_frag Input\n"
@@ -80,20 +80,20 @@ TEST(LoweredMemory, KnowsThePlacementAndThePixel) {
          %green = OpCompositeExtract %float %whole 0 1
          %blue = OpCompositeExtract %float %whole 1 0
          %alpha = OpCompositeExtract %float %pixel 3
-         %colour = OpCompositeConstruct %v4float %red %green %blue %alpha
-         OpStore %result %colour
+         %color = OpCompositeConstruct %v4float %red %green %blue %alpha
+         OpStore %result %color
          OpReturn)",
       invocation);
-  EXPECT_EQ(colour, (Colour{7.5f, 3, 0.25f, 1}));
+  EXPECT_EQ(color, (Color{7.5f, 3, 0.25f, 1}));
 }
 
 TEST(LoweredMemory, ReadsTexturesThroughTheirRegisters) {
   Invocation invocation;
   invocation.sample = [](std::uint32_t texture, std::uint32_t sampler, float u, float v) {
-    return Colour{static_cast<float>(texture), static_cast<float>(sampler), u, v};
+    return Color{static_cast<float>(texture), static_cast<float>(sampler), u, v};
   };
   invocation.fetch = [](std::uint32_t texture, std::int32_t x, std::int32_t y) {
-    return Colour{static_cast<float>(texture), 0, static_cast<float>(x), static_cast<float>(y)};
+    return Color{static_cast<float>(texture), 0, static_cast<float>(x), static_cast<float>(y)};
   };
   invocation.size = [](std::uint32_t) { return std::array<std::int32_t, 2>{30, 50}; };
   const std::string declarations =
@@ -107,24 +107,24 @@ TEST(LoweredMemory, ReadsTexturesThroughTheirRegisters) {
       "%uv = OpConstantComposite %v3float %f1 %f0 %f2\n"
       "%place = OpConstantComposite %v2int %i3 %i4\n%shift = OpConstantComposite %v2int %i1 %i0";
   const auto read = [&](const std::string& text) {
-    return ColourOf(declarations,
-                    "%image_here = OpLoad %image %texture\n%filter_here = OpLoad %sampler %filter\n"
-                    "%pair = OpSampledImage %both %image_here %filter_here\n" +
-                        text + "\nOpStore %result %colour\nOpReturn",
-                    invocation);
+    return ColorOf(declarations,
+                   "%image_here = OpLoad %image %texture\n%filter_here = OpLoad %sampler %filter\n"
+                   "%pair = OpSampledImage %both %image_here %filter_here\n" +
+                       text + "\nOpStore %result %color\nOpReturn",
+                   invocation);
   };
-  EXPECT_EQ(read("%colour = OpImageSampleExplicitLod %v4float %pair %uv Lod %f1"),
-            (Colour{2, 1, 1, 0}));
-  EXPECT_EQ(read("%colour = OpImageSampleProjImplicitLod %v4float %pair %uv"),
-            (Colour{2, 1, 0.5f, 0}));
+  EXPECT_EQ(read("%color = OpImageSampleExplicitLod %v4float %pair %uv Lod %f1"),
+            (Color{2, 1, 1, 0}));
+  EXPECT_EQ(read("%color = OpImageSampleProjImplicitLod %v4float %pair %uv"),
+            (Color{2, 1, 0.5f, 0}));
   EXPECT_EQ(read("%plain = OpImage %image %pair\n"
-                 "%colour = OpImageFetch %v4float %plain %place Lod|ConstOffset %i0 %shift"),
-            (Colour{2, 0, 4, 4}));
+                 "%color = OpImageFetch %v4float %plain %place Lod|ConstOffset %i0 %shift"),
+            (Color{2, 0, 4, 4}));
   EXPECT_EQ(read("%size = OpImageQuerySizeLod %v2int %image_here %i0\n"
                  "%levels = OpImageQueryLevels %int %image_here\n"
                  "%numbers = OpConvertSToF %v2float %size\n%level = OpConvertSToF %float %levels\n"
-                 "%colour = OpCompositeConstruct %v4float %numbers %level %f0"),
-            (Colour{30, 50, 1, 0}));
+                 "%color = OpCompositeConstruct %v4float %numbers %level %f0"),
+            (Color{30, 50, 1, 0}));
 }
 
 TEST(LoweredMemory, DerivesThePlaceInTheGroup) {

@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
       ->check(CheckName);
   app.add_option("--program", original, "SPIR-V that the engines are given")->required();
   app.add_option("--output", output, "File to write")->required();
-  app.add_option("input", input, "The same SPIR-V, normalised")->required();
+  app.add_option("input", input, "The same SPIR-V, normalized")->required();
   CLI11_PARSE(app, argc, argv);
   try {
     WriteFile(output, Translate(name, input, ReadFile(original)));

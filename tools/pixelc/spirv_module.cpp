@@ -24,9 +24,7 @@ std::string TextOf(std::span<const std::uint32_t> words) {
   for (const std::uint32_t word : words) {
     for (unsigned shift = 0; shift < 32; shift += 8) {
       const char letter = static_cast<char>((word >> shift) & 0xFF);
-      if (letter == 0) {
-        return text;
-      }
+      if (letter == 0) return text;
       text += letter;
     }
   }
@@ -53,17 +51,13 @@ bool IsTerminator(spv::Op op) {
 
 SpirvModule::SpirvModule(std::string name, std::span<const std::uint32_t> words)
     : name_(std::move(name)) {
-  if (words.size() < kHeaderWords || words[0] != spv::MagicNumber) {
-    Fail("this is no SPIR-V");
-  }
+  if (words.size() < kHeaderWords || words[0] != spv::MagicNumber) Fail("this is no SPIR-V");
   for (std::size_t at = kHeaderWords; at < words.size();) {
     const std::size_t length = words[at] >> 16;
     SpirvInstruction instruction;
     instruction.op = static_cast<spv::Op>(words[at] & 0xFFFF);
     instruction.offset = at;
-    if (length == 0 || length > words.size() - at) {
-      Fail(instruction, "its length does not fit");
-    }
+    if (length == 0 || length > words.size() - at) Fail(instruction, "its length does not fit");
     bool has_result = false;
     bool has_type = false;
     spv::HasResultAndType(instruction.op, &has_result, &has_type);
@@ -71,9 +65,7 @@ SpirvModule::SpirvModule(std::string name, std::span<const std::uint32_t> words)
     if (length < 1u + (has_type ? 1 : 0) + (has_result ? 1 : 0)) {
       Fail(instruction, "it is too short");
     }
-    if (has_type) {
-      instruction.type = words[at + first++];
-    }
+    if (has_type) instruction.type = words[at + first++];
     if (has_result) {
       instruction.result = words[at + first++];
       if (instruction.result == 0 || !defined_.emplace(instruction.result, true).second) {
@@ -163,9 +155,7 @@ void SpirvModule::ReadInstruction(SpirvInstruction instruction) {
     case spv::Op::OpDecorateId:
       return;
     case spv::Op::OpExtInst:
-      if (IsIgnoredImport(OperandOf(*this, instruction, 0))) {
-        return;
-      }
+      if (IsIgnoredImport(OperandOf(*this, instruction, 0))) return;
       [[fallthrough]];
     default:
       Fail(instruction, "it is not supported");
@@ -184,9 +174,7 @@ void SpirvModule::ReadImport(const SpirvInstruction& instruction) {
 }
 
 void SpirvModule::ReadEntryPoint(const SpirvInstruction& instruction) {
-  if (has_entry_) {
-    Fail(instruction, "there is more than one entry point");
-  }
+  if (has_entry_) Fail(instruction, "there is more than one entry point");
   const auto model = static_cast<spv::ExecutionModel>(OperandOf(*this, instruction, 0));
   if (model != spv::ExecutionModel::Fragment && model != spv::ExecutionModel::GLCompute) {
     Fail(instruction, "it is neither a pixel nor a compute program");
@@ -277,9 +265,7 @@ void SpirvModule::ReadType(const SpirvInstruction& instruction) {
       break;
     case spv::Op::OpTypeInt:
     case spv::Op::OpTypeFloat:
-      if (operand(0) != 32) {
-        Fail(instruction, "only numbers of 32 bits are supported");
-      }
+      if (operand(0) != 32) Fail(instruction, "only numbers of 32 bits are supported");
       if (instruction.op == spv::Op::OpTypeFloat) {
         scalar(Type::kFloat);
       } else {
@@ -294,18 +280,14 @@ void SpirvModule::ReadType(const SpirvInstruction& instruction) {
         composite(Kind::kMatrix, {Kind::kVector});
       }
       type.count = operand(1);
-      if (type.count < 2 || type.count > 4) {
-        Fail(instruction, "there is no such type");
-      }
+      if (type.count < 2 || type.count > 4) Fail(instruction, "there is no such type");
       AddComponents(type, instruction);
       break;
     case spv::Op::OpTypeArray: {
       composite(Kind::kArray, data);
       const SpirvConstant& length = Constant(operand(1));
       type.count = length.bits.size() == 1 ? length.bits[0] : 0;
-      if (type.count == 0) {
-        Fail(instruction, "an array has no length");
-      }
+      if (type.count == 0) Fail(instruction, "an array has no length");
       AddComponents(type, instruction);
       break;
     }
@@ -375,9 +357,7 @@ void SpirvModule::ReadConstant(const SpirvInstruction& instruction) {
         }
         const SpirvConstant& part = Constant(id);
         constant.bits.insert(constant.bits.end(), part.bits.begin(), part.bits.end());
-        if (constant.bits.size() > type.components) {
-          break;
-        }
+        if (constant.bits.size() > type.components) break;
       }
       break;
   }
@@ -391,9 +371,7 @@ void SpirvModule::ReadConstant(const SpirvInstruction& instruction) {
 
 void SpirvModule::ReadVariable(const SpirvInstruction& instruction) {
   const SpirvType& pointer = TypeOf(instruction.type);
-  if (pointer.kind != SpirvType::Kind::kPointer) {
-    Fail(instruction, "its type is no pointer");
-  }
+  if (pointer.kind != SpirvType::Kind::kPointer) Fail(instruction, "its type is no pointer");
   SpirvVariable variable;
   variable.type = pointer.element;
   variable.storage = pointer.storage;
@@ -412,15 +390,11 @@ void SpirvModule::ReadVariable(const SpirvInstruction& instruction) {
 void SpirvModule::ReadFunctionInstruction(SpirvInstruction instruction) {
   switch (instruction.op) {
     case spv::Op::OpFunctionEnd:
-      if (in_block_) {
-        Fail(instruction, "a block has no end");
-      }
+      if (in_block_) Fail(instruction, "a block has no end");
       in_function_ = false;
       return;
     case spv::Op::OpLabel:
-      if (in_block_) {
-        Fail(instruction, "a block has no end");
-      }
+      if (in_block_) Fail(instruction, "a block has no end");
       in_block_ = true;
       blocks_.push_back({.label = instruction.result, .instructions = {}});
       return;
@@ -431,9 +405,7 @@ void SpirvModule::ReadFunctionInstruction(SpirvInstruction instruction) {
     default:
       break;
   }
-  if (!in_block_) {
-    Fail(instruction, "it is outside of a block");
-  }
+  if (!in_block_) Fail(instruction, "it is outside of a block");
   if (instruction.op == spv::Op::OpVariable) {
     ReadVariable(instruction);
     return;
@@ -449,15 +421,11 @@ void SpirvModule::ReadFunctionInstruction(SpirvInstruction instruction) {
 
 // The groups' size is part of the interface, as local places are derived from it.
 void SpirvModule::CheckGroup() const {
-  if (!is_compute_) {
-    return;
-  }
+  if (!is_compute_) return;
   constexpr std::uint32_t kSize[] = {32, 16, 1};
   for (const SpirvInstruction& mode : group_modes_) {
     const auto kind = static_cast<spv::ExecutionMode>(OperandOf(*this, mode, 1));
-    if (kind != spv::ExecutionMode::LocalSize && kind != spv::ExecutionMode::LocalSizeId) {
-      continue;
-    }
+    if (kind != spv::ExecutionMode::LocalSize && kind != spv::ExecutionMode::LocalSizeId) continue;
     for (std::size_t axis = 0; axis < 3; ++axis) {
       const std::uint32_t word = OperandOf(*this, mode, axis + 2);
       const std::uint32_t size =
@@ -471,17 +439,13 @@ void SpirvModule::CheckGroup() const {
 
 const SpirvType& SpirvModule::TypeOf(std::uint32_t id) const {
   const auto found = types_.find(id);
-  if (found == types_.end()) {
-    Fail(fmt::format("%{} is no type", id));
-  }
+  if (found == types_.end()) Fail(fmt::format("%{} is no type", id));
   return found->second;
 }
 
 const SpirvConstant& SpirvModule::Constant(std::uint32_t id) const {
   const SpirvConstant* constant = FindConstant(id);
-  if (constant == nullptr) {
-    Fail(fmt::format("%{} is no constant", id));
-  }
+  if (constant == nullptr) Fail(fmt::format("%{} is no constant", id));
   return *constant;
 }
 
@@ -510,14 +474,10 @@ const SpirvDecorations& SpirvModule::DecorationsOf(std::uint32_t structure,
 
 std::vector<Type> SpirvModule::ComponentTypes(std::uint32_t id) const {
   const SpirvType& type = TypeOf(id);
-  if (type.kind == SpirvType::Kind::kScalar) {
-    return {type.scalar};
-  }
+  if (type.kind == SpirvType::Kind::kScalar) return {type.scalar};
   std::vector<Type> types;
   // Nested structures of nothing would take forever.
-  if (type.components == 0) {
-    return types;
-  }
+  if (type.components == 0) return types;
   types.reserve(type.components);
   if (type.kind == SpirvType::Kind::kStruct) {
     for (const std::uint32_t member : type.members) {
@@ -541,17 +501,13 @@ void SpirvModule::Fail(const SpirvInstruction& at, const std::string& message) c
   std::string place =
       fmt::format("Op{} ({}) at word {}", spvOpcodeString(static_cast<std::uint32_t>(at.op)),
                   static_cast<std::uint32_t>(at.op), at.offset);
-  if (at.result != 0) {
-    place += fmt::format(", %{}", at.result);
-  }
+  if (at.result != 0) place += fmt::format(", %{}", at.result);
   Fail(place + ": " + message);
 }
 
 std::uint32_t OperandOf(const SpirvModule& module, const SpirvInstruction& instruction,
                         std::size_t index) {
-  if (index >= instruction.operands.size()) {
-    module.Fail(instruction, "it is too short");
-  }
+  if (index >= instruction.operands.size()) module.Fail(instruction, "it is too short");
   return instruction.operands[index];
 }
 

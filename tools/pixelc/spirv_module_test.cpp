@@ -38,8 +38,8 @@ std::vector<std::uint32_t> Sound() {
          %next = OpIAdd %uint %i %u1
          OpBranch %header
          %done = OpLabel
-         %colour = OpCompositeConstruct %v4float %sum %sum %sum %f1
-         OpStore %result %colour
+         %color = OpCompositeConstruct %v4float %sum %sum %sum %f1
+         OpStore %result %color
          OpReturn)"));
 }
 
@@ -114,9 +114,7 @@ TEST(SpirvModules, SurviveDamage) {
           break;
       }
     }
-    if (below(8) == 0) {
-      words.resize(below(words.size()));
-    }
+    if (below(8) == 0) words.resize(below(words.size()));
     refused += FaultIn(words).empty() ? 0 : 1;
   }
   EXPECT_GT(refused, kRounds / 2);

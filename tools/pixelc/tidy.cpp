@@ -43,9 +43,7 @@ class Tidier {
 
  private:
   ValueId Find(ValueId value) {
-    while (replacement_[value] != kNone) {
-      value = replacement_[value];
-    }
+    while (replacement_[value] != kNone) value = replacement_[value];
     return value;
   }
 
@@ -60,23 +58,15 @@ class Tidier {
       again = false;
       for (Block& block : program_.blocks) {
         std::erase_if(block.instructions, [&](Instruction& phi) {
-          if (phi.op != Op::kPhi) {
-            return false;
-          }
+          if (phi.op != Op::kPhi) return false;
           ValueId only = kNone;
           for (ValueId& operand : phi.operands) {
             operand = Find(operand);
-            if (operand == phi.results[0] || operand == only) {
-              continue;
-            }
-            if (only != kNone) {
-              return false;
-            }
+            if (operand == phi.results[0] || operand == only) continue;
+            if (only != kNone) return false;
             only = operand;
           }
-          if (only == kNone) {
-            return false;
-          }
+          if (only == kNone) return false;
           Replace(phi.results[0], only);
           again = true;
           return true;
@@ -90,9 +80,7 @@ class Tidier {
     constant_of_.assign(program_.types.size(), std::nullopt);
     constants_.clear();
     for (const Instruction& instruction : program_.blocks[0].instructions) {
-      if (instruction.op == Op::kConstant) {
-        NoteConstant(instruction);
-      }
+      if (instruction.op == Op::kConstant) NoteConstant(instruction);
     }
     std::vector<Instruction> new_constants;
     const std::vector<BlockId> dominators = Dominators(program_);
@@ -110,24 +98,18 @@ class Tidier {
       const Visit visit = stack.back();
       stack.pop_back();
       if (visit.is_leaving) {
-        for (const Key& key : added[visit.block]) {
-          known_.erase(key);
-        }
+        for (const Key& key : added[visit.block]) known_.erase(key);
         continue;
       }
       std::erase_if(program_.blocks[visit.block].instructions, [&](Instruction& instruction) {
         return FoldInstruction(instruction, &new_constants, &added[visit.block]);
       });
       stack.push_back({visit.block, true});
-      for (const BlockId child : children[visit.block]) {
-        stack.push_back({child, false});
-      }
+      for (const BlockId child : children[visit.block]) stack.push_back({child, false});
     }
     for (Block& block : program_.blocks) {
       for (Instruction& instruction : block.instructions) {
-        for (ValueId& operand : instruction.operands) {
-          operand = Find(operand);
-        }
+        for (ValueId& operand : instruction.operands) operand = Find(operand);
       }
       FoldBranch(&block.terminator);
     }
@@ -146,15 +128,9 @@ class Tidier {
   // True when the instruction is no longer needed.
   bool FoldInstruction(Instruction& instruction, std::vector<Instruction>* new_constants,
                        std::vector<Key>* added) {
-    if (IsLeaf(instruction.op)) {
-      return false;
-    }
-    for (ValueId& operand : instruction.operands) {
-      operand = Find(operand);
-    }
-    if (!IsPure(instruction.op)) {
-      return false;
-    }
+    if (IsLeaf(instruction.op)) return false;
+    for (ValueId& operand : instruction.operands) operand = Find(operand);
+    if (!IsPure(instruction.op)) return false;
     if (const ValueId same = Simplified(instruction, new_constants); same != kNone) {
       Replace(instruction.results[0], same);
       return true;
@@ -193,9 +169,7 @@ class Tidier {
       }
     }
     if (instruction.op == Op::kSelect) {
-      if (const auto condition = ConstantOf(operands[0])) {
-        return operands[*condition != 0 ? 1 : 2];
-      }
+      if (const auto condition = ConstantOf(operands[0])) return operands[*condition != 0 ? 1 : 2];
       return operands[1] == operands[2] ? operands[1] : kNone;
     }
     return operands.size() == 2 ? SimplifiedPair(instruction, new_constants) : kNone;
@@ -213,9 +187,7 @@ class Tidier {
     const std::uint32_t all = is_bool ? 1 : ~0u;
     switch (instruction.op) {
       case Op::kMul:
-        if (left == one || right == one) {
-          return left == one ? b : a;
-        }
+        if (left == one || right == one) return left == one ? b : a;
         return !is_float && (left == 0u || right == 0u)
                    ? Constant(instruction.type, 0, new_constants)
                    : kNone;
@@ -223,9 +195,7 @@ class Tidier {
         return right == one ? a : kNone;
       case Op::kAdd:
         // A sum of floats with 0 is not always the other: -0 + 0 is 0.
-        if (is_float) {
-          return kNone;
-        }
+        if (is_float) return kNone;
         return right == 0u ? a : left == 0u ? b : kNone;
       case Op::kSub:
         return right == 0u ? a : kNone;
@@ -233,14 +203,10 @@ class Tidier {
       case Op::kShiftRight:
         return right == 0u ? a : kNone;
       case Op::kAnd:
-        if (left == 0u || right == 0u) {
-          return left == 0u ? a : b;
-        }
+        if (left == 0u || right == 0u) return left == 0u ? a : b;
         return right == all ? a : left == all ? b : a == b ? a : kNone;
       case Op::kOr:
-        if (left == all || right == all) {
-          return left == all ? a : b;
-        }
+        if (left == all || right == all) return left == all ? a : b;
         return right == 0u ? a : left == 0u ? b : a == b ? a : kNone;
       default:
         return kNone;
@@ -261,14 +227,10 @@ class Tidier {
   }
 
   void FoldBranch(Terminator* terminator) {
-    if (terminator->kind != Terminator::Kind::kBranchIf) {
-      return;
-    }
+    if (terminator->kind != Terminator::Kind::kBranchIf) return;
     terminator->condition = Find(terminator->condition);
     const auto condition = ConstantOf(terminator->condition);
-    if (!condition && terminator->targets[0] != terminator->targets[1]) {
-      return;
-    }
+    if (!condition && terminator->targets[0] != terminator->targets[1]) return;
     const BlockId target = terminator->targets[condition.value_or(1) != 0 ? 0 : 1];
     *terminator = {.kind = Terminator::Kind::kBranch, .targets = {target, kNone}};
     changed_ = true;
@@ -279,9 +241,7 @@ class Tidier {
     std::vector<std::uint32_t> ways(program_.blocks.size());
     for (const Block& block : program_.blocks) {
       for (const BlockId target : block.terminator.targets) {
-        if (target != kNone) {
-          ++ways[target];
-        }
+        if (target != kNone) ++ways[target];
       }
     }
     for (BlockId id = 0; id < program_.blocks.size(); ++id) {
@@ -290,9 +250,7 @@ class Tidier {
         const BlockId next_id = block.terminator.targets[0];
         Block& next = program_.blocks[next_id];
         const bool has_phis = !next.instructions.empty() && next.instructions[0].op == Op::kPhi;
-        if (ways[next_id] != 1 || next_id <= id || has_phis) {
-          break;
-        }
+        if (ways[next_id] != 1 || next_id <= id || has_phis) break;
         block.instructions.insert(block.instructions.end(),
                                   std::make_move_iterator(next.instructions.begin()),
                                   std::make_move_iterator(next.instructions.end()));
@@ -324,25 +282,19 @@ class Tidier {
     };
     for (const Block& block : program_.blocks) {
       for (const Instruction& instruction : block.instructions) {
-        for (const ValueId result : instruction.results) {
-          source[result] = &instruction;
-        }
+        for (const ValueId result : instruction.results) source[result] = &instruction;
         if (instruction.op == Op::kStoreArray) {
           stores[instruction.index].push_back(&instruction);
         } else if (HasEffect(instruction.op)) {
           std::ranges::for_each(instruction.operands, use);
         }
       }
-      if (block.terminator.condition != kNone) {
-        use(block.terminator.condition);
-      }
+      if (block.terminator.condition != kNone) use(block.terminator.condition);
     }
     while (!left.empty()) {
       const Instruction* instruction = source[left.back()];
       left.pop_back();
-      if (instruction == nullptr) {
-        continue;
-      }
+      if (instruction == nullptr) continue;
       std::ranges::for_each(instruction->operands, use);
       if (instruction->op == Op::kLoadArray && !is_loaded[instruction->index]) {
         is_loaded[instruction->index] = true;
@@ -353,9 +305,7 @@ class Tidier {
     }
     for (Block& block : program_.blocks) {
       std::erase_if(block.instructions, [&](const Instruction& instruction) {
-        if (instruction.op == Op::kStoreArray) {
-          return !is_loaded[instruction.index];
-        }
+        if (instruction.op == Op::kStoreArray) return !is_loaded[instruction.index];
         return !HasEffect(instruction.op) &&
                std::ranges::none_of(instruction.results,
                                     [&](ValueId result) { return is_used[result]; });
@@ -368,9 +318,7 @@ class Tidier {
     std::vector<Array> arrays;
     for (Block& block : program_.blocks) {
       for (Instruction& instruction : block.instructions) {
-        if (instruction.op != Op::kLoadArray && instruction.op != Op::kStoreArray) {
-          continue;
-        }
+        if (instruction.op != Op::kLoadArray && instruction.op != Op::kStoreArray) continue;
         std::uint32_t& place = number[instruction.index];
         if (place == kNone) {
           place = static_cast<std::uint32_t>(arrays.size());
@@ -395,9 +343,7 @@ class Tidier {
     }
     for (Block& block : program_.blocks) {
       for (Instruction& instruction : block.instructions) {
-        for (ValueId& operand : instruction.operands) {
-          operand = number[operand];
-        }
+        for (ValueId& operand : instruction.operands) operand = number[operand];
       }
       if (block.terminator.condition != kNone) {
         block.terminator.condition = number[block.terminator.condition];

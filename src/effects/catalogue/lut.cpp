@@ -51,7 +51,7 @@ const EffectDescription& InstagramFilter::Description() {
           .display_name = "Instagram Filter",
           .description = "Instagram Filter effect",
           .shader = L"IDR_PS_INSTAGRAM_FILTER",
-          .numbers = {L"amout"},
+          .numbers = {{L"amout"}},
       },
       sizeof(float));
   return description;
@@ -74,7 +74,7 @@ const EffectDescription& InstagramVideo::Description() {
           .display_name = "Instagram Video Filter",
           .description = "Instagram Video Filter",
           .shader = L"IDR_PS_INSTAGRAM_VIDEO",
-          .numbers = {L"amout"},
+          .numbers = {{L"amout"}},
       },
       sizeof(float));
   return description;

@@ -79,8 +79,10 @@ const EffectDescription& StandardAdjust::Description() {
           .name = "StandardAdjust",
           .display_name = "Standard Adjust",
           .description = "Hue, saturation, brightness and contrast",
-          .numbers = {ATTRIBUTE_HUE(), ATTRIBUTE_SATURATION(), ATTRIBUTE_BRIGHTNESS(),
-                      ATTRIBUTE_CONTRAST()},
+          .numbers = {{ATTRIBUTE_HUE()},
+                      {ATTRIBUTE_SATURATION()},
+                      {ATTRIBUTE_BRIGHTNESS()},
+                      {ATTRIBUTE_CONTRAST()}},
       },
       0);
   return description;
@@ -169,7 +171,7 @@ const EffectDescription& GammaTransfer::Description() {
           .name = "D2D1GammaTransfer",
           .display_name = "Gamma Transfer",
           .description = "Power of red, green and blue",
-          .numbers = {L"gamma"},
+          .numbers = {{L"gamma"}},
       },
       0);
   return description;
@@ -367,7 +369,7 @@ const EffectDescription& ConvolveMatrix::Description() {
           .display_name = "Convolve Matrix",
           .description = "Weighted sum of neighbours by a kernel from 0 to 5",
           .category = "Filter",
-          .numbers = {L"kernel"},
+          .numbers = {{L"kernel", 0, kKernelCount - 1}},
       },
       0);
   return description;

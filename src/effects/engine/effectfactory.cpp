@@ -74,12 +74,8 @@ std::vector<EffectFactory::Listing> EffectFactory::ListEffects() {
   std::vector<Listing> list;
   for (const CatalogueEntry& entry : GetCatalogue()) {
     const auto& identity = entry.description().GetIdentity();
-    list.push_back({NameOf(entry),
-                    Widen(identity.display_name),
-                    Widen(identity.category),
-                    Widen(identity.description),
-                    identity.id,
-                    {identity.numbers.begin(), identity.numbers.end()}});
+    list.push_back({NameOf(entry), Widen(identity.display_name), Widen(identity.category),
+                    Widen(identity.description), identity.id, identity.numbers});
   }
   return list;
 }

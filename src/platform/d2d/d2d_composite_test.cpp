@@ -86,6 +86,52 @@ TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
   }
 }
 
+TEST_F(Compositing, ACopyOfASmallImageLeavesNothingElseInTheClip) {
+  const Picture background = DrawScene(16, 12);
+  const Picture image = DrawScene(5, 4);
+  Bitmap bitmap;
+  Upload(bitmap, image);
+  VantraFx::Posterize effect;
+  ASSERT_TRUE(effect.Create(&device_));
+  const Picture posterized = Run(effect, image);
+  effect.SetInput(0, &bitmap);
+  CComPtr<ID2D1Image> output;
+  effect.GetEffect()->GetOutput(&output);
+  const D2D1_RECT_F clip = {1, 2, 13, 11};
+  for (ID2D1Image* drawn : {static_cast<ID2D1Image*>(bitmap.GetBitmap()), output.p}) {
+    const Picture& source = drawn == output.p ? posterized : image;
+    // Within the clip, at its sides and across its corners.
+    for (const D2D1_POINT_2F offset : {D2D1_POINT_2F{4, 5},
+                                       {1, 2},
+                                       {8, 7},
+                                       {-2, 5},
+                                       {10, 9},
+                                       {4.25f, 5.375f},
+                                       {-1.75f, 8.75f}}) {
+      const Picture result = Draw(background, [&] {
+        Context()->SetAntialiasMode(D2D1_ANTIALIAS_MODE_ALIASED);
+        Context()->PushAxisAlignedClip(&clip, D2D1_ANTIALIAS_MODE_ALIASED);
+        Context()->DrawImage(drawn, &offset, nullptr, D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR,
+                             D2D1_COMPOSITE_MODE_SOURCE_COPY);
+        Context()->PopAxisAlignedClip();
+      });
+      EXPECT_EQ(result_, S_OK);
+      for (int y = 0; y < 12; ++y) {
+        for (int x = 0; x < 16; ++x) {
+          const bool in_clip = x >= 1 && y >= 2 && x < 13 && y < 11;
+          const int column = static_cast<int>(std::floor(x + 0.5 - offset.x));
+          const int row = static_cast<int>(std::floor(y + 0.5 - offset.y));
+          const bool in_image = column >= 0 && row >= 0 && column < 5 && row < 4;
+          ASSERT_EQ(result.At(x, y), !in_clip   ? background.At(x, y)
+                                     : in_image ? source.At(column, row)
+                                                : Pixel{})
+              << x << "," << y << ", drawn at " << offset.x << "," << offset.y;
+        }
+      }
+    }
+  }
+}
+
 TEST_F(Compositing, EdgesOfTurnedAndFractionalPicturesKeepToTheMode) {
   const Picture background = DrawSceneWithAlpha(24, 20);
   const Picture image = DrawSceneWithAlpha(9, 8);

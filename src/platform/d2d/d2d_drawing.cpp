@@ -217,11 +217,11 @@ HRESULT DeviceContext2D::DrawNode(const Drawing& drawing) {
       drawing.operation.blend == Render::Blend::kReplace ||
       (surface.transparent && (drawing.operation.blend == Render::Blend::kSourceOver ||
                                drawing.operation.blend == Render::Blend::kPlus));
+  const bool direct = plain && placement->full;
   // What replaces an area larger than itself leaves nothing around it.
-  const bool alone = plain && placement->full && !whole && !surface.transparent;
-  const bool direct = plain && placement->full && (whole || surface.transparent || alone);
+  const bool clears = direct && !whole && !surface.transparent;
   const auto clear_around = [&]() -> HRESULT {
-    if (!alone) return S_OK;
+    if (!clears) return S_OK;
     const Render::Rect& drawn = placement->rect;
     for (const Render::Rect& rect :
          {Render::Rect{clip.left, clip.top, clip.right, drawn.top},

@@ -9,7 +9,6 @@
 
 #include "platform/d2d/embedded_program.h"
 #include "render/simd/cpu_engine.h"
-#include "tests/harness/engine_under_test.h"
 
 VANTRIX_EMBEDDED_PROGRAM(gaussian_line)
 VANTRIX_EMBEDDED_PROGRAM(morphology)
@@ -71,7 +70,6 @@ int LargestDifference(std::span<const std::byte> spirv, const Constants& constan
 }
 
 TEST(OwnAlgorithms, GiveWhatTheirProgramsGive) {
-  if (!Testing::HasCpuEngine()) GTEST_SKIP() << "The build has no CPU engine.";
   for (const std::int32_t in_columns : {0, 1}) {
     for (const std::int32_t edge_mode : {0, 1}) {
       for (const double deviation : {0.4, 3.0, 20.0}) {

@@ -348,26 +348,10 @@ HWY_AFTER_NAMESPACE();
 namespace Vantra::Render::Simd {
 namespace {
 
-HWY_EXPORT(CheckLanes);
-HWY_EXPORT(CheckWholeNumbers);
-HWY_EXPORT(CheckAllHalves);
-HWY_EXPORT(CheckMemoryOfPrograms);
-
-TEST(Lanes, FloatsAreComputedAsPlainCodeDoes) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckLanes)(); });
-}
-
-TEST(Lanes, WholeNumbersWrapAndNeverTrap) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckWholeNumbers)(); });
-}
-
-TEST(Lanes, HalvesAreRoundedToTheNearest) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckAllHalves)(); });
-}
-
-TEST(Lanes, MemoryIsReadAndWrittenOnlyWhereItIs) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckMemoryOfPrograms)(); });
-}
+TEST_ON_EACH_TARGET(Lanes, FloatsAreComputedAsPlainCodeDoes, CheckLanes);
+TEST_ON_EACH_TARGET(Lanes, WholeNumbersWrapAndNeverTrap, CheckWholeNumbers);
+TEST_ON_EACH_TARGET(Lanes, HalvesAreRoundedToTheNearest, CheckAllHalves);
+TEST_ON_EACH_TARGET(Lanes, MemoryIsReadAndWrittenOnlyWhereItIs, CheckMemoryOfPrograms);
 
 TEST(Tape, GivesBackWhatWasPushedAndKeepsItsMemory) {
   struct Small {

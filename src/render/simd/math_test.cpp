@@ -193,11 +193,7 @@ HWY_AFTER_NAMESPACE();
 namespace Vantra::Render::Simd {
 namespace {
 
-HWY_EXPORT(CheckFunctions);
-
-TEST(LaneMaths, IsAccurateAndTheSameOnAllTargets) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckFunctions)(); });
-}
+TEST_ON_EACH_TARGET(LaneMaths, IsAccurateAndTheSameOnAllTargets, CheckFunctions);
 
 }  // namespace
 }  // namespace Vantra::Render::Simd

@@ -177,16 +177,8 @@ HWY_AFTER_NAMESPACE();
 namespace Vantra::Render::Simd {
 namespace {
 
-HWY_EXPORT(CheckStores);
-HWY_EXPORT(CheckLevels);
-
-TEST(LaneStores, BlendClampAndRoundAsTheFormulasSay) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckStores)(); });
-}
-
-TEST(LaneStores, BytesComeBackAsTheyWere) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckLevels)(); });
-}
+TEST_ON_EACH_TARGET(LaneStores, BlendClampAndRoundAsTheFormulasSay, CheckStores);
+TEST_ON_EACH_TARGET(LaneStores, BytesComeBackAsTheyWere, CheckLevels);
 
 }  // namespace
 }  // namespace Vantra::Render::Simd

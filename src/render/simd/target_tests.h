@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs a test on every instruction set that this CPU has.
+// Runs tests on every instruction set that this CPU has.
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -24,5 +24,13 @@ void OnEachTarget(Check check) {
   hwy::SetSupportedTargetsForTest(0);
   hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }
+
+// A test of `check`, a function of each target's namespace.
+#define TEST_ON_EACH_TARGET(suite, name, check)          \
+  HWY_EXPORT(check);                                     \
+  TEST(suite, name) {                                    \
+    OnEachTarget([] { HWY_DYNAMIC_DISPATCH(check)(); }); \
+  }                                                      \
+  static_assert(true)
 
 }  // namespace Vantra::Render::Simd

@@ -341,16 +341,8 @@ HWY_AFTER_NAMESPACE();
 namespace Vantra::Render::Simd {
 namespace {
 
-HWY_EXPORT(CheckTextures);
-HWY_EXPORT(CheckRowReads);
-
-TEST(LaneTextures, AreReadAsPlainArithmeticReadsThem) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckTextures)(); });
-}
-
-TEST(LaneTextures, RowsAreReadAsSamplesAre) {
-  OnEachTarget([] { HWY_DYNAMIC_DISPATCH(CheckRowReads)(); });
-}
+TEST_ON_EACH_TARGET(LaneTextures, AreReadAsPlainArithmeticReadsThem, CheckTextures);
+TEST_ON_EACH_TARGET(LaneTextures, RowsAreReadAsSamplesAre, CheckRowReads);
 
 }  // namespace
 }  // namespace Vantra::Render::Simd

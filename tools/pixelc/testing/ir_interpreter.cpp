@@ -18,9 +18,7 @@ class Interpreter {
  public:
   Interpreter(const Program& program, const Invocation& invocation)
       : program_(program), invocation_(invocation), values_(program.types.size()) {
-    for (const Array& array : program.arrays) {
-      arrays_.emplace_back(array.size);
-    }
+    for (const Array& array : program.arrays) arrays_.emplace_back(array.size);
   }
 
   Outcome Run() {
@@ -47,9 +45,7 @@ class Interpreter {
     std::vector<std::uint32_t> phis;
     const auto way = std::ranges::find(block.predecessors, before) - block.predecessors.begin();
     for (const Instruction& phi : block.instructions) {
-      if (phi.op != Op::kPhi) {
-        break;
-      }
+      if (phi.op != Op::kPhi) break;
       phis.push_back(values_[phi.operands.at(static_cast<std::size_t>(way))]);
     }
     for (std::size_t index = 0; index < phis.size(); ++index) {
@@ -66,9 +62,9 @@ class Interpreter {
     const auto number = [&](std::size_t index) { return std::bit_cast<float>(operand(index)); };
     const auto whole = [&](std::size_t index) { return static_cast<std::int32_t>(operand(index)); };
     const auto set = [&](std::uint32_t bits) { values_[instruction.results[0]] = bits; };
-    const auto set_colour = [&](const Colour& colour) {
-      for (std::size_t index = 0; index < colour.size(); ++index) {
-        values_[instruction.results[index]] = Bits(colour[index]);
+    const auto set_color = [&](const Color& color) {
+      for (std::size_t index = 0; index < color.size(); ++index) {
+        values_[instruction.results[index]] = Bits(color[index]);
       }
     };
     switch (instruction.op) {
@@ -93,10 +89,10 @@ class Interpreter {
       case Op::kInvocationY:
         return set(invocation_.y);
       case Op::kSample:
-        return set_colour(
+        return set_color(
             invocation_.sample(instruction.index, instruction.second_index, number(0), number(1)));
       case Op::kFetch:
-        return set_colour(invocation_.fetch(instruction.index, whole(0), whole(1)));
+        return set_color(invocation_.fetch(instruction.index, whole(0), whole(1)));
       case Op::kTextureSize: {
         const auto size = invocation_.size(instruction.index);
         values_[instruction.results[0]] = static_cast<std::uint32_t>(size[0]);
@@ -113,14 +109,12 @@ class Interpreter {
       }
       case Op::kStoreArray: {
         auto& array = arrays_[instruction.index];
-        if (operand(0) < array.size()) {
-          array[operand(0)] = operand(1);
-        }
+        if (operand(0) < array.size()) array[operand(0)] = operand(1);
         return;
       }
       case Op::kResult:
         ++outcome_.results;
-        outcome_.colour = {number(0), number(1), number(2), number(3)};
+        outcome_.color = {number(0), number(1), number(2), number(3)};
         return;
       case Op::kWriteWord:
         outcome_.words[operand(0)] = operand(1);
@@ -133,9 +127,7 @@ class Interpreter {
       operands.push_back({program_.types[id], values_[id]});
     }
     const auto bits = Evaluate(instruction.op, instruction.type, operands);
-    if (!bits) {
-      throw std::logic_error(std::string("no rule for ") + NameOf(instruction.op));
-    }
+    if (!bits) throw std::logic_error(std::string("no rule for ") + NameOf(instruction.op));
     set(*bits);
   }
 

@@ -14,7 +14,7 @@
 
 namespace Vantra::Pixelc {
 
-using Colour = std::array<float, 4>;
+using Color = std::array<float, 4>;
 
 struct Invocation {
   float pixel_x = 0.5f;
@@ -27,9 +27,9 @@ struct Invocation {
   std::uint32_t y = 0;
   std::vector<std::uint32_t> constants;  // zero beyond
   // Texture, sampler, u, v.
-  std::function<Colour(std::uint32_t, std::uint32_t, float, float)> sample;
+  std::function<Color(std::uint32_t, std::uint32_t, float, float)> sample;
   // Texture, x, y.
-  std::function<Colour(std::uint32_t, std::int32_t, std::int32_t)> fetch;
+  std::function<Color(std::uint32_t, std::int32_t, std::int32_t)> fetch;
   // Of a texture.
   std::function<std::array<std::int32_t, 2>(std::uint32_t)> size;
 };
@@ -37,7 +37,7 @@ struct Invocation {
 struct Outcome {
   // How often the program gave a result; a sound pixel program does once.
   int results = 0;
-  Colour colour = {};
+  Color color = {};
   std::map<std::uint32_t, std::uint32_t> words;
   // False when the program was stopped after a great many instructions.
   bool has_ended = false;

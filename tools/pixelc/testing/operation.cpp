@@ -19,9 +19,7 @@ struct Shape {
 };
 
 Shape ShapeOf(const TestValue& value) {
-  if (value.type == "pair_frexp") {
-    return {.column = {}, .scalars = {"float", "int"}};
-  }
+  if (value.type == "pair_frexp") return {.column = {}, .scalars = {"float", "int"}};
   if (value.type.starts_with("mat")) {
     const auto rows = static_cast<std::uint32_t>(value.type.back() - '0');
     return {.column = fmt::format("v{}float", rows),
@@ -51,9 +49,7 @@ std::string Construct(const std::string& name, const TestValue& value, Scalar sc
   const auto join = [&](const std::string& result, const std::string& type, std::size_t first,
                         std::size_t count) {
     text += "%" + result + " = OpCompositeConstruct %" + type;
-    for (std::size_t at = first; at < first + count; ++at) {
-      text += " %" + parts[at];
-    }
+    for (std::size_t at = first; at < first + count; ++at) text += " %" + parts[at];
     text += "\n";
   };
   if (!shape.column.empty()) {
@@ -98,15 +94,9 @@ std::string WriteOut(const TestValue& result) {
 }
 
 bool IsNear(const std::string& type, std::uint32_t a, std::uint32_t b, int steps) {
-  if (a == b || type != "float") {
-    return a == b;
-  }
-  if (std::isnan(std::bit_cast<float>(a)) && std::isnan(std::bit_cast<float>(b))) {
-    return true;
-  }
-  if (steps > 0 && std::bit_cast<float>(a) == 0 && std::bit_cast<float>(b) == 0) {
-    return true;
-  }
+  if (a == b || type != "float") return a == b;
+  if (std::isnan(std::bit_cast<float>(a)) && std::isnan(std::bit_cast<float>(b))) return true;
+  if (steps > 0 && std::bit_cast<float>(a) == 0 && std::bit_cast<float>(b) == 0) return true;
   return (a ^ b) >> 31 == 0 &&
          std::abs(static_cast<std::int64_t>(a) - static_cast<std::int64_t>(b)) <= steps;
 }
@@ -137,29 +127,6 @@ void ExpectResult(const OperationCase& test, const std::string& declarations,
         << "component " << at << ": " << std::hex << outcome.words.at(at) << " instead of "
         << test.expected.bits[at];
   }
-}
-
-}  // namespace
-
-TestValue F(float value) { return {"float", {std::bit_cast<std::uint32_t>(value)}}; }
-TestValue I(std::int32_t value) { return {"int", {static_cast<std::uint32_t>(value)}}; }
-TestValue U(std::uint32_t value) { return {"uint", {value}}; }
-TestValue B(bool value) { return {"bool", {value ? 1u : 0u}}; }
-
-TestValue Floats(const std::string& type, const std::vector<float>& values) {
-  TestValue result{type, {}};
-  for (const float value : values) {
-    result.bits.push_back(std::bit_cast<std::uint32_t>(value));
-  }
-  return result;
-}
-
-TestValue V2(float x, float y) { return Floats("v2float", {x, y}); }
-TestValue V3(float x, float y, float z) { return Floats("v3float", {x, y, z}); }
-TestValue V4(float x, float y, float z, float w) { return Floats("v4float", {x, y, z, w}); }
-
-TestValue Words(const std::string& type, const std::vector<std::uint32_t>& values) {
-  return {type, values};
 }
 
 void ExpectOperation(const OperationCase& test) {
@@ -199,12 +166,35 @@ void ExpectOperation(const OperationCase& test) {
   for (std::size_t at = 0; at < constants.size(); ++at) {
     const std::string line = "%literal_" + std::to_string(constants[at]) + " = OpConstant %uint " +
                              std::to_string(constants[at]) + "\n";
-    if (literals.find(line) == std::string::npos) {
-      literals += line;
-    }
+    if (literals.find(line) == std::string::npos) literals += line;
   }
   ExpectResult(test, constant_types, loaded, constants);
   ExpectResult(test, literals, constant, {});
+}
+
+}  // namespace
+
+TestValue F(float value) { return {"float", {std::bit_cast<std::uint32_t>(value)}}; }
+TestValue I(std::int32_t value) { return {"int", {static_cast<std::uint32_t>(value)}}; }
+TestValue U(std::uint32_t value) { return {"uint", {value}}; }
+TestValue B(bool value) { return {"bool", {value ? 1u : 0u}}; }
+
+TestValue Floats(const std::string& type, const std::vector<float>& values) {
+  TestValue result{type, {}};
+  for (const float value : values) result.bits.push_back(std::bit_cast<std::uint32_t>(value));
+  return result;
+}
+
+TestValue V2(float x, float y) { return Floats("v2float", {x, y}); }
+TestValue V3(float x, float y, float z) { return Floats("v3float", {x, y, z}); }
+TestValue V4(float x, float y, float z, float w) { return Floats("v4float", {x, y, z, w}); }
+
+TestValue Words(const std::string& type, const std::vector<std::uint32_t>& values) {
+  return {type, values};
+}
+
+void ExpectAll(const std::vector<OperationCase>& tests) {
+  for (const OperationCase& test : tests) ExpectOperation(test);
 }
 
 }  // namespace Vantra::Pixelc

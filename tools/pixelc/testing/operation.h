@@ -3,10 +3,14 @@
 // One operation on values: lowered, run, and its result taken apart.
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace Vantra::Pixelc {
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 // Of one of the types of `PixelText`, by name.
 struct TestValue {
@@ -36,8 +40,8 @@ struct OperationCase {
   std::string literals = {};
 };
 
-// Runs the operation on values that are known only when it runs, and once more on constants, and
+// Runs each operation on values that are known only when it runs, and once more on constants, and
 // expects the same of both.
-void ExpectOperation(const OperationCase& test);
+void ExpectAll(const std::vector<OperationCase>& tests);
 
 }  // namespace Vantra::Pixelc

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,6 +46,14 @@ struct AttributeDescription {
   unsigned int texture_slot = 0;
 };
 
+/// A value that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
+struct NumberDescription {
+  std::wstring name;
+  /// Its range. The effect ignores numbers that are no value of it.
+  float min = -std::numeric_limits<float>::infinity();
+  float max = std::numeric_limits<float>::infinity();
+};
+
 /// Describes one effect. It is made once, by the effect's `Description` function.
 class VANTRIX_API EffectDescription {
  public:
@@ -61,8 +70,7 @@ class VANTRIX_API EffectDescription {
     /// Resource names of the pictures of texture slots 1 and 2.
     std::vector<const wchar_t*> textures = {};
     std::vector<std::string_view> inputs = {"Source"};
-    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
-    std::vector<const wchar_t*> numbers = {};
+    std::vector<NumberDescription> numbers = {};
   };
 
   EffectDescription(Identity identity, std::size_t constants_size)

@@ -3,6 +3,7 @@
 /// Makes effects by name or id, and registers them with the platform.
 
 #include <vantrix/effects/engine/effect.h>
+#include <vantrix/effects/engine/effectdescription.h>
 #include <vantrix/export.h>
 #include <vantrix/platform/com.h>
 
@@ -23,8 +24,7 @@ class VANTRIX_API EffectFactory {
     std::wstring category;
     std::wstring description;
     GUID id;
-    /// Names that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
-    std::vector<std::wstring> numbers;
+    std::vector<NumberDescription> numbers;
   };
 
   EffectFactory() = default;
