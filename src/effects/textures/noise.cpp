@@ -28,9 +28,9 @@ Texture ToTexture(std::span<const Field> channels, int left, int top) {
 }  // namespace
 
 // Red, green and blue without relation. Effects enlarge it, and add it up at several scales: it is
-// smooth from texel to texel, with waves of about eight texels.
+// smooth over a few texels.
 Texture MakeColorNoise() {
-  constexpr int kAmplitudes[] = {4, 8, 8, 2, 0};
+  constexpr int kAmplitudes[] = {4, 8, 2};
   std::mt19937 random(1);
   std::vector<Field> channels;
   for (int c = 0; c < 3; ++c) {

@@ -82,10 +82,10 @@ TEST(Textures, NoiseTilesAndHasAllValuesEquallyOften) {
                             [](const Pixel& pixel) { return pixel[3] == 255; }));
     ExpectNoSeam(picture);
   }
-  // Waves of some texels, with no pattern across the picture.
+  // Smooth over a few texels, with no pattern across the picture.
   for (std::size_t c = 0; c < 3; ++c) {
-    EXPECT_GT(Correlation(color, c, c, 1, 0), 0.8);
-    EXPECT_GT(Correlation(color, c, c, 0, 1), 0.8);
+    EXPECT_GT(Correlation(color, c, c, 1, 0), 0.5);
+    EXPECT_GT(Correlation(color, c, c, 0, 1), 0.5);
     EXPECT_NEAR(Correlation(color, c, (c + 1) % 3, 0, 0), 0, 0.1);
     EXPECT_NEAR(Correlation(color, c, c, 64, 64), 0, 0.1);
   }
@@ -99,7 +99,7 @@ TEST(Textures, NoiseTilesAndHasAllValuesEquallyOften) {
   for (const auto& [dx, dy] : {std::pair{1, 0}, {0, 1}, {1, 1}, {2, 0}, {0, 2}, {128, 128}}) {
     EXPECT_NEAR(Correlation(gray, 0, 0, dx, dy), 0, 0.02) << dx << "," << dy;
   }
-  EXPECT_EQ(Hash(color), 0x8F52AA285DBB6601);
+  EXPECT_EQ(Hash(color), 0xDD417AE77596BEFD);
   EXPECT_EQ(Hash(gray), 0xE8505E505B68D61D);
 }
 
