@@ -32,8 +32,10 @@ Texture ToTexture(std::span<const Field> channels, int left, int top) {
 Texture MakeColorNoise() {
   constexpr int kAmplitudes[] = {4, 8, 2};
   std::mt19937 random(1);
+  constexpr int kChannels = 3;
   std::vector<Field> channels;
-  for (int c = 0; c < 3; ++c) {
+  channels.reserve(kChannels);
+  for (int c = 0; c < kChannels; ++c) {
     channels.push_back(Equalize(MakeNoise(kSize, kAmplitudes, random), kLevels));
   }
   // What is read beyond the texture is its corner, over and over: that is where red and green are
