@@ -14,6 +14,23 @@ function(vantrix_add_resource name file)
   set_property(GLOBAL PROPERTY VANTRIX_RESOURCE_TARGET_${name} ${ARG_DEPENDS})
 endfunction()
 
+# vantrix_add_texture(NAME recipe)
+# Makes a picture by a recipe of `src/effects/textures` and stores it under NAME, as a PNG.
+function(vantrix_add_texture name recipe)
+  set(texture ${PROJECT_BINARY_DIR}/textures/${recipe}.png)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/textures)
+  # The former picture stays where the new one is the same, so that the library is not linked anew.
+  add_custom_command(
+    OUTPUT ${texture}
+    COMMAND texgen ${recipe} ${texture}.new
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${texture}.new ${texture}
+    DEPENDS texgen
+    COMMENT "Making the texture ${recipe}"
+    VERBATIM)
+  add_custom_target(vantrix_texture_${recipe} DEPENDS ${texture})
+  vantrix_add_resource(${name} ${texture} DEPENDS vantrix_texture_${recipe})
+endfunction()
+
 # vantrix_add_pixel_shader(NAME file)
 # Compiles a pixel program, named relative to `src/effects/shaders`, and stores it under NAME.
 function(vantrix_add_pixel_shader name file)

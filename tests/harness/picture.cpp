@@ -16,33 +16,35 @@ std::uint8_t ToByte(double value) {
   return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
 }
 
-#ifdef VANTRIX_TEST_PHOTOGRAPHS
-void Require(HRESULT result, const std::filesystem::path& path) {
-  if (FAILED(result)) throw std::runtime_error("cannot decode " + path.string());
+void Require(HRESULT result, const std::string& name) {
+  if (FAILED(result)) throw std::runtime_error("cannot decode " + name);
 }
 
-Picture LoadPhotograph(IWICImagingFactory2* factory, const std::filesystem::path& path) {
-  CComPtr<IWICBitmapDecoder> decoder;
+CComPtr<IWICImagingFactory2> MakeFactory() {
+  CComPtr<IWICImagingFactory2> factory;
+  Require(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                           IID_PPV_ARGS(&factory)),
+          "anything");
+  return factory;
+}
+
+Picture Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, const std::string& name) {
   CComPtr<IWICBitmapFrameDecode> frame;
   CComPtr<IWICFormatConverter> converter;
   UINT width = 0;
   UINT height = 0;
-  Require(factory->CreateDecoderFromFilename(path.wstring().c_str(), nullptr, GENERIC_READ,
-                                             WICDecodeMetadataCacheOnDemand, &decoder),
-          path);
-  Require(decoder->GetFrame(0, &frame), path);
-  Require(factory->CreateFormatConverter(&converter), path);
+  Require(decoder->GetFrame(0, &frame), name);
+  Require(factory->CreateFormatConverter(&converter), name);
   Require(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
                                 nullptr, 0, WICBitmapPaletteTypeCustom),
-          path);
-  Require(converter->GetSize(&width, &height), path);
-  Picture picture(path.filename().string(), static_cast<int>(width), static_cast<int>(height));
+          name);
+  Require(converter->GetSize(&width, &height), name);
+  Picture picture(name, static_cast<int>(width), static_cast<int>(height));
   Require(
       converter->CopyPixels(nullptr, width * 4, width * height * 4, picture.pixels.data()->data()),
-      path);
+      name);
   return picture;
 }
-#endif
 
 }  // namespace
 
@@ -94,18 +96,37 @@ Picture DrawNoise(int width, int height, unsigned seed) {
 std::vector<Picture> LoadPhotographs() {
   std::vector<Picture> pictures;
 #ifdef VANTRIX_TEST_PHOTOGRAPHS
-  CComPtr<IWICImagingFactory2> factory;
-  Require(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
-                           IID_PPV_ARGS(&factory)),
-          "the imaging factory");
+  const CComPtr<IWICImagingFactory2> factory = MakeFactory();
   for (const auto& entry : std::filesystem::directory_iterator(VANTRIX_TEST_PHOTOGRAPHS)) {
     const std::string extension = entry.path().extension().string();
     if (extension == ".png" || extension == ".jpg") {
-      pictures.push_back(LoadPhotograph(factory, entry.path()));
+      CComPtr<IWICBitmapDecoder> decoder;
+      Require(
+          factory->CreateDecoderFromFilename(entry.path().wstring().c_str(), nullptr, GENERIC_READ,
+                                             WICDecodeMetadataCacheOnDemand, &decoder),
+          entry.path());
+      pictures.push_back(Decode(factory, decoder, entry.path().filename()));
     }
   }
 #endif
   return pictures;
+}
+
+Picture LoadTexture(const std::string& name) {
+  const HRSRC resource =
+      FindResourceW(nullptr, std::wstring(name.begin(), name.end()).c_str(), RT_RCDATA);
+  const void* bytes = LockResource(LoadResource(nullptr, resource));
+  const CComPtr<IWICImagingFactory2> factory = MakeFactory();
+  CComPtr<IWICStream> stream;
+  CComPtr<IWICBitmapDecoder> decoder;
+  Require(factory->CreateStream(&stream), name);
+  Require(stream->InitializeFromMemory(static_cast<BYTE*>(const_cast<void*>(bytes)),
+                                       SizeofResource(nullptr, resource)),
+          name);
+  Require(
+      factory->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand, &decoder),
+      name);
+  return Decode(factory, decoder, name);
 }
 
 int Distance(std::uint8_t actual, double expected, const Tolerance& tolerance) {

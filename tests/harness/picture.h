@@ -49,6 +49,9 @@ Picture DrawNoise(int width, int height, unsigned seed);
 // The photographs that the build was pointed to, decoded; there may be none.
 std::vector<Picture> LoadPhotographs();
 
+// A picture that is stored in the library. Throws where there is none.
+Picture LoadTexture(const std::string& name);
+
 // A pixel's channels in 0 to 1, in memory order.
 using Color = std::array<double, 4>;
 

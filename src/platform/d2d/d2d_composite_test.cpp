@@ -5,7 +5,28 @@ namespace {
 
 using namespace Testing;
 
-using Compositing = DrawingFixture;
+class Compositing : public DrawingFixture {
+ protected:
+  // An image that is a bitmap, and one that an effect makes of it, with the pixels of both.
+  struct Images {
+    Picture pixels;
+    Bitmap bitmap = {};
+    VantraFx::Posterize effect = {};
+    Picture effect_pixels = pixels;
+    CComPtr<ID2D1Image> effect_output = {};
+
+    std::array<std::pair<ID2D1Image*, const Picture*>, 2> Both() {
+      return {{{bitmap.GetBitmap(), &pixels}, {effect_output, &effect_pixels}}};
+    }
+  };
+  void Make(Images& images) {
+    Upload(images.bitmap, images.pixels);
+    ASSERT_TRUE(images.effect.Create(&device_));
+    images.effect_pixels = Run(images.effect, images.pixels);
+    images.effect.SetInput(0, &images.bitmap);
+    images.effect.GetEffect()->GetOutput(&images.effect_output);
+  }
+};
 
 struct Mode {
   D2D1_COMPOSITE_MODE mode;
@@ -47,15 +68,8 @@ constexpr Tolerance kBlending = {1, "blending hardware may round the product fir
 
 TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
   const Picture background = DrawSceneWithAlpha(24, 20);
-  const Picture image = DrawSceneWithAlpha(9, 8);
-  Bitmap bitmap;
-  Upload(bitmap, image);
-  VantraFx::Posterize effect;
-  ASSERT_TRUE(effect.Create(&device_));
-  const Picture posterized = Run(effect, image);
-  effect.SetInput(0, &bitmap);
-  CComPtr<ID2D1Image> output;
-  effect.GetEffect()->GetOutput(&output);
+  Images images{DrawSceneWithAlpha(9, 8)};
+  Make(images);
   const D2D1_RECT_F clip = {3, 4, 12, 30};
   // Over pixels, and over a target that was just cleared, where results may be put directly.
   const Picture blank("blank", 24, 20);
@@ -63,17 +77,17 @@ TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
     for (const unsigned variant : {0u, 1u, 2u, 3u}) {
       const bool clipped = variant & 1;
       const bool cleared = variant & 2;
-      for (ID2D1Image* drawn : {static_cast<ID2D1Image*>(bitmap.GetBitmap()), output.p}) {
+      for (const auto& [drawn, pixels] : images.Both()) {
         // Partly and wholly beside the target, and beside the clip.
         for (const D2D1_POINT_2F offset : {D2D1_POINT_2F{5, 6}, {-3, 15}, {13, 6}, {100, 0}}) {
-          const Picture result = Draw(background, [&] {
+          const Picture result = Draw(background, [&, drawn = drawn] {
             if (cleared) Context()->Clear(nullptr);
             if (clipped) Context()->PushAxisAlignedClip(&clip, D2D1_ANTIALIAS_MODE_ALIASED);
             Context()->DrawImage(drawn, &offset, nullptr, D2D1_INTERPOLATION_MODE_CUBIC, mode.mode);
             if (clipped) Context()->PopAxisAlignedClip();
           });
           Expectation expected;
-          expected.image = drawn == output.p ? &posterized : &image;
+          expected.image = pixels;
           expected.to_image = [&](double x, double y) { return Place(x - offset.x, y - offset.y); };
           expected.part = {0, 0, 9, 8};
           expected.equation = mode.equation;
@@ -88,18 +102,10 @@ TEST_F(Compositing, EveryModeFollowsItsEquationInItsBounds) {
 
 TEST_F(Compositing, ACopyOfASmallImageLeavesNothingElseInTheClip) {
   const Picture background = DrawScene(16, 12);
-  const Picture image = DrawScene(5, 4);
-  Bitmap bitmap;
-  Upload(bitmap, image);
-  VantraFx::Posterize effect;
-  ASSERT_TRUE(effect.Create(&device_));
-  const Picture posterized = Run(effect, image);
-  effect.SetInput(0, &bitmap);
-  CComPtr<ID2D1Image> output;
-  effect.GetEffect()->GetOutput(&output);
+  Images images{DrawScene(5, 4)};
+  Make(images);
   const D2D1_RECT_F clip = {1, 2, 13, 11};
-  for (ID2D1Image* drawn : {static_cast<ID2D1Image*>(bitmap.GetBitmap()), output.p}) {
-    const Picture& source = drawn == output.p ? posterized : image;
+  for (const auto& [drawn, pixels] : images.Both()) {
     // Within the clip, at its sides and across its corners.
     for (const D2D1_POINT_2F offset : {D2D1_POINT_2F{4, 5},
                                        {1, 2},
@@ -108,7 +114,7 @@ TEST_F(Compositing, ACopyOfASmallImageLeavesNothingElseInTheClip) {
                                        {10, 9},
                                        {4.25f, 5.375f},
                                        {-1.75f, 8.75f}}) {
-      const Picture result = Draw(background, [&] {
+      const Picture result = Draw(background, [&, drawn = drawn] {
         Context()->SetAntialiasMode(D2D1_ANTIALIAS_MODE_ALIASED);
         Context()->PushAxisAlignedClip(&clip, D2D1_ANTIALIAS_MODE_ALIASED);
         Context()->DrawImage(drawn, &offset, nullptr, D2D1_INTERPOLATION_MODE_NEAREST_NEIGHBOR,
@@ -123,7 +129,7 @@ TEST_F(Compositing, ACopyOfASmallImageLeavesNothingElseInTheClip) {
           const int row = static_cast<int>(std::floor(y + 0.5 - offset.y));
           const bool in_image = column >= 0 && row >= 0 && column < 5 && row < 4;
           ASSERT_EQ(result.At(x, y), !in_clip   ? background.At(x, y)
-                                     : in_image ? source.At(column, row)
+                                     : in_image ? pixels->At(column, row)
                                                 : Pixel{})
               << x << "," << y << ", drawn at " << offset.x << "," << offset.y;
         }

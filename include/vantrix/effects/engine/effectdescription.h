@@ -49,7 +49,7 @@ struct AttributeDescription {
 /// A value that `Effect::SetAttribute(name, float)` takes and the attribute XML does not tell.
 struct NumberDescription {
   std::wstring name;
-  /// Its range. The effect ignores numbers that are no value of it.
+  /// The range in which it means something; the effect may ignore what lies beyond.
   float min = -std::numeric_limits<float>::infinity();
   float max = std::numeric_limits<float>::infinity();
 };
