@@ -76,7 +76,7 @@ ValueId Builder::Int(std::int32_t value) {
 
 ValueId Builder::Emit(Op op, std::initializer_list<ValueId> operands) {
   const Type type = ResultType(op, TypeOf(*operands.begin()));
-  return Append({.op = op, .operands = operands}, 1, type).results[0];
+  return Append({.op = op, .operands = operands, .is_precise = is_precise_}, 1, type).results[0];
 }
 
 std::array<ValueId, 4> Builder::Read(Op op, ValueId x, ValueId y, std::uint32_t texture,

@@ -23,6 +23,8 @@ class Builder {
   // Where the next instructions go.
   void Enter(BlockId block) { block_ = block; }
   BlockId block() const { return block_; }
+  // Whether sums and products to come are rounded by themselves.
+  void SetPrecise(bool is_precise) { is_precise_ = is_precise; }
 
   // Leaves stand once, in the entry.
   ValueId Constant(Type type, std::uint32_t bits);
@@ -70,6 +72,7 @@ class Builder {
   Program& program_;
   BlockId block_ = 0;
   std::size_t size_ = 0;
+  bool is_precise_ = false;
   std::vector<Instruction> leaves_;
   std::map<std::tuple<Op, Type, std::uint32_t>, ValueId> leaf_values_;
 };

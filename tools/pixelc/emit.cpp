@@ -112,6 +112,8 @@ void Prepare(Program& program) {
     const Divergence divergence(program, flow);
     changed = RaiseUniforms(program, flow, divergence);
     changed |= FlattenBranches(program, divergence);
+    // What the divergence tells is true of the program as it was.
+    if (!changed) changed = MultiplyByReciprocals(program, divergence);
     if (changed) Normalize(program);
   }
   SimplifyValues(program);

@@ -252,6 +252,32 @@ class Simplifier {
 
 }  // namespace
 
+bool MultiplyByReciprocals(Program& program, const Divergence& divergence) {
+  constexpr std::uint32_t kOne = 0x3F800000;
+  bool changed = false;
+  for (Block& block : program.blocks) {
+    std::vector<Instruction> instructions;
+    for (Instruction& instruction : block.instructions) {
+      if (instruction.op == Op::kDiv && instruction.type == Type::kFloat &&
+          divergence.KindOf(instruction.results[0]) == Kind::kVarying &&
+          divergence.IsUniform(instruction.operands[1])) {
+        const auto one = static_cast<ValueId>(program.types.size());
+        const ValueId reciprocal = one + 1;
+        program.types.resize(program.types.size() + 2, Type::kFloat);
+        instructions.push_back({.op = Op::kConstant, .results = {one}, .bits = kOne});
+        instructions.push_back(
+            {.op = Op::kDiv, .results = {reciprocal}, .operands = {one, instruction.operands[1]}});
+        instruction.op = Op::kMul;
+        instruction.operands[1] = reciprocal;
+        changed = true;
+      }
+      instructions.push_back(std::move(instruction));
+    }
+    block.instructions = std::move(instructions);
+  }
+  return changed;
+}
+
 void SimplifyValues(Program& program) { Simplifier(program).Run(); }
 
 }  // namespace Vantra::Pixelc

@@ -17,6 +17,12 @@ bool FlattenBranches(Program& program, const Divergence& divergence);
 // front that is passed for the whole row, so that it is computed once.
 bool RaiseUniforms(Program& program, const FlowRegions& flow, const Divergence& divergence);
 
+// Makes quotients of what differs from pixel to pixel, and of a divisor that is the same for a row,
+// products with a reciprocal that is computed once a row. They may be off by a unit of the last
+// place more than a quotient. Places on the row stay quotients, since much hangs on whole ones.
+// True if something changed.
+bool MultiplyByReciprocals(Program& program, const Divergence& divergence);
+
 // Replaces selections among truth values by operations of them, and leaves out the clamp of results
 // that are clamped when they are stored.
 void SimplifyValues(Program& program);

@@ -139,6 +139,8 @@ struct Instruction {
   std::uint32_t bits = 0;
   std::uint32_t index = 0;
   std::uint32_t second_index = 0;
+  // A sum or product of floats that is rounded by itself, and not together with another.
+  bool is_precise = false;
 };
 
 struct Terminator {

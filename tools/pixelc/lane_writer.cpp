@@ -6,6 +6,35 @@
 
 namespace Vantra::Pixelc {
 
+LaneWriter::LaneWriter(const Analysis& analysis, Function function)
+    : InstructionWriter(analysis, function) {
+  const Program& program = analysis.program;
+  std::vector<std::uint32_t> uses(program.types.size());
+  for (const Block& block : program.blocks) {
+    for (const Instruction& instruction : block.instructions) {
+      for (const ValueId operand : instruction.operands) ++uses[operand];
+    }
+  }
+  const auto is_open = [&](const Instruction& instruction) {
+    return instruction.type == Type::kFloat && !instruction.is_precise &&
+           !analysis.divergence.IsUniform(instruction.results[0]);
+  };
+  for (BlockId block = 0; block < program.blocks.size(); ++block) {
+    for (const Instruction& sum : program.blocks[block].instructions) {
+      if ((sum.op != Op::kAdd && sum.op != Op::kSub) || !is_open(sum)) continue;
+      for (const std::size_t side : {1u, 0u}) {
+        const ValueId product = sum.operands[side];
+        if (uses[product] == 1 && Definition(product).op == Op::kMul &&
+            is_open(Definition(product)) && analysis.needs.BlockOf(product) == block) {
+          products_[sum.results[0]] = side;
+          within_sums_.insert(product);
+          break;
+        }
+      }
+    }
+  }
+}
+
 CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
   const Program& program = analysis_.program;
   const CodeText flow = WriteProgram();
@@ -31,8 +60,9 @@ CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
   if (flow.Mentions("records")) head.Line("Tape::Records records = first;");
   if (flow.Mentions("result")) head.Line("Color result = TransparentBlack();");
   head.Append(flow);
-  if (flow.Mentions("result")) head.Line("StoreResult(arguments, x, y, count, result);");
+  if (flow.Mentions("result")) head.Line("row.Store(x, count, result);");
   CodeText vectors;
+  if (!program.is_compute) vectors.Line("const ResultRow row(arguments, y);");
   if (program.is_compute) {
     vectors.Block("for (; x < end; x += kLanes)", head);
   } else {
@@ -59,13 +89,14 @@ CodeText LaneWriter::WriteBlock(BlockId block, const std::string& mask) {
     }
     const ValueId value = instruction.results[0];
     if (instruction.op == Op::kPhi || analysis_.needs.IsLeafValue(value) ||
-        !IsNeeded(instruction) || analysis_.needs.IsRowValue(value)) {
+        !IsNeeded(instruction) || analysis_.needs.IsRowValue(value) ||
+        within_sums_.contains(value)) {
       continue;
     }
     if (analysis_.divergence.IsUniform(value)) {
       WriteUniform(instruction, own);
     } else if (instruction.op == Op::kSample || instruction.op == Op::kFetch) {
-      WriteRead(instruction, block, own);
+      WriteRead(instruction, own);
     } else {
       WriteLanes(instruction, own);
     }
@@ -122,22 +153,29 @@ std::string LaneWriter::Lanes(ValueId value) const {
   return analysis_.needs.IsLeafValue(value) ? Leaf(value) : LaneName(value);
 }
 
-void LaneWriter::WriteRead(const Instruction& read, BlockId block, CodeText& out) const {
-  const std::string number = std::to_string(read.results[0]);
-  std::string value;
-  if (function_ == Function::kLanes && analysis_.divergence.IsRowRead(read, block)) {
-    for (const Record& record : RecordsOf(analysis_, block)) {
-      if (std::find(record.reads.begin(), record.reads.end(), read.results[0]) !=
-          record.reads.end()) {
-        value = Call("ReadRow", {record.name + ".read" + number, "x"});
-      }
+std::string LaneWriter::PreparedRead(ValueId value) const {
+  const Instruction& read = Definition(value);
+  if (read.results.size() != 4) return {};
+  const BlockId block = analysis_.needs.BlockOf(value);
+  if (function_ != Function::kLanes || !analysis_.divergence.IsRowRead(read, block)) return {};
+  for (const Record& record : RecordsOf(analysis_, block)) {
+    if (std::ranges::find(record.reads, read.results[0]) != record.reads.end()) {
+      return record.name + ".read" + std::to_string(read.results[0]);
     }
+  }
+  return {};
+}
+
+void LaneWriter::WriteRead(const Instruction& read, CodeText& out) const {
+  std::string value = PreparedRead(read.results[0]);
+  if (!value.empty()) {
+    value = Call("ReadRow", {value, "x"});
   } else {
     const ValueId y = read.operands[1];
     value = ReadCall(
         read, {Lanes(read.operands[0]), analysis_.divergence.IsUniform(y) ? Scalar(y) : Lanes(y)});
   }
-  out.Line("const Color c" + number + " = " + value + ";");
+  out.Line("const Color c" + std::to_string(read.results[0]) + " = " + value + ";");
 }
 
 void LaneWriter::WriteLanes(const Instruction& instruction, CodeText& out) const {
@@ -154,6 +192,17 @@ std::string LaneWriter::LaneValue(const Instruction& instruction) const {
     }
   };
   switch (instruction.op) {
+    case Op::kAdd:
+    case Op::kSub: {
+      const auto product = products_.find(instruction.results[0]);
+      if (product == products_.end()) break;
+      const Instruction& factors = Definition(instruction.operands[product->second]);
+      return Call(
+          instruction.op == Op::kAdd ? "MulAdd"
+          : product->second == 0     ? "MulSub"
+                                     : "NegMulAdd",
+          {Lanes(factors.operands[0]), Lanes(factors.operands[1]), operands[1 - product->second]});
+    }
     case Op::kLoadConstant: {
       static constexpr std::string_view kLoads[] = {"LoadFloat", "LoadInt", "LoadUint", "LoadBool"};
       return Call(kLoads[static_cast<std::size_t>(instruction.type)],
@@ -190,7 +239,11 @@ void LaneWriter::WriteEffect(const Instruction& instruction, BlockId block, cons
         for (const ValueId channel : instruction.operands) {
           color += (color.empty() ? "" : ", ") + Lanes(channel);
         }
-        out.Line("StoreResult(arguments, x, y, count, {" + color + "});");
+        const ValueId alpha = instruction.operands[3];
+        const std::string read =
+            alpha == Definition(alpha).results.back() ? PreparedRead(alpha) : "";
+        out.Line(read.empty() ? "row.Store(x, count, {" + color + "});"
+                              : "row.StoreKeepingAlpha(" + read + ", x, count, {" + color + "});");
         return;
       }
       for (std::size_t channel = 0; channel < 4; ++channel) {

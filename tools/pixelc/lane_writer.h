@@ -2,6 +2,8 @@
 
 // Writes the functions that run for each vector of pixels of a row.
 
+#include <map>
+#include <set>
 #include <string>
 
 #include "instruction_writer.h"
@@ -11,7 +13,7 @@ namespace Vantra::Pixelc {
 class LaneWriter : public InstructionWriter {
  public:
   // `function` is kLanes or kAnywhere.
-  LaneWriter(const Analysis& analysis, Function function) : InstructionWriter(analysis, function) {}
+  LaneWriter(const Analysis& analysis, Function function);
 
   // The whole function, of this name.
   CodeText Write(const std::string& name, bool has_tape);
@@ -26,10 +28,16 @@ class LaneWriter : public InstructionWriter {
   std::string Lanes(ValueId value) const;
   std::string LaneName(ValueId value) const;
   void WriteLanes(const Instruction& instruction, CodeText& out) const;
-  void WriteRead(const Instruction& read, BlockId block, CodeText& out) const;
+  // What the row function prepared of the read that gives the value, which it may not be.
+  std::string PreparedRead(ValueId value) const;
+  void WriteRead(const Instruction& read, CodeText& out) const;
   void WriteEffect(const Instruction& instruction, BlockId block, const std::string& mask,
                    CodeText& out) const;
   std::string LaneValue(const Instruction& instruction) const;
+
+  // Of a sum that is computed together with a product, which of its operands that is.
+  std::map<ValueId, std::size_t> products_;
+  std::set<ValueId> within_sums_;
 };
 
 }  // namespace Vantra::Pixelc

@@ -130,6 +130,7 @@ void Lowering::LowerBlock(const SpirvBlock& block) {
 }
 
 void Lowering::LowerInstruction(const SpirvInstruction& instruction) {
+  builder_.SetPrecise(module_.DecorationsOf(instruction.result).no_contraction);
   switch (instruction.op) {
     case spv::Op::OpSelectionMerge:
     case spv::Op::OpLoopMerge:

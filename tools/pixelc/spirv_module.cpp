@@ -217,6 +217,9 @@ void SpirvModule::ReadDecoration(const SpirvInstruction& instruction) {
     case spv::Decoration::RowMajor:
       decorations.row_major = true;
       break;
+    case spv::Decoration::NoContraction:
+      decorations.no_contraction = true;
+      break;
     default:
       break;
   }

@@ -66,6 +66,7 @@ struct SpirvDecorations {
   std::uint32_t array_stride = 0;
   std::uint32_t matrix_stride = 0;
   bool row_major = false;
+  bool no_contraction = false;
 };
 
 struct SpirvConstant {

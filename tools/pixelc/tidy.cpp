@@ -118,7 +118,7 @@ class Tidier {
                  std::make_move_iterator(new_constants.end()));
   }
 
-  using Key = std::tuple<Op, Type, std::vector<ValueId>, std::uint32_t, std::uint32_t>;
+  using Key = std::tuple<Op, Type, std::vector<ValueId>, std::uint32_t, std::uint32_t, bool>;
 
   void NoteConstant(const Instruction& constant) {
     constant_of_[constant.results[0]] = constant.bits;
@@ -136,7 +136,7 @@ class Tidier {
       return true;
     }
     Key key(instruction.op, instruction.type, instruction.operands, instruction.index,
-            instruction.second_index);
+            instruction.second_index, instruction.is_precise);
     const auto [found, is_new] = known_.try_emplace(key, instruction.results);
     if (is_new) {
       added->push_back(std::move(key));

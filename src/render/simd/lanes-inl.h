@@ -1,6 +1,7 @@
 // Vectors of 32-bit numbers, and the operations of programs on them and on single numbers. Scalar
-// and lane functions of one name give the same bits, and so do all instruction sets: nothing is
-// contracted, and `Fma` rounds once everywhere.
+// and lane functions of one name give the same bits, and so do all instruction sets, but for the
+// sign of a zero that is the least or most of two, and for sums with products, `MulAdd` and its
+// like.
 
 #if defined(VANTRIX_RENDER_SIMD_LANES_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef VANTRIX_RENDER_SIMD_LANES_INL_H_
@@ -200,10 +201,17 @@ template <class T>
 HWY_INLINE M Equal(Lanes<T> a, Lanes<T> b) {
   return ToMask<T>(hn::Eq(a.raw, b.raw));
 }
-// Highway's own is false for NaN on some instruction sets.
 template <class T>
 HWY_INLINE M NotEqual(Lanes<T> a, Lanes<T> b) {
   return Not(Equal(a, b));
+}
+// Highway's own is false for NaN on some instruction sets.
+HWY_INLINE M NotEqual(F a, F b) {
+#if HWY_TARGET == HWY_AVX3
+  return {{_mm512_cmp_ps_mask(a.raw.raw, b.raw.raw, _CMP_NEQ_UQ)}};
+#else
+  return Not(Equal(a, b));
+#endif
 }
 template <class T>
 HWY_INLINE M Less(Lanes<T> a, Lanes<T> b) {
@@ -287,18 +295,22 @@ HWY_INLINE std::int32_t Mul(std::int32_t a, std::int32_t b) {
 HWY_INLINE std::int32_t Neg(std::int32_t a) { return BitsToInt(0u - BitsToUint(a)); }
 HWY_INLINE std::int32_t Abs(std::int32_t a) { return a < 0 ? Neg(a) : a; }
 
-// Of a number and NaN, the number; of two zeros, the second. With a constant as the second they are
-// one instruction on x86, since there a comparison of vectors in the compiler's own terms is known
-// when it builds.
+// Of a number and NaN, the number; of two zeros, either. With a constant as the second they are one
+// instruction on all of x86, since there a comparison of vectors in the compiler's own terms is
+// known when it builds.
 HWY_INLINE F Min(F a, F b) {
-#if HWY_ARCH_X86
+#if HWY_TARGET == HWY_AVX3
+  return {{_mm512_range_ps(a.raw.raw, b.raw.raw, 4)}};
+#elif HWY_ARCH_X86
   return {{b.raw.raw == b.raw.raw ? hn::Min(a.raw, b.raw).raw : a.raw.raw}};
 #else
   return Select(Or(Less(a, b), IsNan(b)), a, b);
 #endif
 }
 HWY_INLINE F Max(F a, F b) {
-#if HWY_ARCH_X86
+#if HWY_TARGET == HWY_AVX3
+  return {{_mm512_range_ps(a.raw.raw, b.raw.raw, 5)}};
+#elif HWY_ARCH_X86
   return {{b.raw.raw == b.raw.raw ? hn::Max(a.raw, b.raw).raw : a.raw.raw}};
 #else
   return Select(Or(Greater(a, b), IsNan(b)), a, b);
@@ -346,6 +358,11 @@ HWY_INLINE float Fract(float a) { return a - Floor(a); }
 HWY_INLINE float InverseSqrt(float a) { return Div(1.0f, Sqrt(a)); }
 HWY_INLINE float Rem(float a, float b) { return a - b * Trunc(Div(a, b)); }
 HWY_INLINE float Mod(float a, float b) { return a - b * Floor(Div(a, b)); }
+
+// a b + c, a b - c and c - a b, rounded once where the instruction set can, else twice.
+HWY_INLINE F MulAdd(F a, F b, F c) { return {hn::MulAdd(a.raw, b.raw, c.raw)}; }
+HWY_INLINE F MulSub(F a, F b, F c) { return {hn::MulSub(a.raw, b.raw, c.raw)}; }
+HWY_INLINE F NegMulAdd(F a, F b, F c) { return {hn::NegMulAdd(a.raw, b.raw, c.raw)}; }
 
 // a b + c, rounded once.
 HWY_INLINE F Fma(F a, F b, F c);

@@ -22,12 +22,12 @@ struct Interval {
   std::int32_t end = 0;
 };
 
-// The part of the columns `left` up to `right` whose vectors lie inside the interval. Vectors end at
-// multiples of `kLanes`, where the target's cache lines do, and reach beyond `right` if they must.
+// The part of the columns `left` up to `right` whose vectors lie inside the interval. Vectors end
+// at multiples of `kLanes`, where the target's cache lines do, and reach beyond `right` if they
+// must.
 HWY_INLINE Interval VectorsInside(const Interval& interval, std::int32_t left, std::int32_t right) {
-  const std::int32_t first = left >= interval.first
-                                 ? left
-                                 : (interval.first + kLanes - 1) / kLanes * kLanes;
+  const std::int32_t first =
+      left >= interval.first ? left : (interval.first + kLanes - 1) / kLanes * kLanes;
   const std::int32_t last = interval.end - kLanes;
   if (first > last || first >= right) return {left, left};
   return {first, std::min((last / kLanes + 1) * kLanes, right)};
@@ -69,12 +69,15 @@ void NarrowToAtMost(float slope, float offset, float bound, Interval* interval);
 
 Color ReadAnyRow(const RowRead& read, std::int32_t x);
 
+// The texels of a plain read.
+HWY_INLINE U LoadPlainWords(const RowRead& read, std::int32_t x) {
+  const std::uintptr_t from = read.rows[0] + static_cast<std::uintptr_t>(std::intptr_t{x} * 4);
+  return Load(reinterpret_cast<const std::uint32_t*>(from));
+}
+
 // The pixels of `kLanes` columns of the target from x on, all of them in the interval.
 HWY_INLINE Color ReadRow(const RowRead& read, std::int32_t x) {
-  if (HWY_LIKELY(read.plain)) {
-    const std::uintptr_t from = read.rows[0] + static_cast<std::uintptr_t>(std::intptr_t{x} * 4);
-    return ColorOf<true>(Load(reinterpret_cast<const std::uint32_t*>(from)));
-  }
+  if (HWY_LIKELY(read.plain)) return ColorOf<true>(LoadPlainWords(read, x));
   return ReadAnyRow(read, x);
 }
 

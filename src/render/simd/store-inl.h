@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "render/simd/color-inl.h"
+#include "render/simd/row_read-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
@@ -24,20 +25,44 @@ HWY_INLINE std::int32_t VectorLength(std::int32_t x, std::int32_t end) {
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
                     std::int32_t count, F r, F g, F b, F a);
 
-// Stores the first `count` results, at most `kLanes`, from (x, y) of the target on: NaN as 0, else
-// clamped to 0..1, at the nearest step.
-HWY_INLINE void StoreResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
-                            std::int32_t count, const Color& color) {
-  if (HWY_LIKELY(count == kLanes && arguments.blend == Blend::kReplace &&
-                 arguments.target.format == Format::kBgra8)) {
-    std::byte* const to = arguments.target.data +
-                          static_cast<std::size_t>(y) * arguments.target.pitch +
-                          static_cast<std::size_t>(x) * 4;
-    Store(ToWords<true>(color), reinterpret_cast<std::uint32_t*>(to));
-    return;
+// A row of the target. Stores the first `count` results, at most `kLanes`, from column x on: NaN as
+// 0, else clamped to 0..1, at the nearest step.
+class ResultRow {
+ public:
+  HWY_INLINE ResultRow(const PixelArguments& arguments, std::int32_t y)
+      : arguments_(arguments),
+        y_(y),
+        row_(arguments.target.data + static_cast<std::size_t>(y) * arguments.target.pitch),
+        plain_(arguments.blend == Blend::kReplace && arguments.target.format == Format::kBgra8) {}
+
+  HWY_INLINE void Store(std::int32_t x, std::int32_t count, const Color& color) const {
+    if (HWY_LIKELY(plain_ && count == kLanes)) {
+      Simd::HWY_NAMESPACE::Store(ToWords<true>(color), WordsAt(x));
+    } else {
+      StoreAnyResult(arguments_, x, y_, count, color.r, color.g, color.b, color.a);
+    }
   }
-  StoreAnyResult(arguments, x, y, count, color.r, color.g, color.b, color.a);
-}
+
+  // The colour's alpha is what the read gives there, whose bytes need not be taken apart.
+  HWY_INLINE void StoreKeepingAlpha(const RowRead& read, std::int32_t x, std::int32_t count,
+                                    const Color& color) const {
+    if (HWY_LIKELY(plain_ && read.plain && count == kLanes)) {
+      Simd::HWY_NAMESPACE::Store(ToWordsWithAlpha(color, LoadPlainWords(read, x)), WordsAt(x));
+    } else {
+      StoreAnyResult(arguments_, x, y_, count, color.r, color.g, color.b, color.a);
+    }
+  }
+
+ private:
+  std::uint32_t* WordsAt(std::int32_t x) const {
+    return reinterpret_cast<std::uint32_t*>(row_) + x;
+  }
+
+  const PixelArguments& arguments_;
+  const std::int32_t y_;
+  std::byte* const row_;
+  const bool plain_;
+};
 
 }  // namespace Vantra::Render::Simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -99,8 +99,8 @@ void CheckStore(Format format, Blend blend, std::int32_t count, std::uint32_t se
   PixelArguments arguments;
   arguments.blend = blend;
   arguments.target = {memory.data(), memory.size(), format};
-  StoreResult(arguments, kX, 0, count,
-              {Load(color[0]), Load(color[1]), Load(color[2]), Load(color[3])});
+  ResultRow(arguments, 0)
+      .Store(kX, count, {Load(color[0]), Load(color[1]), Load(color[2]), Load(color[3])});
 
   const auto channel_of = [&](const std::vector<std::byte>& from, std::size_t pixel,
                               std::size_t channel) {
@@ -161,8 +161,9 @@ void CheckLevels() {
     for (const float change : {0.0f, 0.49f, -0.49f}) {
       const F by = Broadcast(change / 255);
       words.assign(words.size(), 0);
-      StoreResult(arguments, 0, 0, kLanes,
-                  {Add(color.r, by), Add(color.g, by), Add(color.b, by), Add(color.a, by)});
+      ResultRow(arguments, 0)
+          .Store(0, kLanes,
+                 {Add(color.r, by), Add(color.g, by), Add(color.b, by), Add(color.a, by)});
       for (const std::uint32_t word : words) {
         ASSERT_EQ(word, static_cast<std::uint32_t>(level) * 0x01010101u) << change;
       }

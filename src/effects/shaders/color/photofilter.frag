@@ -8,8 +8,9 @@ CONSTANTS { vec4 filter_color; float density; };
 vec4 shade(vec2 uv) {
   vec4 p = own();
   float L = lum(p.rgb);
-  vec3 low = sat(2.0 * L) * filter_color.rgb;
-  float high = 2.0 * sat(L - 0.5);
-  vec3 tint = low + high * (1.0 - low);
-  return vec4(mix(p.rgb, tint, sat(L * density)), p.a);
+  // The tint, low + high (1 - low) with low = sat(2 L) filter_color, is linear in the colour.
+  float high = max(2.0 * L - 1.0, 0.0);
+  float s = sat(L * density);
+  float low = min(2.0 * L, 1.0) * s * (1.0 - high);
+  return vec4(p.rgb * (1.0 - s) + (filter_color.rgb * low + high * s), p.a);
 }

@@ -174,7 +174,7 @@ HWY_INLINE void StoreSum(const PixelArguments& arguments, const ConvolveMatrixPa
     const F alpha = LoadColor(texture.format, own).a;
     result = {Mul(result.r, alpha), Mul(result.g, alpha), Mul(result.b, alpha), alpha};
   }
-  StoreResult(arguments, x, y, count, result);
+  ResultRow(arguments, y).Store(x, count, result);
 }
 
 void ConvolveColumns(const PixelArguments& arguments, const ConvolveMatrixPass& pass,

@@ -397,10 +397,11 @@ void DrawRows(const PixelArguments& arguments, const TransformPass& pass, std::i
       DrawPlainRow(arguments, pass, lanes, row, y);
       continue;
     }
+    const ResultRow results(arguments, y);
     for (std::int32_t x = arguments.left; x < arguments.right; x += kLanes) {
       const F columns = ColumnsFrom(x);
-      StoreResult(arguments, x, y, std::min(kLanes, arguments.right - x),
-                  lanes.Mixed(lanes.Read(row, columns), lanes.Coverage(row, columns)));
+      results.Store(x, std::min(kLanes, arguments.right - x),
+                    lanes.Mixed(lanes.Read(row, columns), lanes.Coverage(row, columns)));
     }
   }
 }

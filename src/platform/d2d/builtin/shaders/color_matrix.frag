@@ -15,8 +15,11 @@ CONSTANTS {
 
 vec4 shade(vec2 uv) {
   const uint kStraight = 2u;
-  vec4 p = alphaMode == kStraight ? own() : toStraight(own());
-  vec4 result = p.r * red + p.g * green + p.b * blue + p.a * alpha + offset;
+  bool isStraight = alphaMode == kStraight;
+  vec4 p = own();
+  // The sum over the colour's channels need not wait for their division by alpha.
+  vec4 result = (p.r * red + p.g * green + p.b * blue) * (isStraight ? 1.0 : straightening(p.a)) +
+                (p.a * alpha + offset);
   if (clampOutput != 0u) result = clamp(result, 0.0, 1.0);
-  return alphaMode == kStraight ? result : toPremultiplied(result);
+  return vec4(result.rgb * (isStraight ? 1.0 : result.a), result.a);
 }

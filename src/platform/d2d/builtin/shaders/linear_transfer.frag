@@ -15,7 +15,8 @@ CONSTANTS {
 
 float transferred(float c, int channel) {
   Line line = lines[channel];
-  return line.disabled != 0u ? c : line.slope * c + line.intercept;
+  bool isDisabled = line.disabled != 0u;
+  return (isDisabled ? 1.0 : line.slope) * c + (isDisabled ? 0.0 : line.intercept);
 }
 
 #include "transfer.glsl"
