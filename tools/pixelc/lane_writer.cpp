@@ -36,6 +36,77 @@ LaneWriter::LaneWriter(const Analysis& analysis, Function function)
 }
 
 CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
+  const bool is_compute = analysis_.program.is_compute;
+  const std::string arguments = std::string("[[maybe_unused]] const ") +
+                                (is_compute ? "ComputeArguments" : "PixelArguments") +
+                                "& arguments, ";
+  const std::string place = "int32_t x, int32_t end, [[maybe_unused]] int32_t y" +
+                            std::string(has_tape ? ", [[maybe_unused]] Tape::Records first)" : ")");
+  CodeText out;
+  CodeText vectors;
+  if (is_compute) {
+    vectors.Block("for (; x < end; x += kLanes)", WriteBody());
+  } else {
+    vectors.Line("const ResultRow row(arguments, y);");
+    CodeText step;
+    const std::string plain = ConditionToBePlain();
+    if (!plain.empty()) {
+      is_plain_ = true;
+      CodeText wide;
+      wide.Block("for (; end - x >= kWideLanes; x += kWideLanes)", WriteBody());
+      wide.Line("return x;");
+      is_plain_ = false;
+      out.Line("// All of them that fill vectors. Returns the first column of the rest.");
+      out.Block("static int32_t " + name + "Plain(" + arguments + "const ResultRow& row, " + place,
+                wide);
+      out.Line("");
+      vectors.Line("const bool is_plain = " + plain + ";");
+      CodeText whole;
+      whole.Line("x = " + name + "Plain(arguments, row, x, end, y, first);");
+      whole.Line("if (x >= end) break;");
+      step.Block("if (is_plain && x % kLanes == 0)", whole);
+    }
+    step.Line("count = VectorLength(x, end);");
+    step.Append(WriteBody());
+    vectors.Block("for (int32_t count = 0; x < end; x += count)", step);
+  }
+  out.Block("static void " + name + "(" + arguments + place, vectors);
+  return out;
+}
+
+std::string LaneWriter::ConditionToBePlain() const {
+  // Lanes that part, or read for themselves, are not worth it, and neither is much code.
+  constexpr std::size_t kMostInstructions = 160;
+  if (function_ != Function::kLanes || analysis_.program.is_compute) return {};
+  std::size_t instructions = 0;
+  std::string condition = "row.IsPlain()";
+  for (BlockId block = 0; block < analysis_.program.blocks.size(); ++block) {
+    if (!analysis_.divergence.IsUniformBlock(block)) return {};
+    for (const Instruction& instruction : analysis_.program.blocks[block].instructions) {
+      if (!instruction.results.empty()) {
+        if (!IsNeeded(instruction)) continue;
+        if (analysis_.needs.IsRowValue(instruction.results[0])) continue;
+      }
+      if (instruction.op == Op::kSample || instruction.op == Op::kFetch) {
+        // The entry's record is the first.
+        if (block != 0 || !analysis_.divergence.IsRowRead(instruction, block)) return {};
+        const Record record = RecordsOf(analysis_, block).front();
+        if (std::ranges::find(record.reads, instruction.results[0]) == record.reads.end())
+          return {};
+        condition += " && Tape::Records(first).Next<" + record.type + ">()->read" +
+                     std::to_string(instruction.results[0]) + ".plain";
+      } else if ((instruction.op >= Op::kSin && instruction.op < Op::kSample) ||
+                 instruction.op == Op::kLoadArray || instruction.op == Op::kStoreArray ||
+                 instruction.op == Op::kPixelX) {
+        return {};
+      }
+      ++instructions;
+    }
+  }
+  return instructions <= kMostInstructions ? condition : "";
+}
+
+CodeText LaneWriter::WriteBody() {
   const Program& program = analysis_.program;
   const CodeText flow = WriteProgram();
   CodeText head;
@@ -58,26 +129,27 @@ CodeText LaneWriter::Write(const std::string& name, bool has_tape) {
               std::to_string(program.arrays[i].size) + "> " + array + ";");
   }
   if (flow.Mentions("records")) head.Line("Tape::Records records = first;");
-  if (flow.Mentions("result")) head.Line("Color result = TransparentBlack();");
-  head.Append(flow);
-  if (flow.Mentions("result")) head.Line("row.Store(x, count, result);");
-  CodeText vectors;
-  if (!program.is_compute) vectors.Line("const ResultRow row(arguments, y);");
-  if (program.is_compute) {
-    vectors.Block("for (; x < end; x += kLanes)", head);
-  } else {
-    CodeText step;
-    step.Line("count = VectorLength(x, end);");
-    step.Append(head);
-    vectors.Block("for (int32_t count = 0; x < end; x += count)", step);
+  if (flow.Mentions("result")) {
+    head.Line(is_plain_ ? "WideColor result = {};" : "Color result = TransparentBlack();");
   }
-  CodeText function;
-  const std::string tape = has_tape ? ", [[maybe_unused]] Tape::Records first" : "";
-  function.Block("static void " + name + "([[maybe_unused]] const " +
-                     (program.is_compute ? "ComputeArguments" : "PixelArguments") +
-                     "& arguments, int32_t x, int32_t end, [[maybe_unused]] int32_t y" + tape + ")",
-                 vectors);
-  return function;
+  head.Append(flow);
+  if (flow.Mentions("result")) head.Line(StoreCall("result", ""));
+  return head;
+}
+
+std::string LaneWriter::StoreCall(const std::string& color, const std::string& read) const {
+  std::vector<std::string> arguments = {"x"};
+  if (!read.empty()) arguments.insert(arguments.begin(), read);
+  if (!is_plain_) arguments.push_back("count");
+  arguments.push_back(color);
+  return Call(std::string("row.Store") + (is_plain_ ? "Plain" : "") +
+                  (read.empty() ? "" : "KeepingAlpha"),
+              arguments) +
+         ";";
+}
+
+std::string LaneWriter::TypeName(std::string_view type) const {
+  return (is_plain_ ? "Wide" : "") + std::string(type);
 }
 
 CodeText LaneWriter::WriteBlock(BlockId block, const std::string& mask) {
@@ -122,7 +194,7 @@ std::vector<FlowWriter::Variable> LaneWriter::VariablesOf(BlockId block) {
     }
     std::vector<std::string> operands;
     for (const ValueId operand : phi.operands) operands.push_back(Lanes(operand));
-    variables.push_back({.type = std::string(LaneType(phi.type)),
+    variables.push_back({.type = TypeName(LaneType(phi.type)),
                          .name = LaneName(value),
                          .initial = Call("Broadcast", {Literal(phi.type, 0)}),
                          .operands = std::move(operands),
@@ -169,17 +241,18 @@ std::string LaneWriter::PreparedRead(ValueId value) const {
 void LaneWriter::WriteRead(const Instruction& read, CodeText& out) const {
   std::string value = PreparedRead(read.results[0]);
   if (!value.empty()) {
-    value = Call("ReadRow", {value, "x"});
+    value = Call(is_plain_ ? "ReadPlainRow" : "ReadRow", {value, "x"});
   } else {
     const ValueId y = read.operands[1];
     value = ReadCall(
         read, {Lanes(read.operands[0]), analysis_.divergence.IsUniform(y) ? Scalar(y) : Lanes(y)});
   }
-  out.Line("const Color c" + std::to_string(read.results[0]) + " = " + value + ";");
+  out.Line("const " + TypeName("Color") + " c" + std::to_string(read.results[0]) + " = " + value +
+           ";");
 }
 
 void LaneWriter::WriteLanes(const Instruction& instruction, CodeText& out) const {
-  out.Line("const " + std::string(LaneType(instruction.type)) + " " +
+  out.Line("const " + TypeName(LaneType(instruction.type)) + " " +
            LaneName(instruction.results[0]) + " = " + LaneValue(instruction) + ";");
 }
 
@@ -242,8 +315,7 @@ void LaneWriter::WriteEffect(const Instruction& instruction, BlockId block, cons
         const ValueId alpha = instruction.operands[3];
         const std::string read =
             alpha == Definition(alpha).results.back() ? PreparedRead(alpha) : "";
-        out.Line(read.empty() ? "row.Store(x, count, {" + color + "});"
-                              : "row.StoreKeepingAlpha(" + read + ", x, count, {" + color + "});");
+        out.Line(StoreCall(TypeName("Color") + "{" + color + "}", read));
         return;
       }
       for (std::size_t channel = 0; channel < 4; ++channel) {

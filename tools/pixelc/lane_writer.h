@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "instruction_writer.h"
 
@@ -24,6 +25,14 @@ class LaneWriter : public InstructionWriter {
   std::string OnTape(ValueId value) const override;
   std::string Condition(ValueId value) override;
 
+  // Under which condition all reads are of bytes as they stand, and the results go into the target
+  // as they are. Empty where it does not pay to ask.
+  std::string ConditionToBePlain() const;
+  CodeText WriteBody();
+  // Of a type of lanes.
+  std::string TypeName(std::string_view type) const;
+  std::string StoreCall(const std::string& color, const std::string& read) const;
+
   // An expression of lanes.
   std::string Lanes(ValueId value) const;
   std::string LaneName(ValueId value) const;
@@ -38,6 +47,8 @@ class LaneWriter : public InstructionWriter {
   // Of a sum that is computed together with a product, which of its operands that is.
   std::map<ValueId, std::size_t> products_;
   std::set<ValueId> within_sums_;
+  // Whether the function under way is that for plain rows.
+  bool is_plain_ = false;
 };
 
 }  // namespace Vantra::Pixelc

@@ -12,6 +12,7 @@
 #include "render/simd/lanes-inl.h"
 #include "render/simd/math-inl.h"
 #include "render/simd/memory-inl.h"
+#include "render/simd/pairs-inl.h"
 #include "render/simd/row_read-inl.h"
 #include "render/simd/store-inl.h"
 #include "render/simd/tape.h"

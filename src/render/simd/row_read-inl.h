@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "render/simd/color-inl.h"
+#include "render/simd/pairs-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd::HWY_NAMESPACE {
@@ -77,8 +78,14 @@ HWY_INLINE U LoadPlainWords(const RowRead& read, std::int32_t x) {
 
 // The pixels of `kLanes` columns of the target from x on, all of them in the interval.
 HWY_INLINE Color ReadRow(const RowRead& read, std::int32_t x) {
-  if (HWY_LIKELY(read.plain)) return ColorOf<true>(LoadPlainWords(read, x));
-  return ReadAnyRow(read, x);
+  return HWY_LIKELY(read.plain) ? ColorOf<true>(LoadPlainWords(read, x)) : ReadAnyRow(read, x);
+}
+
+// The same of `kWideLanes` columns and a plain read.
+HWY_INLINE WideColor ReadPlainRow(const RowRead& read, std::int32_t x) {
+  return MakeWide([&](std::int32_t vector) HWY_ATTR {
+    return ColorOf<true>(LoadPlainWords(read, x + vector * kLanes));
+  });
 }
 
 }  // namespace Vantra::Render::Simd::HWY_NAMESPACE

@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "render/simd/color-inl.h"
+#include "render/simd/pairs-inl.h"
 #include "render/simd/row_read-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -24,6 +25,8 @@ HWY_INLINE std::int32_t VectorLength(std::int32_t x, std::int32_t end) {
 // Any format, blend and count. The colour comes in registers, so that the short way keeps it there.
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
                     std::int32_t count, F r, F g, F b, F a);
+void StoreAnyResultKeepingAlpha(const RowRead& read, const PixelArguments& arguments,
+                                std::int32_t x, std::int32_t y, std::int32_t count, F r, F g, F b);
 
 // A row of the target. Stores the first `count` results, at most `kLanes`, from column x on: NaN as
 // 0, else clamped to 0..1, at the nearest step.
@@ -43,13 +46,34 @@ class ResultRow {
     }
   }
 
-  // The colour's alpha is what the read gives there, whose bytes need not be taken apart.
+  // With the alpha that the read gives there, which need not be taken apart. The colour's is not
+  // read.
   HWY_INLINE void StoreKeepingAlpha(const RowRead& read, std::int32_t x, std::int32_t count,
                                     const Color& color) const {
     if (HWY_LIKELY(plain_ && read.plain && count == kLanes)) {
       Simd::HWY_NAMESPACE::Store(ToWordsWithAlpha(color, LoadPlainWords(read, x)), WordsAt(x));
     } else {
-      StoreAnyResult(arguments_, x, y_, count, color.r, color.g, color.b, color.a);
+      StoreAnyResultKeepingAlpha(read, arguments_, x, y_, count, color.r, color.g, color.b);
+    }
+  }
+
+  // Whether a result goes into the target as it is, in the format of most.
+  bool IsPlain() const { return plain_; }
+
+  // For a plain row, and a plain read: `kWideLanes` results.
+  HWY_INLINE void StorePlain(std::int32_t x, const WideColor& color) const {
+    Simd::HWY_NAMESPACE::Store(ToWords<true>(FirstOf(color)), WordsAt(x));
+    if constexpr (kWideLanes != kLanes) {
+      Simd::HWY_NAMESPACE::Store(ToWords<true>(SecondOf(color)), WordsAt(x + kLanes));
+    }
+  }
+  HWY_INLINE void StorePlainKeepingAlpha(const RowRead& read, std::int32_t x,
+                                         const WideColor& color) const {
+    Simd::HWY_NAMESPACE::Store(ToWordsWithAlpha(FirstOf(color), LoadPlainWords(read, x)),
+                               WordsAt(x));
+    if constexpr (kWideLanes != kLanes) {
+      Simd::HWY_NAMESPACE::Store(
+          ToWordsWithAlpha(SecondOf(color), LoadPlainWords(read, x + kLanes)), WordsAt(x + kLanes));
     }
   }
 
