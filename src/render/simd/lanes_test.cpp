@@ -114,13 +114,25 @@ void CheckEach(const char* name, Operation operation, Expected expected) {
   CheckEach<T>(                 \
       #Name, [](auto x) HWY_ATTR { return Name(x); }, [](T a) { return expected; })
 
+// Of two zeros the result may be either.
+F Unsigned(F number) { return Add(number, Broadcast(0.0f)); }
+float Unsigned(float number) { return number + 0.0f; }
+template <class T>
+T LeastOf(T a, T b) {
+  return Unsigned(Min(a, b));
+}
+template <class T>
+T MostOf(T a, T b) {
+  return Unsigned(Max(a, b));
+}
+
 void CheckFloats() {
   PAIRS(float, Add, a + b);
   PAIRS(float, Sub, a - b);
   PAIRS(float, Mul, a* b);
   PAIRS(float, Div, a / b);
-  PAIRS(float, Min, (std::isnan(b) || a < b ? a : b));
-  PAIRS(float, Max, (std::isnan(b) || a > b ? a : b));
+  PAIRS(float, LeastOf, (std::isnan(b) || a < b ? a : b) + 0.0f);
+  PAIRS(float, MostOf, (std::isnan(b) || a > b ? a : b) + 0.0f);
   PAIRS(float, Rem, a - b * std::trunc(a / b));
   PAIRS(float, Mod, a - b * std::floor(a / b));
   PAIRS(float, Equal, a == b);

@@ -17,6 +17,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "render/simd/native/convolve_matrix.cpp"
+#include "hwy/cache_control.h"
 #include "hwy/foreach_target.h"
 #include "render/simd/native/thread_memory.h"
 #include "render/simd/store-inl.h"
@@ -83,7 +84,7 @@ namespace Vantra::Render::Simd {
 namespace HWY_NAMESPACE {
 
 // As many columns as keep the rows of a small matrix in the first cache.
-constexpr std::int32_t kColumnsAtATime = 256;
+constexpr std::int32_t kColumnsAtATime = 512;
 static_assert(kColumnsAtATime % (2 * kLanes) == 0);
 
 // An element that is not 0.
@@ -97,10 +98,10 @@ struct Element {
 // A texel as the matrix sees it.
 HWY_INLINE Color Seen(const Color& texel, bool preserves_alpha) {
   if (!preserves_alpha) return texel;
-  const M shows = Greater(texel.a, Broadcast(0.0f));
   const F zero = Broadcast(0.0f);
-  return {Select(shows, Div(texel.r, texel.a), zero), Select(shows, Div(texel.g, texel.a), zero),
-          Select(shows, Div(texel.b, texel.a), zero), Select(shows, texel.a, zero)};
+  const F straightening = Select(Greater(texel.a, zero), Div(Broadcast(1.0f), texel.a), zero);
+  return {Mul(texel.r, straightening), Mul(texel.g, straightening), Mul(texel.b, straightening),
+          texel.a};
 }
 
 HWY_INLINE Color LoadColor(Format format, const std::byte* pixels) {
@@ -116,10 +117,13 @@ struct Planes {
 };
 
 // Turns `count` texels, and up to a vector beyond them, into numbers.
-HWY_INLINE void FillRow(Format format, const std::byte* texels, std::int32_t count,
-                        bool preserves_alpha, const Planes& planes, float* to) {
+HWY_INLINE void FillRow(Format format, const std::byte* texels, std::size_t pitch,
+                        std::int32_t count, bool preserves_alpha, const Planes& planes, float* to) {
   for (std::int32_t x = 0; x < count; x += kLanes) {
-    const Color color = Seen(LoadColor(format, texels + 4 * std::ptrdiff_t{x}), preserves_alpha);
+    const std::byte* const at = texels + 4 * std::ptrdiff_t{x};
+    // Of the next row, which the processor does not foresee.
+    hwy::Prefetch(at + pitch);
+    const Color color = Seen(LoadColor(format, at), preserves_alpha);
     Store(color.r, to + x);
     Store(color.g, to + x + planes.plane);
     Store(color.b, to + x + 2 * planes.plane);
@@ -142,26 +146,63 @@ HWY_INLINE Sums SumUp(const Element* elements, std::size_t count, const float* c
     const Element& element = elements[i];
     const F weight = Broadcast(element.weight);
     const float* const at = rows[element.row] + element.column + x;
-    r0 = Add(r0, Mul(weight, Load(at)));
-    g0 = Add(g0, Mul(weight, Load(at + plane)));
-    b0 = Add(b0, Mul(weight, Load(at + 2 * plane)));
-    a0 = Add(a0, Mul(weight, Load(at + 3 * plane)));
-    r1 = Add(r1, Mul(weight, Load(at + kLanes)));
-    g1 = Add(g1, Mul(weight, Load(at + plane + kLanes)));
-    b1 = Add(b1, Mul(weight, Load(at + 2 * plane + kLanes)));
-    a1 = Add(a1, Mul(weight, Load(at + 3 * plane + kLanes)));
+    r0 = MulAdd(weight, Load(at), r0);
+    g0 = MulAdd(weight, Load(at + plane), g0);
+    b0 = MulAdd(weight, Load(at + 2 * plane), b0);
+    a0 = MulAdd(weight, Load(at + 3 * plane), a0);
+    r1 = MulAdd(weight, Load(at + kLanes), r1);
+    g1 = MulAdd(weight, Load(at + plane + kLanes), g1);
+    b1 = MulAdd(weight, Load(at + 2 * plane + kLanes), b1);
+    a1 = MulAdd(weight, Load(at + 3 * plane + kLanes), a1);
   }
   return {{r0, g0, b0, a0}, {r1, g1, b1, a1}};
 }
+
+#if HWY_TARGET == HWY_AVX3
+// The same for a matrix of `kLanes` columns at most. What its elements read of a row lies within
+// three vectors, which are loaded once, from whole cache lines, and shifted in registers.
+HWY_INLINE Sums SumUpNarrow(const Element* elements, std::size_t count, const float* const* rows,
+                            std::size_t plane, std::int32_t x) {
+  struct Vectors {
+    HWY_INLINE explicit Vectors(const float* at)
+        : a(Load(at)), b(Load(at + kLanes)), c(Load(at + 2 * kLanes)) {}
+    F a, b, c;
+  };
+  const F zero = Broadcast(0.0f);
+  F r0 = zero, g0 = zero, b0 = zero, a0 = zero;
+  F r1 = zero, g1 = zero, b1 = zero, a1 = zero;
+  for (std::size_t i = 0; i < count;) {
+    const std::uint32_t row = elements[i].row;
+    const float* const at = rows[row] + x;
+    const Vectors r(at), g(at + plane), b(at + 2 * plane), a(at + 3 * plane);
+    for (; i < count && elements[i].row == row; ++i) {
+      const F weight = Broadcast(elements[i].weight);
+      const I lanes = Iota(static_cast<std::int32_t>(elements[i].column));
+      const auto add = [&](const F& first, const F& second, F* sum) HWY_ATTR {
+        const F read = {{_mm512_permutex2var_ps(first.raw.raw, lanes.raw.raw, second.raw.raw)}};
+        *sum = MulAdd(weight, read, *sum);
+      };
+      add(r.a, r.b, &r0);
+      add(g.a, g.b, &g0);
+      add(b.a, b.b, &b0);
+      add(a.a, a.b, &a0);
+      add(r.b, r.c, &r1);
+      add(g.b, g.c, &g1);
+      add(b.b, b.c, &b1);
+      add(a.b, a.c, &a1);
+    }
+  }
+  return {{r0, g0, b0, a0}, {r1, g1, b1, a1}};
+}
+#endif
 
 HWY_INLINE void StoreSum(const PixelArguments& arguments, const ConvolveMatrixPass& pass,
                          const Color& sum, std::int32_t x, std::int32_t y) {
   const std::int32_t count = Min(arguments.right - x, kLanes);
   if (count <= 0) return;
   const ConvolveMatrixConstants& constants = pass.constants;
-  const F divisor = Broadcast(constants.divisor), bias = Broadcast(constants.bias);
-  Color result =
-      EachChannel([&](F channel) HWY_ATTR { return Add(Div(channel, divisor), bias); }, sum);
+  const F scale = Broadcast(1.0f / constants.divisor), bias = Broadcast(constants.bias);
+  Color result = EachChannel([&](F channel) HWY_ATTR { return MulAdd(channel, scale, bias); }, sum);
   if (constants.preserves_alpha != 0) {
     if (constants.clamps != 0) {
       result = EachChannel(
@@ -196,14 +237,22 @@ void ConvolveColumns(const PixelArguments& arguments, const ConvolveMatrixPass& 
   for (std::int32_t y = top; y < bottom; ++y) {
     // The next row, too: what was stored just now is slow to load.
     for (; filled < std::min(last, y + first_row + constants.rows + 1); ++filled) {
-      FillRow(texture.format, texels(filled), columns.Count() + constants.columns - 1,
-              constants.preserves_alpha != 0, planes, row_at(filled));
+      FillRow(texture.format, texels(filled), texture.pitch,
+              columns.Count() + constants.columns - 1, constants.preserves_alpha != 0, planes,
+              row_at(filled));
     }
     for (std::int32_t row = 0; row < constants.rows; ++row) {
       rows[static_cast<std::size_t>(row)] = row_at(y + first_row + row);
     }
     for (std::int32_t x = 0; x < columns.Count(); x += 2 * kLanes) {
-      const Sums sums = SumUp(elements.data(), elements.size(), rows.data(), planes.plane, x);
+      const auto sum_up = [&](auto function) HWY_ATTR {
+        return function(elements.data(), elements.size(), rows.data(), planes.plane, x);
+      };
+#if HWY_TARGET == HWY_AVX3
+      const Sums sums = constants.columns <= kLanes ? sum_up(SumUpNarrow) : sum_up(SumUp);
+#else
+      const Sums sums = sum_up(SumUp);
+#endif
       StoreSum(arguments, pass, sums.first, columns.first + x, y);
       StoreSum(arguments, pass, sums.second, columns.first + x + kLanes, y);
     }
