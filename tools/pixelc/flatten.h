@@ -10,7 +10,7 @@ namespace Vantra::Pixelc {
 
 // Takes what both ways of a branch compute in front of it, where that is cheap and can be computed
 // for any pixel. The branch is left without work to choose, and both ways lead to the same block:
-// the program is normalised again afterwards. True if something changed.
+// the program is normalized again afterwards. True if something changed.
 bool FlattenBranches(Program& program, const Divergence& divergence);
 
 // Moves what is the same for a row, but stands where only some pixels come, to the closest place in
