@@ -14,6 +14,7 @@ using Platform::Bytes;
 
 // Keeps one input's time within milliseconds; the limits proper have unit tests.
 constexpr UINT64 kMostPixels = 1 << 16;
+constexpr UINT kMostFrames = 8;
 
 void Require(bool condition, const char* what) {
   if (condition) return;
@@ -34,23 +35,8 @@ HRESULT Copy(IWICBitmapSource* source, const WICRect& rect, Bytes* pixels) {
   return source->CopyPixels(&rect, stride, static_cast<UINT>(pixels->size()), pixels->data());
 }
 
-}  // namespace
-
-void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
-  const auto factory = Platform::MakeFactory();
-  CComPtr<IWICBitmapDecoder> decoder;
-  const HRESULT opened = factory->CreateDecoderFromStream(Platform::MakeStream(file), nullptr,
-                                                          WICDecodeMetadataCacheOnDemand, &decoder);
-  if (FAILED(opened)) {
-    Require(decoder == nullptr, "a failed call gives no decoder");
-    Require(IsStatedOpeningFailure(opened), "opening fails with a stated result");
-    return;
-  }
-  GUID found{};
-  decoder->GetContainerFormat(&found);
-  if (found != container) return;
-  CComPtr<IWICBitmapFrameDecode> frame;
-  Require(decoder->GetFrame(0, &frame) == S_OK, "there is a frame");
+// Copies a frame whole, converted and in part.
+void DecodeFrame(IWICImagingFactory2* factory, IWICBitmapFrameDecode* frame) {
   UINT width = 0;
   UINT height = 0;
   frame->GetSize(&width, &height);
@@ -64,6 +50,12 @@ void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
   const HRESULT copied = Copy(frame, whole, &pixels);
   Require(copied == S_OK || copied == WINCODEC_ERR_BADIMAGE, "copying fails with a stated result");
 
+  WICPixelFormatGUID format{};
+  frame->GetPixelFormat(&format);
+  const bool blue_first =
+      format == GUID_WICPixelFormat32bppBGRA || format == GUID_WICPixelFormat32bppPBGRA;
+  const bool premultiplied =
+      format == GUID_WICPixelFormat32bppPRGBA || format == GUID_WICPixelFormat32bppPBGRA;
   CComPtr<IWICFormatConverter> converter;
   Require(factory->CreateFormatConverter(&converter) == S_OK, "there is a converter");
   Require(converter->Initialize(frame, GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
@@ -73,9 +65,12 @@ void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
   Require(Copy(converter, whole, &converted) == copied, "a second copy gives the same result");
   for (std::size_t i = 0; i < pixels.size(); i += 4) {
     for (int channel = 0; channel < 3; ++channel) {
-      Require(converted[i + channel] == (pixels[i + 2 - channel] * pixels[i + 3] + 127) / 255,
-              "a second copy gives the same pixels, premultiplied");
+      const int colour = pixels[i + (blue_first ? channel : 2 - channel)];
+      Require(
+          converted[i + channel] == (premultiplied ? colour : (colour * pixels[i + 3] + 127) / 255),
+          "a second copy gives the same pixels, premultiplied");
     }
+    Require(converted[i + 3] == pixels[i + 3], "alpha is the same");
   }
 
   // Its lower right part by itself gives the same pixels, if the picture is sound.
@@ -92,6 +87,35 @@ void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
                        part_pixels.begin() + static_cast<std::ptrdiff_t>((y + 1) * row_bytes),
                        pixels.begin() + static_cast<std::ptrdiff_t>(from * 4)),
             "a part gives the same pixels");
+  }
+}
+
+}  // namespace
+
+void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
+  const auto factory = Platform::MakeFactory();
+  CComPtr<IWICBitmapDecoder> decoder;
+  const HRESULT opened = factory->CreateDecoderFromStream(Platform::MakeStream(file), nullptr,
+                                                          WICDecodeMetadataCacheOnDemand, &decoder);
+  if (FAILED(opened)) {
+    Require(decoder == nullptr, "a failed call gives no decoder");
+    Require(IsStatedOpeningFailure(opened), "opening fails with a stated result");
+    return;
+  }
+  GUID found{};
+  decoder->GetContainerFormat(&found);
+  if (found != container) return;
+  UINT count = 0;
+  Require(decoder->GetFrameCount(&count) == S_OK && count > 0, "there is a frame");
+  for (UINT i = 0; i < std::min(count, kMostFrames); ++i) {
+    CComPtr<IWICBitmapFrameDecode> frame;
+    const HRESULT result = decoder->GetFrame(i, &frame);
+    if (SUCCEEDED(result)) {
+      DecodeFrame(factory, frame);
+    } else {
+      Require(frame == nullptr, "a failed call gives no frame");
+      Require(IsStatedOpeningFailure(result), "opening a frame fails with a stated result");
+    }
   }
 }
 

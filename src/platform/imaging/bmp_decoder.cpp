@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 namespace Vantra::Platform {
 namespace {
@@ -34,6 +33,9 @@ class BmpReader final : public PictureReader {
   explicit BmpReader(StreamReader& stream) : stream_(stream) {}
 
   HRESULT Open();
+  PixelLayout Layout() const override {
+    return {.blue_first = true, .premultiplied = false, .opaque = !has_alpha_};
+  }
   HRESULT ReadRow(BYTE* row) override;
   HRESULT Finish() override { return damage_; }
 
@@ -165,23 +167,15 @@ void BmpReader::Expand(const BYTE* stored, BYTE* row) const {
       colour = palette_[index].data();
     }
     BYTE* pixel = row + x * kBytesPerPixel;
-    pixel[0] = colour[2];
-    pixel[1] = colour[1];
-    pixel[2] = colour[0];
+    std::memcpy(pixel, colour, 3);
     pixel[3] = has_alpha_ ? colour[3] : 255;
   }
 }
 
-HRESULT Open(StreamReader& stream, std::unique_ptr<PictureReader>* reader) {
-  std::unique_ptr<BmpReader> bmp(new (std::nothrow) BmpReader(stream));
-  if (bmp == nullptr) return E_OUTOFMEMORY;
-  const HRESULT result = bmp->Open();
-  if (SUCCEEDED(result)) *reader = std::move(bmp);
-  return result;
-}
+bool Recognises(std::span<const BYTE> start) { return BeginsWith(start, kSignature); }
 
 }  // namespace
 
-const Coder kBmpCoder = {GUID_ContainerFormatBmp, kSignature, Open};
+const Coder kBmpCoder = {GUID_ContainerFormatBmp, Recognises, OpenSinglePicture<BmpReader>};
 
 }  // namespace Vantra::Platform

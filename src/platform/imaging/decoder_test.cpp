@@ -41,7 +41,7 @@ std::vector<SmallFile> SmallFiles() {
   return files;
 }
 
-CComPtr<IWICBitmapFrameDecode> OpenFrame(IStream* stream) {
+CComPtr<IWICBitmapSource> OpenFrame(IStream* stream) {
   CComPtr<IWICBitmapDecoder> decoder;
   CComPtr<IWICBitmapFrameDecode> frame;
   EXPECT_EQ(MakeFactory()->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
@@ -50,7 +50,7 @@ CComPtr<IWICBitmapFrameDecode> OpenFrame(IStream* stream) {
   if (decoder) {
     EXPECT_EQ(decoder->GetFrame(0, &frame), S_OK);
   }
-  return frame;
+  return frame ? AsRgba(frame) : nullptr;
 }
 
 HRESULT OpeningResult(std::span<const BYTE> file) { return DecodePicture(file).opened; }
@@ -427,7 +427,7 @@ TEST(Decoders, NameTheirFormatAndHaveOneFrameThatOutlivesThem) {
     ASSERT_EQ(frame.QueryInterface(&source), S_OK);
     frame.Release();
     EXPECT_EQ(source->GetPixelFormat(&format), S_OK);
-    EXPECT_EQ(format, GUID_WICPixelFormat32bppRGBA);
+    EXPECT_EQ(format, GUID_WICPixelFormat32bppBGRA);
     BYTE pixels[64];
     EXPECT_EQ(source->CopyPixels(nullptr, 16, sizeof pixels, pixels), S_OK);
   }

@@ -2,7 +2,6 @@
 
 #include <csetjmp>
 #include <cstdio>
-#include <new>
 
 // The library has a type of this name, of another size than the contract's.
 #define INT32 JpegInt32
@@ -42,6 +41,9 @@ class JpegReader final : public PictureReader {
   ~JpegReader() override { jpeg_destroy_decompress(&jpeg_); }
 
   HRESULT Open();
+  PixelLayout Layout() const override {
+    return {.blue_first = true, .premultiplied = false, .opaque = true};
+  }
   HRESULT ReadRow(BYTE* row) override;
   HRESULT Finish() override;
 
@@ -153,7 +155,7 @@ HRESULT JpegReader::Open() {
     case JCS_GRAYSCALE:
     case JCS_RGB:
     case JCS_YCbCr:
-      jpeg_.out_color_space = JCS_EXT_RGBA;
+      jpeg_.out_color_space = JCS_EXT_BGRA;
       break;
     case JCS_CMYK:
     case JCS_YCCK:
@@ -217,9 +219,10 @@ void JpegReader::ConvertFromCmyk(BYTE* row) const {
   const unsigned inverse = jpeg_.saw_Adobe_marker ? 0 : 0xFF;
   for (UINT x = 0; x < Width(); ++x, row += kBytesPerPixel) {
     const unsigned light = row[3] ^ inverse;
-    for (int channel = 0; channel < 3; ++channel) {
-      row[channel] = Multiply(row[channel] ^ inverse, light);
-    }
+    const BYTE red = Multiply(row[0] ^ inverse, light);
+    row[0] = Multiply(row[2] ^ inverse, light);
+    row[1] = Multiply(row[1] ^ inverse, light);
+    row[2] = red;
     row[3] = 0xFF;
   }
 }
@@ -229,16 +232,10 @@ HRESULT JpegReader::Finish() {
   return damage_;
 }
 
-HRESULT Open(StreamReader& stream, std::unique_ptr<PictureReader>* reader) {
-  std::unique_ptr<JpegReader> jpeg(new (std::nothrow) JpegReader(stream));
-  if (jpeg == nullptr) return E_OUTOFMEMORY;
-  const HRESULT result = jpeg->Open();
-  if (SUCCEEDED(result)) *reader = std::move(jpeg);
-  return result;
-}
+bool Recognises(std::span<const BYTE> start) { return BeginsWith(start, kSignature); }
 
 }  // namespace
 
-const Coder kJpegCoder = {GUID_ContainerFormatJpeg, kSignature, Open};
+const Coder kJpegCoder = {GUID_ContainerFormatJpeg, Recognises, OpenSinglePicture<JpegReader>};
 
 }  // namespace Vantra::Platform

@@ -6,7 +6,7 @@
 /// Damage of a sequential picture ends it at the row of pixels it was found in; a picture of
 /// several scans is given whole, with what its undamaged scans hold. Both are reported as failures.
 
-#include "platform/imaging/picture_reader.h"
+#include "platform/imaging/picture_file.h"
 
 namespace Vantra::Platform {
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/imaging/picture_reader.h"
-
 namespace Vantra::Platform {
 namespace {
 
@@ -36,12 +34,20 @@ std::optional<PixelLayout> LayoutOf(REFWICPixelFormatGUID format) {
   return std::nullopt;
 }
 
+WICPixelFormatGUID FormatOf(PixelLayout layout) {
+  if (layout.blue_first) {
+    return layout.premultiplied ? GUID_WICPixelFormat32bppPBGRA : GUID_WICPixelFormat32bppBGRA;
+  }
+  return layout.premultiplied ? GUID_WICPixelFormat32bppPRGBA : GUID_WICPixelFormat32bppRGBA;
+}
+
 void ConvertPixels(BYTE* pixels, std::size_t count, PixelLayout from, PixelLayout to) {
   if (from.blue_first != to.blue_first) {
     for (std::size_t i = 0; i < count * kBytesPerPixel; i += kBytesPerPixel) {
       std::swap(pixels[i], pixels[i + 2]);
     }
   }
+  if (from.opaque) return;
   if (!from.premultiplied && to.premultiplied) ConvertColours(pixels, count, Premultiply);
   if (from.premultiplied && !to.premultiplied) ConvertColours(pixels, count, Unpremultiply);
 }

@@ -3,7 +3,6 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <png.h>
 
 namespace Vantra::Platform {
@@ -25,6 +24,9 @@ class PngReader final : public PictureReader {
   ~PngReader() override { png_destroy_read_struct(&png_, &info_, nullptr); }
 
   HRESULT Open();
+  PixelLayout Layout() const override {
+    return {.blue_first = true, .premultiplied = false, .opaque = opaque_};
+  }
   HRESULT ReadRow(BYTE* row) override;
   HRESULT Finish() override;
 
@@ -57,6 +59,7 @@ class PngReader final : public PictureReader {
   png_infop info_ = nullptr;
   bool out_of_memory_ = false;
   int passes_ = 1;
+  bool opaque_ = false;
   // The whole of an interlaced picture, whose rows come several times.
   std::unique_ptr<BYTE, Free> image_;
   UINT rows_begun_ = 0;  // those that the first pass came to
@@ -92,7 +95,10 @@ HRESULT PngReader::Open() {
     // could be hostile.
     png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_read_info(png_, info_);
+    opaque_ = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) == 0 &&
+              png_get_valid(png_, info_, PNG_INFO_tRNS) == 0;
     png_set_expand(png_);
+    png_set_bgr(png_);
     png_set_scale_16(png_);
     png_set_gray_to_rgb(png_);
     png_set_add_alpha(png_, 0xFF, PNG_FILLER_AFTER);
@@ -165,16 +171,10 @@ HRESULT PngReader::Finish() {
   return Run([this] { png_read_end(png_, nullptr); }) ? S_OK : Cause(WINCODEC_ERR_BADIMAGE);
 }
 
-HRESULT Open(StreamReader& stream, std::unique_ptr<PictureReader>* reader) {
-  std::unique_ptr<PngReader> png(new (std::nothrow) PngReader(stream));
-  if (png == nullptr) return E_OUTOFMEMORY;
-  const HRESULT result = png->Open();
-  if (SUCCEEDED(result)) *reader = std::move(png);
-  return result;
-}
+bool Recognises(std::span<const BYTE> start) { return BeginsWith(start, kSignature); }
 
 }  // namespace
 
-const Coder kPngCoder = {GUID_ContainerFormatPng, kSignature, Open};
+const Coder kPngCoder = {GUID_ContainerFormatPng, Recognises, OpenSinglePicture<PngReader>};
 
 }  // namespace Vantra::Platform

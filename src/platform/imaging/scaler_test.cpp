@@ -19,7 +19,8 @@ struct Source {
                                                      WICDecodeMetadataCacheOnDemand, &decoder),
               S_OK);
     EXPECT_EQ(decoder->GetFrame(0, &decoded), S_OK);
-    EXPECT_EQ(MakeFactory()->CreateBitmapFromSourceRect(decoded, 0, 0, w, h, &bitmap), S_OK);
+    EXPECT_EQ(MakeFactory()->CreateBitmapFromSourceRect(AsRgba(decoded), 0, 0, w, h, &bitmap),
+              S_OK);
     pixels = DecodePicture(file).pixels;
   }
 

@@ -350,6 +350,16 @@ CComPtr<IWICStream> MakeStream(std::span<const BYTE> file) {
   return stream;
 }
 
+CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source) {
+  CComPtr<IWICFormatConverter> converter;
+  if (FAILED(MakeFactory()->CreateFormatConverter(&converter)) ||
+      FAILED(converter->Initialize(source, GUID_WICPixelFormat32bppRGBA, WICBitmapDitherTypeNone,
+                                   nullptr, 0, WICBitmapPaletteTypeCustom))) {
+    std::abort();
+  }
+  return converter.p;
+}
+
 DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
   DecodedPicture picture;
   CComPtr<IWICBitmapDecoder> decoder;
@@ -365,7 +375,7 @@ DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
   // What the decoder must fill or zero is neither to begin with.
   constexpr BYTE kUntouched = 0xA5;
   picture.pixels.assign(std::size_t{picture.width} * picture.height * 4, kUntouched);
-  picture.copied = frame->CopyPixels(
+  picture.copied = AsRgba(frame)->CopyPixels(
       nullptr, picture.width * 4, static_cast<UINT>(picture.pixels.size()), picture.pixels.data());
   return picture;
 }

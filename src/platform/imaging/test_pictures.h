@@ -110,6 +110,8 @@ struct DecodedPicture {
 CComPtr<IWICImagingFactory2> MakeFactory();
 /// A stream over `file`, which must outlive it.
 CComPtr<IWICStream> MakeStream(std::span<const BYTE> file);
+/// The pixels of a source with straight alpha, red first.
+CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source);
 /// Decodes to straight alpha, red first. A picture of more than `most_pixels` is only opened.
 DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels = UINT64{1} << 22);
 
