@@ -320,8 +320,9 @@ class IWICImagingFactory2 : public IUnknown {
   virtual HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
   virtual HRESULT CreatePalette(IWICPalette** palette) = 0;
-  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng` or
-  /// `GUID_ContainerFormatBmp`. `vendor` may be null.
+  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng`,
+  /// `GUID_ContainerFormatBmp`, `GUID_ContainerFormatJpeg` or `GUID_ContainerFormatDds`. `vendor`
+  /// may be null.
   virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
                                 IWICBitmapEncoder** encoder) = 0;
   /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the

@@ -8,6 +8,8 @@
 #include "platform/com/com_object.h"
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_encoder.h"
+#include "platform/imaging/dds_encoder.h"
+#include "platform/imaging/jpeg_encoder.h"
 #include "platform/imaging/picture_reader.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
@@ -15,7 +17,12 @@
 namespace Vantra::Platform {
 namespace {
 
-const Encoding* const kEncodings[] = {&kPngEncoding, &kBmpEncoding};
+const Encoding* const kEncodings[] = {
+    &kPngEncoding,   //
+    &kBmpEncoding,   //
+    &kJpegEncoding,  //
+    &kDdsEncoding,   //
+};
 
 constexpr PixelLayout kFileLayout = {.blue_first = true, .premultiplied = false};
 

@@ -15,9 +15,10 @@ namespace {
 
 constexpr BYTE kSignature[] = {0xFF, 0xD8, 0xFF};
 
-// Each scan passes over the whole picture, and many scans fit into a short file. Encoders write
-// about ten.
-constexpr int kMaximumScans = 128;
+// A block of 8 by 8 takes one bit at least in Huffman codes. Arithmetic coding has no such bound; one
+// that is met by all but empty pictures keeps a few bytes from being worth any number of pixels.
+constexpr UINT64 kMostHuffmanBlocksPerByte = 8;
+constexpr UINT64 kMostArithmeticBlocksPerByte = 128;
 
 // What the library reports as a warning though all pixels are there.
 bool IsHarmless(int message) {
@@ -74,8 +75,18 @@ class JpegReader final : public PictureReader {
   // The cause of a failure: `otherwise`, unless it lies outside the file's content.
   HRESULT Cause(HRESULT otherwise) const {
     if (FAILED(stream_.Failure())) return stream_.Failure();
-    if (errors_.msg_code == JERR_OUT_OF_MEMORY) return E_OUTOFMEMORY;
-    return errors_.msg_code == JERR_IMAGE_TOO_BIG ? WINCODEC_ERR_IMAGESIZEOUTOFRANGE : otherwise;
+    switch (errors_.msg_code) {
+      case JERR_OUT_OF_MEMORY:
+        return E_OUTOFMEMORY;
+      case JERR_IMAGE_TOO_BIG:
+        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+      // 12 bits a sample, and lossless and hierarchical pictures.
+      case JERR_BAD_PRECISION:
+      case JERR_SOF_UNSUPPORTED:
+        return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+      default:
+        return otherwise;
+    }
   }
 
   StreamReader& stream_;
@@ -124,7 +135,7 @@ void JpegReader::OnSkip(j_decompress_ptr jpeg, long size) {
 }
 
 void JpegReader::OnProgress(j_common_ptr jpeg) {
-  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMaximumScans) {
+  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMostJpegScans) {
     ERREXIT(jpeg, JERR_BAD_PROGRESSION);
   }
 }
@@ -162,24 +173,21 @@ HRESULT JpegReader::Open() {
       jpeg_.out_color_space = JCS_CMYK;
       break;
     default:
-      return WINCODEC_ERR_BADHEADER;
+      return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
   }
-  // Arithmetic coding, which nothing in use writes, would make a few bytes worth any number of
-  // pixels.
-  if (jpeg_.arith_code) return WINCODEC_ERR_BADHEADER;
   several_scans_ = jpeg_has_multiple_scans(&jpeg_);
   return S_OK;
 }
 
 HRESULT JpegReader::Start() {
   // With several scans the library holds the whole picture's coefficients.
-  if (several_scans_ && !CanBeComplete()) return WINCODEC_ERR_BADIMAGE;
+  if ((several_scans_ || jpeg_.arith_code) && !CanBeComplete()) return WINCODEC_ERR_BADIMAGE;
   if (!Run([this] { jpeg_start_decompress(&jpeg_); })) return Cause(WINCODEC_ERR_BADIMAGE);
   if (several_scans_ && !HasAllComponents()) damage_ = Cause(WINCODEC_ERR_BADIMAGE);
   return S_OK;
 }
 
-// Whether the file is long enough for its size: a block of 8 by 8 takes one bit at least.
+// Whether the file is long enough for its size.
 bool JpegReader::CanBeComplete() {
   UINT64 blocks = 0;
   for (int i = 0; i < jpeg_.num_components; ++i) {
@@ -187,7 +195,8 @@ bool JpegReader::CanBeComplete() {
     blocks += UINT64{component.width_in_blocks} * component.height_in_blocks;
   }
   const std::optional<UINT64> size = stream_.Size();
-  return !size || *size >= blocks / 8;
+  const UINT64 most = jpeg_.arith_code ? kMostArithmeticBlocksPerByte : kMostHuffmanBlocksPerByte;
+  return !size || *size >= blocks / most;
 }
 
 // A component that no scan holds would be grey, without a word from the library.
