@@ -15,8 +15,9 @@ namespace {
 
 constexpr BYTE kSignature[] = {0xFF, 0xD8, 0xFF};
 
-// A block of 8 by 8 takes one bit at least in Huffman codes. Arithmetic coding has no such bound; one
-// that is met by all but empty pictures keeps a few bytes from being worth any number of pixels.
+// A block of 8 by 8 takes one bit at least in Huffman codes. Arithmetic coding has no such bound;
+// one that is met by all but empty pictures keeps a few bytes from being worth any number of
+// pixels.
 constexpr UINT64 kMostHuffmanBlocksPerByte = 8;
 constexpr UINT64 kMostArithmeticBlocksPerByte = 128;
 
