@@ -44,7 +44,7 @@ void WriteJpegs(const std::filesystem::path& folder) {
       JpegPicture picture = MakeJpeg(colour, coding, 19, 23);
       picture.adobe = colour == JpegColour::kYcck;
       Write(folder, EncodeJpeg(picture));
-      picture.chroma = 2;
+      picture.chroma_across = picture.chroma_down = 2;
       picture.restart_rows = 1;
       const Bytes file = EncodeJpeg(picture);
       Write(folder, file);
