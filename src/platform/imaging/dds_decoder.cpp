@@ -10,9 +10,9 @@
 namespace Vantra::Platform {
 namespace {
 
-// Whatever is no number is dark.
+// What is no number is 0, too.
 BYTE FromFloat(float value) {
-  return value > 0 ? static_cast<BYTE>(std::min(value, 1.0f) * 255 + 0.5f) : 0;
+  return value > 0 ? static_cast<BYTE>(static_cast<double>(std::min(value, 1.0f)) * 255 + 0.5) : 0;
 }
 
 float ToFloat(UINT half) {

@@ -11,6 +11,7 @@
 #include "platform/imaging/bmp_decoder.h"
 #include "platform/imaging/converting_source.h"
 #include "platform/imaging/dds_decoder.h"
+#include "platform/imaging/gif_decoder.h"
 #include "platform/imaging/jpeg_decoder.h"
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
@@ -23,6 +24,7 @@ const Coder* const kCoders[] = {
     &kJpegCoder,  //
     &kBmpCoder,   //
     &kDdsCoder,   //
+    &kGifCoder,   //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {
