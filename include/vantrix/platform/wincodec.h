@@ -362,8 +362,8 @@ class IWICImagingFactory2 : public IUnknown {
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
   virtual HRESULT CreatePalette(IWICPalette** palette) = 0;
   /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng`,
-  /// `GUID_ContainerFormatBmp`, `GUID_ContainerFormatJpeg` or `GUID_ContainerFormatDds`. `vendor`
-  /// may be null.
+  /// `GUID_ContainerFormatBmp`, `GUID_ContainerFormatJpeg`, `GUID_ContainerFormatGif` or
+  /// `GUID_ContainerFormatDds`. `vendor` may be null.
   virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
                                 IWICBitmapEncoder** encoder) = 0;
   /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the

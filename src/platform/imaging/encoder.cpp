@@ -9,8 +9,8 @@
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_encoder.h"
 #include "platform/imaging/dds_encoder.h"
+#include "platform/imaging/gif_encoder.h"
 #include "platform/imaging/jpeg_encoder.h"
-#include "platform/imaging/picture_reader.h"
 #include "platform/imaging/pixel_formats.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
@@ -23,6 +23,7 @@ const Encoding* const kEncodings[] = {
     &kBmpEncoding,   //
     &kJpegEncoding,  //
     &kDdsEncoding,   //
+    &kGifEncoding,   //
 };
 
 // Bytes taken from a source at a time.

@@ -116,8 +116,8 @@ GifPicture MakeGif(unsigned colours, bool interlaced, bool transparent) {
 }
 
 Bytes MakeGifApplication(const char* name, const Bytes& data) {
-  Bytes extension = {0x21, 0xFF, 11};
-  extension.insert(extension.end(), name, name + 11);
+  Bytes extension(name, name + 11);
+  extension.insert(extension.begin(), {0x21, 0xFF, 11});
   PutSubBlocks(&extension, data);
   return extension;
 }
