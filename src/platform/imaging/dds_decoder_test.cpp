@@ -176,12 +176,10 @@ TEST(DdsDecoder, AlphaStandsBesideTheColoursInFourBitsOrBetweenTwoEnds) {
     block = ends;
     block.insert(block.end(), colours.begin(), colours.end());
     pixels = Decode(MakeFourCc("DXT5", 4, 4, block)).pixels;
-    const Bytes green_too = [&] {
-      Bytes both = ends;
-      const Bytes greens = LevelBlock(7, 0);
-      both.insert(both.end(), greens.begin(), greens.end());
-      return Decode(MakeFourCc("ATI2", 4, 4, both)).pixels;
-    }();
+    Bytes both = ends;
+    const Bytes greens = LevelBlock(7, 0);
+    both.insert(both.end(), greens.begin(), greens.end());
+    const Bytes green_too = Decode(MakeFourCc("ATI2", 4, 4, both)).pixels;
     const Bytes grey = Decode(MakeFourCc("ATI1", 4, 4, ends)).pixels;
     constexpr BYTE kGreens[] = {7, 0, 6, 5, 4, 3, 2, 1};
     for (unsigned i = 0; i < 16; ++i) {

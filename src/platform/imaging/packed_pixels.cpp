@@ -57,7 +57,10 @@ void PackedPixels::ForEach(const BYTE* stored, std::size_t count, BYTE* row,
 
 void PackedPixels::Expand(const BYTE* stored, std::size_t count, BYTE* row) const {
   // A result's bytes, from the lowest, are blue, green, red and alpha.
-  const auto& [red, green, blue, alpha] = channels_;
+  const Channel& red = channels_[0];
+  const Channel& green = channels_[1];
+  const Channel& blue = channels_[2];
+  const Channel& alpha = channels_[3];
   if (whole_bytes_) {
     const UINT filled = HasAlpha() ? 0 : 0xFF000000;
     ForEach(stored, count, row, [&, filled](UINT pixel) {
