@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include "platform/imaging/block_compression.h"
 
@@ -67,21 +66,28 @@ constexpr Anchors kThirdAnchorsOfThree = {
     15, 8, 3, 15, 6,  10, 15, 15, 10, 8,  15, 3,  15, 10, 10, 8,  9,  10, 6,  15, 8,  15,
     3,  6, 6, 8,  15, 3,  15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 3,  15, 15, 8};
 
+// Reads a block from its lowest bit.
 class BitReader {
  public:
-  explicit BitReader(const BYTE* block) : block_(block) {}
+  explicit BitReader(const BYTE* block) : low_(Load(block)), high_(Load(block + 8)) {}
 
   unsigned Read(unsigned count) {
-    unsigned value = 0;
-    for (unsigned i = 0; i < count; ++i, ++at_) {
-      value |= static_cast<unsigned>(block_[at_ / 8] >> at_ % 8 & 1) << i;
-    }
+    if (count == 0) return 0;
+    const auto value = static_cast<unsigned>(low_ & ((UINT64{1} << count) - 1));
+    low_ = low_ >> count | high_ << (64 - count);
+    high_ >>= count;
     return value;
   }
 
  private:
-  const BYTE* block_;
-  unsigned at_ = 0;
+  static UINT64 Load(const BYTE* bytes) {
+    UINT64 value = 0;
+    for (unsigned i = 0; i < 8; ++i) value |= UINT64{bytes[i]} << 8 * i;
+    return value;
+  }
+
+  UINT64 low_;
+  UINT64 high_;
 };
 
 // Repeats the highest bits of a number below its lowest, up to 8.

@@ -10,16 +10,16 @@
 namespace Vantra::Platform {
 namespace {
 
-// What is no number is 0, too.
 BYTE FromFloat(float value) {
-  return value > 0 ? static_cast<BYTE>(static_cast<double>(std::min(value, 1.0f)) * 255 + 0.5) : 0;
+  // In this order what is no number is 0, too.
+  const float clamped = std::min(std::max(0.0f, value), 1.0f);
+  return static_cast<BYTE>(static_cast<double>(clamped) * 255 + 0.5);
 }
 
-float ToFloat(UINT half) {
-  constexpr UINT kSign = 0x8000;
-  constexpr UINT kNotFinite = 0x7C00;
-  const UINT magnitude = half & (kSign - 1);
-  if ((half & kSign) != 0 || magnitude > kNotFinite) return 0;
+// Below 0, and for what is no number, 0.
+float FromHalf(UINT half) {
+  constexpr UINT kInfinity = 0x7C00;
+  const UINT magnitude = half > kInfinity ? 0 : half;
   // The fields widened; the scale makes up for the exponents' offsets, also below the least normal
   // number.
   constexpr float kScale = 0x1p112f;
@@ -95,7 +95,7 @@ HRESULT DdsReader::ReadRow(BYTE* row) {
         break;
       case Storage::kHalf:
         ExpandChannels(2, row, [](const BYTE* channel) {
-          return FromFloat(ToFloat(Load<std::uint16_t>(channel)));
+          return FromFloat(FromHalf(Load<std::uint16_t>(channel)));
         });
         break;
       case Storage::kFloat:
