@@ -116,8 +116,10 @@ GifPicture MakeGif(unsigned colours, bool interlaced, bool transparent) {
 }
 
 Bytes MakeGifApplication(const char* name, const Bytes& data) {
-  Bytes extension(name, name + 11);
-  extension.insert(extension.begin(), {0x21, 0xFF, 11});
+  constexpr std::size_t kNameBytes = 11;
+  Bytes extension = {0x21, 0xFF, kNameBytes};
+  extension.resize(3 + kNameBytes);
+  std::copy_n(name, kNameBytes, extension.begin() + 3);
   PutSubBlocks(&extension, data);
   return extension;
 }
