@@ -76,18 +76,8 @@ class JpegReader final : public PictureReader {
   // The cause of a failure: `otherwise`, unless it lies outside the file's content.
   HRESULT Cause(HRESULT otherwise) const {
     if (FAILED(stream_.Failure())) return stream_.Failure();
-    switch (errors_.msg_code) {
-      case JERR_OUT_OF_MEMORY:
-        return E_OUTOFMEMORY;
-      case JERR_IMAGE_TOO_BIG:
-        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-      // 12 bits a sample, and lossless and hierarchical pictures.
-      case JERR_BAD_PRECISION:
-      case JERR_SOF_UNSUPPORTED:
-        return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
-      default:
-        return otherwise;
-    }
+    if (errors_.msg_code == JERR_OUT_OF_MEMORY) return E_OUTOFMEMORY;
+    return errors_.msg_code == JERR_IMAGE_TOO_BIG ? WINCODEC_ERR_IMAGESIZEOUTOFRANGE : otherwise;
   }
 
   StreamReader& stream_;
@@ -159,7 +149,10 @@ HRESULT JpegReader::Open() {
     jpeg_.progress = &progress_;
     jpeg_read_header(&jpeg_, TRUE);
   });
-  if (!done) return Cause(WINCODEC_ERR_BADHEADER);
+  // 12 bits a sample, and lossless and hierarchical pictures.
+  const bool unknown =
+      errors_.msg_code == JERR_BAD_PRECISION || errors_.msg_code == JERR_SOF_UNSUPPORTED;
+  if (!done) return Cause(unknown ? WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT : WINCODEC_ERR_BADHEADER);
   const HRESULT size_result = SetSize(jpeg_.image_width, jpeg_.image_height);
   if (FAILED(size_result)) return size_result;
 
