@@ -35,6 +35,9 @@ std::vector<SmallFile> SmallFiles() {
     files.push_back({EncodeJpeg(MakeJpeg(JpegColour::kYCbCr, coding, 24, 40)), in_order});
     files.push_back({EncodeJpeg(MakeJpeg(JpegColour::kCmyk, coding, 17, 9)), in_order});
   }
+  JpegPicture arithmetic = MakeJpeg(JpegColour::kYCbCr, JpegCoding::kSequential, 24, 40);
+  arithmetic.arithmetic = true;
+  files.push_back({EncodeJpeg(arithmetic), true});
   for (const bool top_down : {false, true}) {
     files.push_back({EncodeBmp(MakeBmp(8, 9, 7, top_down, false)), top_down});
     files.push_back({EncodeBmp(MakeBmp(32, 9, 7, top_down, true)), top_down});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -208,7 +209,14 @@ HRESULT Scaler::CopyPixelsAs(const WICRect* rect, UINT stride, UINT size, BYTE* 
   Area area;
   const HRESULT result = CheckCopy(width_, height_, rect, stride, size, buffer, &area);
   if (FAILED(result)) return result;
-  return GuardMemory([&] { return Scale(area, stride, buffer, layout); });
+  const HRESULT scaled = GuardMemory([&] { return Scale(area, stride, buffer, layout); });
+  if (scaled == E_OUTOFMEMORY) {
+    // Nothing may have been scaled.
+    for (UINT y = 0; y < area.height; ++y) {
+      std::memset(buffer + std::size_t{y} * stride, 0, area.width * kBytesPerPixel);
+    }
+  }
+  return scaled;
 }
 
 HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer, PixelLayout layout) {
