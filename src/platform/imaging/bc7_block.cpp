@@ -167,6 +167,7 @@ void Block::ReadEnds() {
 
 Block::Indices Block::ReadIndices(unsigned index_bits) {
   Indices indices{};
+  if (index_bits == 0) return indices;
   for (unsigned i = 0; i < indices.size(); ++i) {
     indices[i] = bits_.Read(index_bits - (IsAnchor(i) ? 1 : 0));
   }
@@ -178,8 +179,9 @@ void Block::Decode(BYTE* pixels, std::size_t stride) {
   unsigned mode = 0;
   while (mode < kModes.size() && bits_.Read(1) == 0) ++mode;
   if (mode == kModes.size()) {
-    for (std::size_t y = 0; y < kBlockSide; ++y)
+    for (std::size_t y = 0; y < kBlockSide; ++y) {
       std::fill_n(pixels + y * stride, kBlockSide * 4, 0);
+    }
     return;
   }
   mode_ = &kModes[mode];
@@ -191,7 +193,8 @@ void Block::Decode(BYTE* pixels, std::size_t stride) {
   const unsigned second_bits = mode_->second_index_bits;
   const Indices first = ReadIndices(first_bits);
   // Where there are second indices, they are alpha's, unless selection has them change places.
-  const Indices second = second_bits == 0 ? first : ReadIndices(second_bits);
+  const Indices further = ReadIndices(second_bits);
+  const Indices& second = second_bits == 0 ? first : further;
   const unsigned other_bits = second_bits == 0 ? first_bits : second_bits;
   const Indices& colour_indices = selected ? second : first;
   const Indices& alpha_indices = selected ? first : second;

@@ -12,8 +12,9 @@ namespace {
 
 BYTE FromFloat(float value) {
   // In this order what is no number is 0, too.
-  const float clamped = std::min(std::max(0.0f, value), 1.0f);
-  return static_cast<BYTE>(static_cast<double>(clamped) * 255 + 0.5);
+  const double clamped = std::min(std::max(0.0f, value), 1.0f);
+  constexpr double kHalf = 0.5;
+  return static_cast<BYTE>(clamped * 255 + kHalf);
 }
 
 // Below 0, and for what is no number, 0.
