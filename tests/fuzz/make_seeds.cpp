@@ -1,11 +1,13 @@
 // Writes the files that fuzzing starts from: make_seeds FOLDER
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
-#include "platform/imaging/test_pictures.h"
+#include "platform/imaging/test_dds.h"
+#include "platform/imaging/test_gifs.h"
 
 namespace {
 
@@ -44,22 +46,94 @@ void WriteJpegs(const std::filesystem::path& folder) {
       JpegPicture picture = MakeJpeg(colour, coding, 19, 23);
       picture.adobe = colour == JpegColour::kYcck;
       Write(folder, EncodeJpeg(picture));
-      picture.chroma = 2;
+      picture.chroma_across = picture.chroma_down = 2;
       picture.restart_rows = 1;
       const Bytes file = EncodeJpeg(picture);
       Write(folder, file);
       Write(folder, Bytes(file.begin(), file.end() - static_cast<std::ptrdiff_t>(file.size() / 5)));
     }
   }
+  for (const JpegCoding coding : {JpegCoding::kSequential, JpegCoding::kProgressive}) {
+    JpegPicture picture = MakeJpeg(JpegColour::kYCbCr, coding, 19, 23);
+    picture.chroma_across = 2;
+    Write(folder, EncodeJpeg(picture));
+    picture.arithmetic = true;
+    Write(folder, EncodeJpeg(picture));
+  }
 }
 
 void WriteBmps(const std::filesystem::path& folder) {
-  for (const unsigned bits : {1u, 4u, 8u, 24u, 32u}) {
+  for (const unsigned bits : {1u, 2u, 4u, 8u, 16u, 24u, 32u}) {
     for (const bool top_down : {false, true}) {
-      Bytes file = EncodeBmp(MakeBmp(bits, 9, 7, top_down, bits == 32 && top_down));
+      BmpPicture picture = MakeBmp(bits, 9, 7, top_down, bits == 32 && top_down);
+      Bytes file = EncodeBmp(picture);
       Write(folder, file);
       // A width that the data does not reach.
       file[18] = 0x70;
+      Write(folder, file);
+      if (top_down) continue;
+      for (const unsigned header : {12u, 16u, 64u}) {
+        picture.header = header;
+        Write(folder, EncodeBmp(picture));
+      }
+    }
+  }
+  BmpPicture masked = MakeBmp(16, 9, 7, false, false);
+  masked.compression = 6;
+  masked.masks = {0xF00, 0xF0, 0xF, 0xF000};
+  Write(folder, EncodeBmp(masked));
+  // Runs, indices one by one, a move, and the ends of rows and of the picture.
+  const Bytes runs = {5, 0x12, 0, 0, 0, 3, 1,    2, 3, 0, 0, 2, 2,
+                      1, 200,  3, 0, 5, 1, 0x23, 3, 2, 1, 0, 0, 1};
+  for (const unsigned bits : {4u, 8u}) {
+    BmpPicture picture = MakeBmp(bits, 9, 7, false, false);
+    picture.compression = bits == 8 ? 1 : 2;
+    Bytes file = EncodeBmpHeader(picture, runs.size());
+    file.insert(file.end(), runs.begin(), runs.end());
+    Write(folder, file);
+  }
+}
+
+void WriteDdses(const std::filesystem::path& folder) {
+  Noise noise(5);
+  Bytes data(9 * 7 * 16);
+  for (BYTE& byte : data) byte = static_cast<BYTE>(noise.Below(256));
+  for (const unsigned format : {2u,  6u,  10u, 11u, 16u, 24u, 28u, 41u, 54u, 56u, 61u, 65u,
+                                71u, 74u, 77u, 80u, 81u, 83u, 84u, 85u, 87u, 88u, 98u, 115u}) {
+    Write(folder, EncodeDds(MakeDxgi(format, 9, 7, data)));
+  }
+  Write(folder, EncodeDds(MakeDxgi(98, 64, 4, NoisyBc7Blocks(16))));
+  for (const char* name : {"DXT1", "DXT2", "DXT5", "ATI2"}) {
+    char code[5]{};
+    std::copy_n(name, 4, code);
+    DdsPicture picture = MakeFourCc(code, 9, 7, data);
+    Write(folder, EncodeDds(picture));
+    picture.width = 1 << 14;
+    Write(folder, EncodeDds(picture));
+  }
+  DdsPicture masked;
+  masked.width = 9;
+  masked.height = 7;
+  masked.flags = 0x41;
+  masked.data = data;
+  for (const unsigned bits : {8u, 16u, 24u, 32u}) {
+    masked.bits = bits;
+    const unsigned step = bits / 4;
+    for (unsigned i = 0; i < 4; ++i) masked.masks[i] = ((1u << step) - 1) << step * i;
+    Write(folder, EncodeDds(masked));
+  }
+}
+
+void WriteGifs(const std::filesystem::path& folder) {
+  for (const unsigned colours : {2u, 16u, 256u}) {
+    for (const bool interlaced : {false, true}) {
+      GifPicture picture = MakeGif(colours, interlaced, interlaced);
+      picture.before_frames = MakeGifApplication("NETSCAPE2.0", {1, 0, 0});
+      Bytes file = EncodeGif(picture);
+      Write(folder, file);
+      Write(folder, Bytes(file.begin(), file.end() - static_cast<std::ptrdiff_t>(file.size() / 5)));
+      // The first frame's height, which the data does not reach.
+      file[13 + colours * 3 + picture.before_frames.size() + (interlaced ? 8 : 0) + 8] = 1;
       Write(folder, file);
     }
   }
@@ -75,5 +149,7 @@ int main(int argc, char** argv) {
   WritePngs(std::filesystem::path(argv[1]) / "png");
   WriteJpegs(std::filesystem::path(argv[1]) / "jpeg");
   WriteBmps(std::filesystem::path(argv[1]) / "bmp");
+  WriteDdses(std::filesystem::path(argv[1]) / "dds");
+  WriteGifs(std::filesystem::path(argv[1]) / "gif");
   return 0;
 }

@@ -7,6 +7,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <type_traits>
 #include <utility>
@@ -160,6 +161,61 @@ struct STATSTG {
   DWORD type;
   ULARGE_INTEGER cbSize;
 };
+
+using VARTYPE = WORD;
+constexpr VARTYPE VT_EMPTY = 0;
+constexpr VARTYPE VT_BOOL = 11;
+constexpr VARTYPE VT_UI1 = 17;
+constexpr VARTYPE VT_UI2 = 18;
+/// Added to the type of its elements.
+constexpr VARTYPE VT_VECTOR = 0x1000;
+
+using VARIANT_BOOL = std::int16_t;
+constexpr VARIANT_BOOL VARIANT_TRUE = -1;
+constexpr VARIANT_BOOL VARIANT_FALSE = 0;
+
+/// Bytes that belong to the value they are part of.
+struct CAUB {
+  ULONG cElems;
+  BYTE* pElems;
+};
+
+/// A value that carries its type: of the published types those that the layer gives.
+struct PROPVARIANT {
+  VARTYPE vt;
+  WORD wReserved1;
+  WORD wReserved2;
+  WORD wReserved3;
+  union {
+    BYTE bVal;             // VT_UI1
+    WORD uiVal;            // VT_UI2
+    VARIANT_BOOL boolVal;  // VT_BOOL
+    CAUB caub;             // VT_VECTOR | VT_UI1
+  };
+};
+
+/// Makes `*value` an empty one, whatever it held.
+inline void PropVariantInit(PROPVARIANT* value) { *value = PROPVARIANT{}; }
+
+/// Frees what the value owns and leaves it empty. Every value that the layer gave is passed to this
+/// once it is of no more use. `S_OK`, or `E_INVALIDARG` with the value untouched for a type that
+/// the layer does not give.
+inline HRESULT PropVariantClear(PROPVARIANT* value) {
+  switch (value->vt) {
+    case VT_EMPTY:
+    case VT_BOOL:
+    case VT_UI1:
+    case VT_UI2:
+      break;
+    case VT_VECTOR | VT_UI1:
+      std::free(value->caub.pElems);
+      break;
+    default:
+      return E_INVALIDARG;
+  }
+  PropVariantInit(value);
+  return S_OK;
+}
 
 constexpr DWORD GENERIC_READ = 0x80000000;
 constexpr DWORD GENERIC_WRITE = 0x40000000;

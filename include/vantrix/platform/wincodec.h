@@ -1,13 +1,15 @@
 #pragma once
 
-/// The part of the imaging contract that the library uses: decoders, frames, format conversion,
-/// scaling, encoders and streams.
+/// The part of the imaging contract that the library uses: decoders, frames, their metadata and
+/// palettes, format conversion, scaling, encoders and streams.
 
 #include <vantrix/platform/com.h>
 
 constexpr HRESULT WINCODEC_ERR_WRONGSTATE = static_cast<HRESULT>(0x88982F04);
 constexpr HRESULT WINCODEC_ERR_UNKNOWNIMAGEFORMAT = static_cast<HRESULT>(0x88982F07);
 constexpr HRESULT WINCODEC_ERR_NOTINITIALIZED = static_cast<HRESULT>(0x88982F0C);
+constexpr HRESULT WINCODEC_ERR_PROPERTYNOTFOUND = static_cast<HRESULT>(0x88982F40);
+constexpr HRESULT WINCODEC_ERR_PALETTEUNAVAILABLE = static_cast<HRESULT>(0x88982F45);
 constexpr HRESULT WINCODEC_ERR_CODECTOOMANYSCANLINES = static_cast<HRESULT>(0x88982F46);
 constexpr HRESULT WINCODEC_ERR_COMPONENTNOTFOUND = static_cast<HRESULT>(0x88982F50);
 constexpr HRESULT WINCODEC_ERR_IMAGESIZEOUTOFRANGE = static_cast<HRESULT>(0x88982F51);
@@ -29,6 +31,16 @@ constexpr GUID GUID_ContainerFormatPng = {
     0x1B7CFAF4, 0x713F, 0x473C, {0xBB, 0xCD, 0x61, 0x37, 0x42, 0x5F, 0xAE, 0xAF}};
 constexpr GUID GUID_ContainerFormatJpeg = {
     0x19E4A5AA, 0x5662, 0x4FC5, {0xA0, 0xC0, 0x17, 0x58, 0x02, 0x8E, 0x10, 0x57}};
+constexpr GUID GUID_ContainerFormatTiff = {
+    0x163BCC30, 0xE2E9, 0x4F0B, {0x96, 0x1D, 0xA3, 0xE9, 0xFD, 0xB7, 0x88, 0xA3}};
+constexpr GUID GUID_ContainerFormatGif = {
+    0x1F8A5601, 0x7D4D, 0x4CBD, {0x9C, 0x82, 0x1B, 0xC8, 0xD4, 0xEE, 0xB9, 0xA5}};
+constexpr GUID GUID_ContainerFormatWmp = {
+    0x57A37CAA, 0x367A, 0x4540, {0x91, 0x6B, 0xF1, 0x83, 0xC5, 0x09, 0x3A, 0x4B}};
+constexpr GUID GUID_ContainerFormatDds = {
+    0x9967CB95, 0x2E85, 0x4AC8, {0x8C, 0xA2, 0x83, 0xD7, 0xCC, 0xD4, 0x25, 0xC9}};
+constexpr GUID GUID_ContainerFormatWebp = {
+    0xE094B0E2, 0x67F2, 0x45B3, {0xB0, 0xEA, 0x11, 0x53, 0x37, 0xCA, 0x7C, 0xF3}};
 
 using WICPixelFormatGUID = GUID;
 using REFWICPixelFormatGUID = const WICPixelFormatGUID&;
@@ -43,10 +55,50 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA = {
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppPRGBA = {
     0x3CC4A650, 0xA527, 0x4D37, {0xA9, 0x16, 0x31, 0x42, 0xC7, 0xEB, 0xED, 0xBA}};
 
+/// Further formats that encoders take. Channels of 8 and more bits are in memory order; 565, 5551
+/// and 1010102 lie in a little-endian number, the first named from the lowest bit on. Where the
+/// fourth byte has no name, it is not read. Half and Float are numbers whose 0 and 1 are the bounds
+/// of what the 8-bit formats hold, on the same scale: no transfer function lies between them. XR
+/// has 0 at 384 and 1 at 894. RGBE is three fractions of 8 bits and an exponent from 128.
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppBGR = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0E}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat128bppRGBAFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x19}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBAHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBA = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x16}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBE = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3D}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGR565 = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppGrayFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x11}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGrayHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3E}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0B}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x08}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGB = {
+    0xD98C6B95, 0x3EFE, 0x47D6, {0xBB, 0x25, 0xEB, 0x17, 0x48, 0xAB, 0x0C, 0xF1}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGRA5551 = {
+    0x05EC7C2B, 0xF1E6, 0x4961, {0xAD, 0x46, 0xE1, 0xCC, 0x81, 0x0A, 0x87, 0xD2}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102 = {
+    0x25238D72, 0xFCF9, 0x4522, {0xB5, 0x14, 0x55, 0x78, 0xE5, 0xAD, 0x55, 0xE0}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102XR = {
+    0x00DE6B9A, 0xC101, 0x434B, {0xB5, 0x02, 0xD0, 0x16, 0x5E, 0xE1, 0x12, 0x2C}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppAlpha = {
+    0xE6CD0116, 0xEEBA, 0x4161, {0xAA, 0x85, 0x27, 0xDD, 0x9F, 0xB3, 0xA8, 0x95}};
+
 /// Largest width and height of a picture, and its largest number of pixels. A header that claims
 /// more is refused before memory is taken.
 constexpr UINT WIC_MAXIMUM_SIDE = 65500;
 constexpr UINT64 WIC_MAXIMUM_PIXELS = UINT64{1} << 27;
+/// Most frames of a file, and most pixels of all of them, which a host may well decode together. A
+/// file with more is refused when it is opened.
+constexpr UINT WIC_MAXIMUM_FRAMES = 10000;
+constexpr UINT64 WIC_MAXIMUM_PIXELS_OF_ALL_FRAMES = UINT64{1} << 28;
 
 enum WICDecodeOptions : UINT {
   WICDecodeMetadataCacheOnDemand = 0,
@@ -72,7 +124,52 @@ struct WICRect {
   INT Height;
 };
 
-class IWICPalette;
+/// A colour of a palette: alpha in the highest byte, then red, green and blue.
+using WICColor = UINT32;
+
+/// Colours in order. Empty when it is made.
+class IWICPalette : public IUnknown {
+ public:
+  /// Takes `count` colours, 1 to 256. `E_INVALIDARG` for another number or none.
+  virtual HRESULT InitializeCustom(WICColor* colors, UINT count) = 0;
+  virtual HRESULT InitializeFromPalette(IWICPalette* palette) = 0;
+  /// `WINCODEC_ERR_NOTINITIALIZED` while it is empty, as for `GetColors`.
+  virtual HRESULT GetColorCount(UINT* count) = 0;
+  /// Stores the colours, up to `count`, and how many they are in `*actual`.
+  virtual HRESULT GetColors(UINT count, WICColor* colors, UINT* actual) = 0;
+
+ protected:
+  ~IWICPalette() = default;
+};
+VANTRIX_INTERFACE(IWICPalette, 0x00000040, 0xA8F2, 0x4877,
+                  {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
+
+/// What a file tells of itself or of one frame, by name. It keeps its decoder alive.
+///
+/// Of GIF, the file has
+///   /logscrdesc/Width, Height                            VT_UI2
+///   /logscrdesc/GlobalColorTableFlag                     VT_BOOL
+///   /logscrdesc/BackgroundColorIndex, PixelAspectRatio   VT_UI1
+///   /appext/application, data                            VT_UI1 | VT_VECTOR
+/// where the latter are of the first application extension that tells how often the animation is
+/// to be repeated, else of the first there is: 11 bytes of name, and all of its sub-blocks with
+/// their sizes. A frame has
+///   /imgdesc/Left, Top, Width, Height                    VT_UI2
+///   /grctlext/Delay                                      VT_UI2, in hundredths of a second
+///   /grctlext/Disposal                                   VT_UI1
+///   /grctlext/TransparencyFlag                           VT_BOOL
+/// of which the latter three are there when a graphic control extension precedes the frame.
+class IWICMetadataQueryReader : public IUnknown {
+ public:
+  /// Stores a value, which the caller gives to `PropVariantClear`. `value` may be null, to ask
+  /// whether there is one. `WINCODEC_ERR_PROPERTYNOTFOUND`, with the value empty.
+  virtual HRESULT GetMetadataByName(LPCWSTR name, PROPVARIANT* value) = 0;
+
+ protected:
+  ~IWICMetadataQueryReader() = default;
+};
+VANTRIX_INTERFACE(IWICMetadataQueryReader, 0x30989668, 0xE1C9, 0x4597,
+                  {0xB3, 0x95, 0x45, 0x8E, 0xED, 0xB8, 0x08, 0xDF});
 
 /// A source of pixels.
 class IWICBitmapSource : public IUnknown {
@@ -91,9 +188,17 @@ class IWICBitmapSource : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapSource, 0x00000120, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// One picture of a file, decoded to `GUID_WICPixelFormat32bppRGBA` whatever the file stores. It
-/// keeps its decoder alive.
+/// One picture of a file, decoded to one of the four 8-bit formats with alpha: the one that its
+/// decoder gives at the least cost. It keeps its decoder alive. Frames of one file are best copied
+/// one after the other and from top to bottom: then each is decoded once.
 class IWICBitmapFrameDecode : public IWICBitmapSource {
+ public:
+  /// The frame's colours, or those of the file that it goes by.
+  /// `WINCODEC_ERR_PALETTEUNAVAILABLE`.
+  virtual HRESULT CopyPalette(IWICPalette* palette) = 0;
+  /// `WINCODEC_ERR_UNSUPPORTEDOPERATION` for a format that has no metadata here.
+  virtual HRESULT GetMetadataQueryReader(IWICMetadataQueryReader** reader) = 0;
+
  protected:
   ~IWICBitmapFrameDecode() = default;
 };
@@ -104,8 +209,13 @@ class IWICBitmapDecoder : public IUnknown {
  public:
   virtual HRESULT GetContainerFormat(GUID* format) = 0;
   virtual HRESULT GetFrameCount(UINT* count) = 0;
-  /// `WINCODEC_ERR_FRAMEMISSING` for an index beyond the frames.
+  /// `WINCODEC_ERR_FRAMEMISSING` for an index beyond the frames, or what is wrong with the frame's
+  /// header, as from opening a file.
   virtual HRESULT GetFrame(UINT index, IWICBitmapFrameDecode** frame) = 0;
+  /// The colours that all frames share. `WINCODEC_ERR_PALETTEUNAVAILABLE`.
+  virtual HRESULT CopyPalette(IWICPalette* palette) = 0;
+  /// `WINCODEC_ERR_UNSUPPORTEDOPERATION` for a format that has no metadata here.
+  virtual HRESULT GetMetadataQueryReader(IWICMetadataQueryReader** reader) = 0;
 
  protected:
   ~IWICBitmapDecoder() = default;
@@ -113,7 +223,7 @@ class IWICBitmapDecoder : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapDecoder, 0x9EDDE9E7, 0x8DEE, 0x47EA,
                   {0x99, 0xDF, 0xE6, 0xFA, 0xF2, 0xED, 0x44, 0xBF});
 
-/// Converts pixels from one of the four formats above to another.
+/// Converts pixels from one of the four 8-bit formats with alpha to another.
 class IWICFormatConverter : public IWICBitmapSource {
  public:
   /// Dithering and palettes are not for these formats: `dither` must be none, `palette` null; the
@@ -137,8 +247,8 @@ class IWICBitmap : public IWICBitmapSource {
 VANTRIX_INTERFACE(IWICBitmap, 0x00000121, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// Gives a picture of one of the four formats above at another size. The modes read, along each
-/// side, where the middle of the new pixel lies in the source:
+/// Gives a picture of one of the four 8-bit formats with alpha at another size. The modes read,
+/// along each side, where the middle of the new pixel lies in the source:
 ///   nearest  the pixel there
 ///   linear   the two pixels beside it, weighted by their nearness
 ///   cubic    the four pixels around it, by the cubic curve through the middle two that is smooth
@@ -193,7 +303,8 @@ class IWICBitmapFrameEncode : public IUnknown {
   virtual HRESULT Initialize(IPropertyBag2* options) = 0;
   /// `E_INVALIDARG` for a side of 0, `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above.
   virtual HRESULT SetSize(UINT width, UINT height) = 0;
-  /// Says how the pixels to come are laid out: one of the four formats above. For any other
+  /// Says how the pixels to come are laid out: one of the formats above, all of which become 8-bit
+  /// channels in the file, rounded to nearest; beyond the bounds lies the bound. For any other
   /// `*format` becomes `GUID_WICPixelFormat32bppBGRA`, which is also the start.
   virtual HRESULT SetPixelFormat(WICPixelFormatGUID* format) = 0;
   /// Takes the next rows. `WINCODEC_ERR_CODECTOOMANYSCANLINES` beyond the height, and as
@@ -249,8 +360,10 @@ class IWICImagingFactory2 : public IUnknown {
   virtual HRESULT CreateFormatConverter(IWICFormatConverter** converter) = 0;
   virtual HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
-  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng` or
-  /// `GUID_ContainerFormatBmp`. `vendor` may be null.
+  virtual HRESULT CreatePalette(IWICPalette** palette) = 0;
+  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng`,
+  /// `GUID_ContainerFormatBmp`, `GUID_ContainerFormatJpeg`, `GUID_ContainerFormatGif` or
+  /// `GUID_ContainerFormatDds`. `vendor` may be null.
   virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
                                 IWICBitmapEncoder** encoder) = 0;
   /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the

@@ -16,6 +16,7 @@ HRESULT FormatConverter::Initialize(IWICBitmapSource* source, REFWICPixelFormatG
   const std::optional<PixelLayout> to = LayoutOf(format);
   if (!from || !to) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
   source_ = source;
+  source_.QueryInterface(&converting_);
   format_ = format;
   from_ = *from;
   to_ = *to;
@@ -36,6 +37,7 @@ HRESULT FormatConverter::GetPixelFormat(WICPixelFormatGUID* format) {
 
 HRESULT FormatConverter::CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* buffer) {
   if (source_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
+  if (converting_ != nullptr) return converting_->CopyPixelsAs(rect, stride, size, buffer, to_);
   UINT width = 0;
   UINT height = 0;
   HRESULT result = source_->GetSize(&width, &height);

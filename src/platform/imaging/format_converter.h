@@ -5,6 +5,7 @@
 #include <vantrix/platform/wincodec.h>
 
 #include "platform/com/com_object.h"
+#include "platform/imaging/converting_source.h"
 #include "platform/imaging/pixels.h"
 
 namespace Vantra::Platform {
@@ -20,6 +21,7 @@ class FormatConverter final : public ComObject<Implements<IWICFormatConverter, I
 
  private:
   CComPtr<IWICBitmapSource> source_;
+  CComPtr<IConvertingSource> converting_;  // the same, if it is one
   WICPixelFormatGUID format_{};
   PixelLayout from_{};
   PixelLayout to_{};

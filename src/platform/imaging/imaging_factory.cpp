@@ -5,6 +5,7 @@
 #include "platform/imaging/encoder.h"
 #include "platform/imaging/format_converter.h"
 #include "platform/imaging/memory_bitmap.h"
+#include "platform/imaging/palette.h"
 #include "platform/imaging/scaler.h"
 #include "platform/imaging/streams.h"
 
@@ -45,6 +46,8 @@ class ImagingFactory final : public ComObject<IWICImagingFactory2> {
   HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) override { return Make<Scaler>(scaler); }
 
   HRESULT CreateStream(IWICStream** stream) override { return Make<Stream>(stream); }
+
+  HRESULT CreatePalette(IWICPalette** palette) override { return Make<Palette>(palette); }
 
   HRESULT CreateEncoder(REFGUID container, const GUID*, IWICBitmapEncoder** encoder) override {
     if (encoder == nullptr) return E_POINTER;

@@ -2,7 +2,6 @@
 
 #include <csetjmp>
 #include <cstdio>
-#include <new>
 
 // The library has a type of this name, of another size than the contract's.
 #define INT32 JpegInt32
@@ -16,9 +15,11 @@ namespace {
 
 constexpr BYTE kSignature[] = {0xFF, 0xD8, 0xFF};
 
-// Each scan passes over the whole picture, and many scans fit into a short file. Encoders write
-// about ten.
-constexpr int kMaximumScans = 128;
+// A block of 8 by 8 takes one bit at least in Huffman codes. Arithmetic coding has no such bound;
+// one that is met by all but empty pictures keeps a few bytes from being worth any number of
+// pixels.
+constexpr UINT64 kMostHuffmanBlocksPerByte = 8;
+constexpr UINT64 kMostArithmeticBlocksPerByte = 128;
 
 // What the library reports as a warning though all pixels are there.
 bool IsHarmless(int message) {
@@ -42,6 +43,9 @@ class JpegReader final : public PictureReader {
   ~JpegReader() override { jpeg_destroy_decompress(&jpeg_); }
 
   HRESULT Open();
+  PixelLayout Layout() const override {
+    return {.blue_first = true, .premultiplied = false, .opaque = true};
+  }
   HRESULT ReadRow(BYTE* row) override;
   HRESULT Finish() override;
 
@@ -122,7 +126,7 @@ void JpegReader::OnSkip(j_decompress_ptr jpeg, long size) {
 }
 
 void JpegReader::OnProgress(j_common_ptr jpeg) {
-  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMaximumScans) {
+  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMostJpegScans) {
     ERREXIT(jpeg, JERR_BAD_PROGRESSION);
   }
 }
@@ -145,7 +149,10 @@ HRESULT JpegReader::Open() {
     jpeg_.progress = &progress_;
     jpeg_read_header(&jpeg_, TRUE);
   });
-  if (!done) return Cause(WINCODEC_ERR_BADHEADER);
+  // 12 bits a sample, and lossless and hierarchical pictures.
+  const bool unknown =
+      errors_.msg_code == JERR_BAD_PRECISION || errors_.msg_code == JERR_SOF_UNSUPPORTED;
+  if (!done) return Cause(unknown ? WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT : WINCODEC_ERR_BADHEADER);
   const HRESULT size_result = SetSize(jpeg_.image_width, jpeg_.image_height);
   if (FAILED(size_result)) return size_result;
 
@@ -153,31 +160,28 @@ HRESULT JpegReader::Open() {
     case JCS_GRAYSCALE:
     case JCS_RGB:
     case JCS_YCbCr:
-      jpeg_.out_color_space = JCS_EXT_RGBA;
+      jpeg_.out_color_space = JCS_EXT_BGRA;
       break;
     case JCS_CMYK:
     case JCS_YCCK:
       jpeg_.out_color_space = JCS_CMYK;
       break;
     default:
-      return WINCODEC_ERR_BADHEADER;
+      return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
   }
-  // Arithmetic coding, which nothing in use writes, would make a few bytes worth any number of
-  // pixels.
-  if (jpeg_.arith_code) return WINCODEC_ERR_BADHEADER;
   several_scans_ = jpeg_has_multiple_scans(&jpeg_);
   return S_OK;
 }
 
 HRESULT JpegReader::Start() {
   // With several scans the library holds the whole picture's coefficients.
-  if (several_scans_ && !CanBeComplete()) return WINCODEC_ERR_BADIMAGE;
+  if ((several_scans_ || jpeg_.arith_code) && !CanBeComplete()) return WINCODEC_ERR_BADIMAGE;
   if (!Run([this] { jpeg_start_decompress(&jpeg_); })) return Cause(WINCODEC_ERR_BADIMAGE);
   if (several_scans_ && !HasAllComponents()) damage_ = Cause(WINCODEC_ERR_BADIMAGE);
   return S_OK;
 }
 
-// Whether the file is long enough for its size: a block of 8 by 8 takes one bit at least.
+// Whether the file is long enough for its size.
 bool JpegReader::CanBeComplete() {
   UINT64 blocks = 0;
   for (int i = 0; i < jpeg_.num_components; ++i) {
@@ -185,7 +189,8 @@ bool JpegReader::CanBeComplete() {
     blocks += UINT64{component.width_in_blocks} * component.height_in_blocks;
   }
   const std::optional<UINT64> size = stream_.Size();
-  return !size || *size >= blocks / 8;
+  const UINT64 most = jpeg_.arith_code ? kMostArithmeticBlocksPerByte : kMostHuffmanBlocksPerByte;
+  return !size || *size >= blocks / most;
 }
 
 // A component that no scan holds would be grey, without a word from the library.
@@ -217,9 +222,10 @@ void JpegReader::ConvertFromCmyk(BYTE* row) const {
   const unsigned inverse = jpeg_.saw_Adobe_marker ? 0 : 0xFF;
   for (UINT x = 0; x < Width(); ++x, row += kBytesPerPixel) {
     const unsigned light = row[3] ^ inverse;
-    for (int channel = 0; channel < 3; ++channel) {
-      row[channel] = Multiply(row[channel] ^ inverse, light);
-    }
+    const BYTE red = Multiply(row[0] ^ inverse, light);
+    row[0] = Multiply(row[2] ^ inverse, light);
+    row[1] = Multiply(row[1] ^ inverse, light);
+    row[2] = red;
     row[3] = 0xFF;
   }
 }
@@ -229,16 +235,10 @@ HRESULT JpegReader::Finish() {
   return damage_;
 }
 
-HRESULT Open(StreamReader& stream, std::unique_ptr<PictureReader>* reader) {
-  std::unique_ptr<JpegReader> jpeg(new (std::nothrow) JpegReader(stream));
-  if (jpeg == nullptr) return E_OUTOFMEMORY;
-  const HRESULT result = jpeg->Open();
-  if (SUCCEEDED(result)) *reader = std::move(jpeg);
-  return result;
-}
+bool Recognises(std::span<const BYTE> start) { return BeginsWith(start, kSignature); }
 
 }  // namespace
 
-const Coder kJpegCoder = {GUID_ContainerFormatJpeg, kSignature, Open};
+const Coder kJpegCoder = {GUID_ContainerFormatJpeg, Recognises, OpenSinglePicture<JpegReader>};
 
 }  // namespace Vantra::Platform

@@ -1,18 +1,13 @@
 #pragma once
 
-/// What a picture coder implements: reading one picture from top to bottom, a row at a time, so
+/// What a picture decoder implements: reading one picture from top to bottom, a row at a time, so
 /// that no coder holds a copy of the picture unless its file orders the pixels otherwise.
 
 #include <vantrix/platform/wincodec.h>
 
-#include <memory>
-#include <span>
-
-#include "platform/imaging/stream_reader.h"
+#include "platform/imaging/pixels.h"
 
 namespace Vantra::Platform {
-
-constexpr std::size_t kBytesPerPixel = 4;
 
 class PictureReader {
  public:
@@ -23,8 +18,11 @@ class PictureReader {
   UINT Width() const { return width_; }
   UINT Height() const { return height_; }
 
-  /// Stores the next row, as many times as there are rows: red, green, blue, alpha bytes, straight
-  /// alpha. After a failure the reader has no further rows.
+  /// How the rows lay out a pixel: what can be given at the least cost.
+  virtual PixelLayout Layout() const = 0;
+
+  /// Stores the next row, as many times as there are rows. After a failure the reader has no
+  /// further rows.
   virtual HRESULT ReadRow(BYTE* row) = 0;
 
   /// Checks the rest of the file after the last row.
@@ -54,15 +52,6 @@ class PictureReader {
  private:
   UINT width_ = 0;
   UINT height_ = 0;
-};
-
-/// A picture format.
-struct Coder {
-  GUID container;
-  /// Bytes that files of the format begin with.
-  std::span<const BYTE> signature;
-  /// Reads a file's header from the start of `stream`, which the reader goes on using.
-  HRESULT (*open)(StreamReader& stream, std::unique_ptr<PictureReader>* reader);
 };
 
 }  // namespace Vantra::Platform

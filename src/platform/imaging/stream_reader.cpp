@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace Vantra::Platform {
 
@@ -16,7 +17,22 @@ HRESULT StreamReader::Open() {
 
 void StreamReader::Rewind() {
   next_ = start_;
+  filled_ = 0;
   failure_ = S_OK;
+  rest_ = {};
+}
+
+void StreamReader::Seek(UINT64 from_start) {
+  const UINT64 most = std::numeric_limits<UINT64>::max() - start_;
+  const UINT64 position = start_ + std::min(from_start, most);
+  // Short steps, such as those over the parts of a header, stay within the block.
+  if (position <= next_ && next_ - position <= filled_) {
+    const auto left = static_cast<std::size_t>(next_ - position);
+    rest_ = {block_.data() + (filled_ - left), left};
+    return;
+  }
+  next_ = position;
+  filled_ = 0;
   rest_ = {};
 }
 
@@ -40,12 +56,14 @@ std::span<const BYTE> StreamReader::NextBlock() {
   if (FAILED(failure_)) return {};
   // The position belongs to whoever holds the stream, who may have moved it since the last block.
   ULONG read = 0;
+  filled_ = 0;
   if (!MoveTo(next_) || FAILED(stream_->Read(block_.data(), kBlockSize, &read)) ||
       read > kBlockSize) {
     failure_ = WINCODEC_ERR_STREAMREAD;
     return {};
   }
   next_ += read;
+  filled_ = read;
   return {block_.data(), read};
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Reads a stream in order, in blocks, for the coders. The stream may be the host's own, so nothing
+/// Reads a stream in blocks, for the coders. The stream may be the host's own, so nothing
 /// that it returns is trusted.
 
 #include <vantrix/platform/wincodec.h>
@@ -24,6 +24,12 @@ class StreamReader {
   /// Goes back to the start, and forgets a failure.
   void Rewind();
 
+  /// Goes on at a number of bytes from the start, which may lie beyond the end.
+  void Seek(UINT64 from_start);
+
+  /// Where the next byte to be read lies, from the start.
+  UINT64 Position() const { return next_ - rest_.size() - start_; }
+
   /// Copies up to `size` bytes and returns their number: less at the end or after a failure.
   std::size_t Read(BYTE* bytes, std::size_t size);
 
@@ -43,7 +49,8 @@ class StreamReader {
 
   CComPtr<IStream> stream_;
   UINT64 start_ = 0;
-  UINT64 next_ = 0;  // where the bytes after the block lie in the stream
+  UINT64 next_ = 0;         // where the bytes after the block lie in the stream
+  std::size_t filled_ = 0;  // of the block
   HRESULT failure_ = S_OK;
   std::array<BYTE, kBlockSize> block_;
   std::span<const BYTE> rest_;  // of the block

@@ -187,7 +187,11 @@ void RepairPngChecksums(std::span<BYTE> file) {
 }
 
 JpegPicture MakeJpeg(JpegColour colour, JpegCoding coding, unsigned width, unsigned height) {
-  JpegPicture picture{colour, coding, false, width, height, 1, 0, {}};
+  JpegPicture picture;
+  picture.colour = colour;
+  picture.coding = coding;
+  picture.width = width;
+  picture.height = height;
   for (unsigned y = 0; y < height; ++y) {
     for (unsigned x = 0; x < width; ++x) {
       const unsigned across = 255 * x / width;
@@ -220,9 +224,10 @@ Bytes EncodeJpeg(const JpegPicture& picture) {
   jpeg_set_quality(&jpeg, 100, TRUE);
   for (unsigned i = 0; i < channels; ++i) {
     const bool chroma = i == 1 || i == 2 || picture.colour == JpegColour::kRgb;
-    jpeg.comp_info[i].h_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma);
-    jpeg.comp_info[i].v_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma);
+    jpeg.comp_info[i].h_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma_across);
+    jpeg.comp_info[i].v_samp_factor = chroma ? 1 : static_cast<int>(picture.chroma_down);
   }
+  jpeg.arith_code = picture.arithmetic;
   jpeg.restart_in_rows = static_cast<int>(picture.restart_rows);
   std::vector<jpeg_scan_info> scans(channels);
   for (unsigned i = 0; i < channels; ++i) {
@@ -265,43 +270,51 @@ Bytes ExpectedRgba(const JpegPicture& picture) {
 }
 
 BmpPicture MakeBmp(unsigned bits, unsigned width, unsigned height, bool top_down, bool alpha) {
-  BmpPicture picture{bits, top_down, alpha, width, height, alpha ? 108u : 40u, {}, {}};
+  BmpPicture picture{bits, top_down, width, height, 40, 0, {}, {}, {}};
+  if (alpha) {
+    picture.header = 108;
+    picture.compression = 3;
+    picture.masks = {0xFF0000, 0xFF00, 0xFF, 0xFF000000};
+  }
   Noise noise(bits * 1000 + width);
   const auto colour = [&] { return noise.Below(0x10000) << 16 | noise.Below(0x10000); };
   for (unsigned i = 0; i < width * height; ++i) {
-    picture.samples.push_back(bits <= 8 ? noise.Below(1u << bits) : colour());
+    picture.samples.push_back(bits <= 16 ? noise.Below(1u << bits) : colour());
   }
   for (unsigned i = 0; bits <= 8 && i < 1u << bits; ++i) picture.palette.push_back(colour());
   return picture;
 }
 
-Bytes EncodeBmp(const BmpPicture& picture) {
+Bytes EncodeBmpHeader(const BmpPicture& picture, std::size_t pixel_bytes) {
   Bytes file;
   const auto put = [&file](std::uint32_t value, unsigned bytes) {
     for (unsigned i = 0; i < bytes; ++i) file.push_back(static_cast<BYTE>(value >> 8 * i));
   };
-  const unsigned row_bytes = (picture.width * picture.bits + 31) / 32 * 4;
-  const auto palette_bytes = static_cast<std::uint32_t>(picture.palette.size() * 4);
-  const std::uint32_t pixels_at = 14 + picture.header + palette_bytes;
+  const bool core = picture.header == 12;
+  const bool masked = picture.compression == 3 || picture.compression == 6;
+  const std::size_t masks = picture.header == 40 && masked ? picture.compression == 6 ? 16 : 12 : 0;
+  const std::size_t palette = picture.palette.size() * (core ? 3 : 4);
+  const auto pixels_at = static_cast<std::uint32_t>(14 + picture.header + masks + palette);
   put('B' | 'M' << 8, 2);
-  put(pixels_at + row_bytes * picture.height, 4);
+  put(static_cast<std::uint32_t>(pixels_at + pixel_bytes), 4);
   put(0, 4);
   put(pixels_at, 4);
   put(picture.header, 4);
-  put(picture.width, 4);
-  put(picture.top_down ? 0u - picture.height : picture.height, 4);
+  put(picture.width, core ? 2 : 4);
+  put(picture.top_down ? 0u - picture.height : picture.height, core ? 2 : 4);
   put(1 | picture.bits << 16, 4);
-  put(picture.alpha ? 3 : 0, 4);
-  put(row_bytes * picture.height, 4);
-  put(0, 4);
-  put(0, 4);
-  put(0, 4);
-  put(0, 4);
-  if (picture.alpha) {
-    for (const std::uint32_t mask : {0xFF0000u, 0xFF00u, 0xFFu, 0xFF000000u}) put(mask, 4);
-  }
-  file.resize(14 + picture.header);
-  for (const std::uint32_t colour : picture.palette) put(colour, 4);
+  put(picture.compression, 4);
+  put(static_cast<std::uint32_t>(pixel_bytes), 4);
+  file.resize(14 + 40);
+  for (const std::uint32_t mask : picture.masks) put(mask, 4);
+  file.resize(14 + picture.header + masks);
+  for (const std::uint32_t colour : picture.palette) put(colour, core ? 3 : 4);
+  return file;
+}
+
+Bytes EncodeBmp(const BmpPicture& picture) {
+  const unsigned row_bytes = (picture.width * picture.bits + 31) / 32 * 4;
+  Bytes file = EncodeBmpHeader(picture, std::size_t{row_bytes} * picture.height);
   for (unsigned line = 0; line < picture.height; ++line) {
     const unsigned y = picture.top_down ? line : picture.height - 1 - line;
     const std::size_t start = file.size();
@@ -322,11 +335,25 @@ Bytes EncodeBmp(const BmpPicture& picture) {
 }
 
 Bytes ExpectedRgba(const BmpPicture& picture) {
+  std::array<std::uint32_t, 4> masks = picture.masks;
+  if (picture.compression == 0) masks = {0xFF0000, 0xFF00, 0xFF, 0};
+  if (picture.compression == 0 && picture.bits == 16) masks = {0x7C00, 0x3E0, 0x1F, 0};
   Bytes pixels;
   for (const std::uint32_t sample : picture.samples) {
     const std::uint32_t colour = picture.bits <= 8 ? picture.palette[sample] : sample;
-    for (const unsigned shift : {16, 8, 0}) pixels.push_back(static_cast<BYTE>(colour >> shift));
-    pixels.push_back(picture.alpha ? static_cast<BYTE>(colour >> 24) : 255);
+    for (const std::uint32_t mask : masks) {
+      // The channel's bits, gathered from the highest.
+      std::uint64_t value = 0;
+      std::uint64_t most = 0;
+      for (unsigned bit = 32; bit-- > 0;) {
+        if ((mask >> bit & 1) == 0) continue;
+        value = value * 2 + (colour >> bit & 1);
+        most = most * 2 + 1;
+      }
+      const bool alpha = pixels.size() % 4 == 3;
+      pixels.push_back(most == 0 ? alpha ? 255 : 0
+                                 : static_cast<BYTE>((value * 510 + most) / (most * 2)));
+    }
   }
   return pixels;
 }
@@ -350,6 +377,16 @@ CComPtr<IWICStream> MakeStream(std::span<const BYTE> file) {
   return stream;
 }
 
+CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source) {
+  CComPtr<IWICFormatConverter> converter;
+  if (FAILED(MakeFactory()->CreateFormatConverter(&converter)) ||
+      FAILED(converter->Initialize(source, GUID_WICPixelFormat32bppRGBA, WICBitmapDitherTypeNone,
+                                   nullptr, 0, WICBitmapPaletteTypeCustom))) {
+    std::abort();
+  }
+  return converter.p;
+}
+
 DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
   DecodedPicture picture;
   CComPtr<IWICBitmapDecoder> decoder;
@@ -357,15 +394,14 @@ DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
                                                           WICDecodeMetadataCacheOnDemand, &decoder);
   if (FAILED(picture.opened)) return picture;
   CComPtr<IWICBitmapFrameDecode> frame;
-  if (FAILED(decoder->GetFrame(0, &frame)) ||
-      FAILED(frame->GetSize(&picture.width, &picture.height))) {
-    std::abort();
-  }
+  picture.opened = decoder->GetFrame(0, &frame);
+  if (FAILED(picture.opened)) return picture;
+  frame->GetSize(&picture.width, &picture.height);
   if (UINT64{picture.width} * picture.height > most_pixels) return picture;
   // What the decoder must fill or zero is neither to begin with.
   constexpr BYTE kUntouched = 0xA5;
   picture.pixels.assign(std::size_t{picture.width} * picture.height * 4, kUntouched);
-  picture.copied = frame->CopyPixels(
+  picture.copied = AsRgba(frame)->CopyPixels(
       nullptr, picture.width * 4, static_cast<UINT>(picture.pixels.size()), picture.pixels.data());
   return picture;
 }

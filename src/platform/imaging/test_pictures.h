@@ -61,8 +61,10 @@ struct JpegPicture {
   bool adobe = false;
   unsigned width = 1;
   unsigned height = 1;
-  /// Side of the samples of the second and third channel in pixels, 1 or 2; not for RGB.
-  unsigned chroma = 1;
+  bool arithmetic = false;
+  /// Size of the samples of the second and third channel in pixels, 1, 2 or 4; not for RGB.
+  unsigned chroma_across = 1;
+  unsigned chroma_down = 1;
   /// Rows of blocks between restart markers, 0 for none.
   unsigned restart_rows = 0;
   /// Grey, red green blue, or cyan magenta yellow black as stored.
@@ -76,27 +78,31 @@ Bytes EncodeJpeg(const JpegPicture& picture);
 Bytes ExpectedRgba(const JpegPicture& picture);
 
 struct BmpPicture {
-  /// 1, 4, 8, 24 or 32.
+  /// 1, 2, 4, 8, 16, 24 or 32.
   unsigned bits = 24;
   bool top_down = false;
-  /// With 32 bits: masks that give the fourth byte to alpha.
-  bool alpha = false;
   unsigned width = 1;
   unsigned height = 1;
-  /// Bytes of the information header: 40, 56, 108 or 124; 56 and more with alpha.
+  /// Bytes of the information header: 12, or 16 and more.
   unsigned header = 40;
-  /// Index into the palette, or red, green, blue, alpha in order of value.
+  /// The number of the compression; with 3 or 6, the masks of red, green, blue and alpha.
+  unsigned compression = 0;
+  std::array<std::uint32_t, 4> masks{};
+  /// Index into the palette, or the pixel.
   std::vector<std::uint32_t> samples;
   std::vector<std::uint32_t> palette;
 };
 
 /// A picture with noise for samples and palette.
+/// With `alpha`, 32 bits have masks that give the fourth byte to alpha.
 BmpPicture MakeBmp(unsigned bits, unsigned width, unsigned height, bool top_down, bool alpha);
+/// What stands before the pixels, which are said to take so many bytes.
+Bytes EncodeBmpHeader(const BmpPicture& picture, std::size_t pixel_bytes);
 Bytes EncodeBmp(const BmpPicture& picture);
 /// The pixels that a decoder must give.
 Bytes ExpectedRgba(const BmpPicture& picture);
 
-/// What opening and copying a whole file gave.
+/// What opening a file and copying its first frame gave.
 struct DecodedPicture {
   HRESULT opened = E_FAIL;
   HRESULT copied = E_FAIL;
@@ -110,6 +116,8 @@ struct DecodedPicture {
 CComPtr<IWICImagingFactory2> MakeFactory();
 /// A stream over `file`, which must outlive it.
 CComPtr<IWICStream> MakeStream(std::span<const BYTE> file);
+/// The pixels of a source with straight alpha, red first.
+CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source);
 /// Decodes to straight alpha, red first. A picture of more than `most_pixels` is only opened.
 DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels = UINT64{1} << 22);
 
