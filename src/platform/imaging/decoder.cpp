@@ -13,6 +13,7 @@
 #include "platform/imaging/jpeg_decoder.h"
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
+#include "platform/imaging/tiff_decoder.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -21,6 +22,7 @@ const Coder* const kCoders[] = {
     &kPngCoder,   //
     &kJpegCoder,  //
     &kBmpCoder,   //
+    &kTiffCoder,  //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {

@@ -11,11 +11,16 @@
 #include "platform/imaging/picture_reader.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
+#include "platform/imaging/tiff_encoder.h"
 
 namespace Vantra::Platform {
 namespace {
 
-const Encoding* const kEncodings[] = {&kPngEncoding, &kBmpEncoding};
+const Encoding* const kEncodings[] = {
+    &kPngEncoding,   //
+    &kBmpEncoding,   //
+    &kTiffEncoding,  //
+};
 
 constexpr PixelLayout kFileLayout = {.blue_first = true, .premultiplied = false};
 
