@@ -49,7 +49,7 @@ class PageList {
     std::optional<UINT64> next = ReadNumber(big_ ? 8 : 4);
     if (!next || *next == 0) return Cause();
     while (next && *next != 0) {
-      if (pages->size() == kMaximumTiffPages) return WINCODEC_ERR_BADHEADER;
+      if (pages->size() == WIC_MAXIMUM_FRAMES) return WINCODEC_ERR_BADHEADER;
       pages->push_back(*next);
       next = Follow(*next);
     }

@@ -8,14 +8,12 @@
 /// left as stored.
 ///
 /// Each page of the file's list is a frame; reduced copies and directories below a page are not
-/// looked at. A page whose directory is damaged is counted, and fails when it is opened.
+/// looked at. A file may have `WIC_MAXIMUM_FRAMES` pages; a list that goes in a circle has more. A page whose directory is damaged is counted, and fails when it is opened.
 
 #include "platform/imaging/picture_file.h"
 
 namespace Vantra::Platform {
 
-/// Most pages of a file. A list that goes in a circle has too many.
-constexpr UINT kMaximumTiffPages = 10000;
 /// Most samples of a pixel.
 constexpr UINT kMaximumTiffSamples = 32;
 /// Largest memory for one row of strips or one tile, in bytes as stored, and for a row of tiles in
