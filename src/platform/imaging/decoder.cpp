@@ -15,6 +15,7 @@
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
 #include "platform/imaging/tiff_decoder.h"
+#include "platform/imaging/webp_decoder.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -25,6 +26,7 @@ const Coder* const kCoders[] = {
     &kBmpCoder,   //
     &kGifCoder,   //
     &kTiffCoder,  //
+    &kWebpCoder,  //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {

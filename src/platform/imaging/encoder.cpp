@@ -12,6 +12,7 @@
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
 #include "platform/imaging/tiff_encoder.h"
+#include "platform/imaging/webp_encoder.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -20,6 +21,7 @@ const Encoding* const kEncodings[] = {
     &kPngEncoding,   //
     &kBmpEncoding,   //
     &kTiffEncoding,  //
+    &kWebpEncoding,  //
 };
 
 constexpr PixelLayout kFileLayout = {.blue_first = true, .premultiplied = false};

@@ -8,7 +8,8 @@
 /// left as stored.
 ///
 /// Each page of the file's list is a frame; reduced copies and directories below a page are not
-/// looked at. A file may have `WIC_MAXIMUM_FRAMES` pages; a list that goes in a circle has more. A page whose directory is damaged is counted, and fails when it is opened.
+/// looked at. A list of pages that goes in a circle has more than `WIC_MAXIMUM_FRAMES`. A page
+/// whose directory is damaged is counted, and fails when it is opened.
 
 #include "platform/imaging/picture_file.h"
 
