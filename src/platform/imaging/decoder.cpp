@@ -12,6 +12,7 @@
 #include "platform/imaging/converting_source.h"
 #include "platform/imaging/gif_decoder.h"
 #include "platform/imaging/jpeg_decoder.h"
+#include "platform/imaging/jxr_decoder.h"
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
 #include "platform/imaging/tiff_decoder.h"
@@ -27,6 +28,7 @@ const Coder* const kCoders[] = {
     &kGifCoder,   //
     &kTiffCoder,  //
     &kWebpCoder,  //
+    &kJxrCoder,   //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {

@@ -8,6 +8,7 @@
 #include "platform/com/com_object.h"
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_encoder.h"
+#include "platform/imaging/jxr_encoder.h"
 #include "platform/imaging/picture_reader.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
@@ -22,6 +23,7 @@ const Encoding* const kEncodings[] = {
     &kBmpEncoding,   //
     &kTiffEncoding,  //
     &kWebpEncoding,  //
+    &kJxrEncoding,   //
 };
 
 constexpr PixelLayout kFileLayout = {.blue_first = true, .premultiplied = false};

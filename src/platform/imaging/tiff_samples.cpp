@@ -1,23 +1,17 @@
 #include "platform/imaging/tiff_samples.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 
 #include "platform/imaging/pixels.h"
+#include "platform/imaging/sample_values.h"
 
 namespace Vantra::Platform {
 namespace {
 
 constexpr unsigned kTableBits = 16;
-
-BYTE FromFloat(double value) {
-  // Written so that what is not a number becomes 0.
-  if (!(value > 0)) return 0;
-  return static_cast<BYTE>(std::min(value, 1.0) * 255 + 0.5);
-}
 
 template <class Value>
 BYTE FromInteger(Value value) {
@@ -26,17 +20,8 @@ BYTE FromInteger(Value value) {
   return static_cast<BYTE>((static_cast<std::uint64_t>(value) * 255 + kGreatest / 2) / kGreatest);
 }
 
-double HalfToDouble(unsigned half) {
-  const int exponent = static_cast<int>(half >> 10 & 31);
-  const unsigned fraction = half & 1023;
-  const double sign = (half & 0x8000) != 0 ? -1 : 1;
-  if (exponent == 31) return fraction != 0 ? std::nan("") : sign * INFINITY;
-  if (exponent == 0) return sign * std::ldexp(fraction, -24);
-  return sign * std::ldexp(fraction + 1024, exponent - 25);
-}
-
 BYTE FromNarrow(unsigned value, unsigned bits, TiffSampleKind kind) {
-  if (kind == TiffSampleKind::kFloat) return FromFloat(HalfToDouble(value));
+  if (kind == TiffSampleKind::kFloat) return LevelOfShare(HalfToDouble(value));
   unsigned greatest = (1u << bits) - 1;
   if (kind == TiffSampleKind::kSigned) {
     greatest /= 2;
@@ -154,9 +139,9 @@ void TiffSamples::Store(Channel channel, std::size_t count, bool inverted, BYTE*
     ForEachNarrow(row, first, step, format_.bits, count,
                   [&](std::size_t x, unsigned value) { out[x * out_step] = steps_[value]; });
   } else if (format_.kind == TiffSampleKind::kFloat && format_.bits == 64) {
-    StoreWide<double>(row, first, step, count, FromFloat, out, out_step);
+    StoreWide<double>(row, first, step, count, LevelOfShare, out, out_step);
   } else if (format_.kind == TiffSampleKind::kFloat) {
-    StoreWide<float>(row, first, step, count, FromFloat, out, out_step);
+    StoreWide<float>(row, first, step, count, LevelOfShare, out, out_step);
   } else if (format_.kind == TiffSampleKind::kSigned) {
     StoreWide<std::int32_t>(row, first, step, count, FromInteger<std::int32_t>, out, out_step);
   } else {

@@ -4,8 +4,8 @@
 #include <webp/decode.h>
 #include <webp/demux.h>
 
+#include "platform/imaging/file_part.h"
 #include "platform/imaging/metadata_value.h"
-#include "platform/imaging/whole_file.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -200,7 +200,7 @@ HRESULT WebpFile::Open(StreamReader& stream) {
   UINT64 size = 8;
   for (unsigned i = 0; i < 4; ++i) size += UINT64{header[4 + i]} << 8 * i;
   if (size > kMaximumWebpBytes) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  const HRESULT result = ReadWholeFile(stream, size, &bytes_);
+  const HRESULT result = ReadFilePart(stream, 0, size, &bytes_);
   if (FAILED(result)) return result;
   if (WebPGetFeatures(bytes_.data(), bytes_.size(), &features_) != VP8_STATUS_OK ||
       features_.width <= 0 || features_.height <= 0) {

@@ -1,13 +1,15 @@
-#include "platform/imaging/whole_file.h"
+#include "platform/imaging/file_part.h"
 
 #include <algorithm>
 
 namespace Vantra::Platform {
 
-HRESULT ReadWholeFile(StreamReader& stream, UINT64 size, std::vector<BYTE>* bytes) {
+HRESULT ReadFilePart(StreamReader& stream, UINT64 offset, UINT64 size, std::vector<BYTE>* bytes) {
   bytes->clear();
-  if (const std::optional<UINT64> known = stream.Size()) size = std::min(size, *known);
-  stream.Rewind();
+  if (const std::optional<UINT64> known = stream.Size()) {
+    size = std::min(size, *known - std::min(*known, offset));
+  }
+  stream.Seek(offset);
   constexpr UINT64 kFirstBytes = 1 << 16;
   while (bytes->size() < size) {
     const std::size_t done = bytes->size();
