@@ -370,10 +370,92 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
     Bytes pixels(16, 0xA5);
     EXPECT_EQ(frame->CopyPixels(&corner, 8, 16, pixels.data()), WINCODEC_ERR_BADIMAGE);
     EXPECT_EQ(pixels, Bytes(16, 0));
+    CComPtr<IWICBitmapScaler> scaler;
+    ASSERT_EQ(MakeFactory()->CreateBitmapScaler(&scaler), S_OK);
+    ASSERT_EQ(scaler->Initialize(frame, 2, 2, WICBitmapInterpolationModeNearestNeighbor), S_OK);
+    EXPECT_EQ(scaler->CopyPixels(nullptr, 8, 16, pixels.data()), WINCODEC_ERR_BADIMAGE);
   }
   rusage after{};
   getrusage(RUSAGE_SELF, &after);
   // Any copy of such a picture has 512 MiB. A sanitizer's own books take an eighth of that.
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 160 * 1024);
+}
+
+// Puts a chunk before the pixels of a PNG file, or appends to their data.
+Bytes WithChunk(Bytes file, const char* type, const Bytes& data, bool before_pixels) {
+  const BYTE pixels[] = {'I', 'D', 'A', 'T'};
+  const BYTE end[] = {'I', 'E', 'N', 'D'};
+  const auto& place = before_pixels ? pixels : end;
+  const auto at = std::search(file.begin(), file.end(), std::begin(place), std::end(place)) - 4;
+  Bytes chunk;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    chunk.push_back(static_cast<BYTE>(data.size() >> shift));
+  }
+  chunk.insert(chunk.end(), type, type + 4);
+  chunk.insert(chunk.end(), data.begin(), data.end());
+  chunk.resize(chunk.size() + 4);
+  file.insert(at, chunk.begin(), chunk.end());
+  RepairPngChecksums(file);
+  return file;
+}
+
+// A compressed stream of zeros: one, and then 258 at a time the one before them.
+Bytes CompressedZeros(std::size_t repetitions) {
+  Bytes packed = {0x78, 0x9C};
+  unsigned bits = 0;
+  unsigned pending = 0;
+  const auto put = [&](unsigned value, unsigned count) {
+    pending |= value << bits;
+    for (bits += count; bits >= 8; bits -= 8, pending >>= 8) {
+      packed.push_back(static_cast<BYTE>(pending));
+    }
+  };
+  put(1, 1);           // the last block
+  put(1, 2);           // of fixed codes, whose first bit is their highest
+  put(0b00001100, 8);  // a zero
+  for (std::size_t i = 0; i < repetitions; ++i) put(0b00000'10100011, 13);
+  put(0, 7);  // the end
+  put(0, 8);
+  packed.insert(packed.end(), 4, 0);  // a check sum, which is wrong
+  return packed;
+}
+
+TEST(PngDecoder, WhatExpandsToManyTimesItsSizeBesideThePixelsIsSkippedOrRefused) {
+  const Bytes bomb = CompressedZeros(1 << 20);
+  const Bytes little = CompressedZeros(1 << 10);
+  Bytes named = {'n', 0, 0};
+  named.insert(named.end(), bomb.begin(), bomb.end());
+  rusage before{};
+  getrusage(RUSAGE_SELF, &before);
+  for (const bool interlaced : {false, true}) {
+    const PngPicture made = MakePng(PngColour::kRgb, 8, 4, 4, interlaced, false);
+    const Bytes file = EncodePng(made);
+    for (const char* type : {"zTXt", "iCCP", "tEXt"}) {
+      for (const bool before_pixels : {false, true}) {
+        EXPECT_EQ(DecodePicture(WithChunk(file, type, named, before_pixels)).pixels,
+                  ExpectedRgba(made));
+      }
+    }
+    // The pixels are zeros, and so is what follows them. Little of it is fine.
+    for (const auto& [data, result] :
+         {std::pair(&bomb, WINCODEC_ERR_BADIMAGE), std::pair(&little, S_OK)}) {
+      Bytes empty = WithChunk(file, "IDAT", *data, true);
+      const BYTE type[] = {'I', 'D', 'A', 'T'};
+      const auto old = std::find_end(empty.begin(), empty.end(), std::begin(type), std::end(type));
+      empty.erase(old - 4, empty.end() - 12);
+      const DecodedPicture decoded = DecodePicture(empty);
+      EXPECT_EQ(decoded.opened, S_OK);
+      EXPECT_EQ(decoded.copied, result);
+    }
+  }
+  Bytes lying = WithChunk(EncodePng(MakePng(PngColour::kRgb, 8, 4, 4, false, false)), "tEXt",
+                          {'n', 0, 'x'}, true);
+  const BYTE text[] = {'t', 'E', 'X', 't'};
+  *(std::search(lying.begin(), lying.end(), std::begin(text), std::end(text)) - 4) = 0x7F;
+  EXPECT_EQ(OpeningResult(lying), WINCODEC_ERR_BADHEADER);
+  rusage after{};
+  getrusage(RUSAGE_SELF, &after);
+  // Of 258 MiB. A sanitizer keeps freed memory for a while.
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 160 * 1024);
 }
 
@@ -441,7 +523,7 @@ TEST(Decoders, NameTheirFormatAndHaveOneFrameThatOutlivesThem) {
 // A host's stream that behaves in one of several ways.
 class HostStream final : public ComObject<Implements<IStream, ISequentialStream>> {
  public:
-  enum class Manner { kByteByByte, kFails, kOverstates, kCannotSeek };
+  enum class Manner { kPlain, kByteByByte, kFails, kOverstates, kCannotSeek };
   HostStream(const Bytes* bytes, Manner m) : file(bytes), manner(m) {}
 
   HRESULT Read(void* buffer, ULONG size, ULONG* read) override {
@@ -451,6 +533,7 @@ class HostStream final : public ComObject<Implements<IStream, ISequentialStream>
     if (manner == Manner::kByteByByte) *read = std::min(*read, 1u);
     std::memcpy(buffer, file->data() + position_, *read);
     position_ += *read;
+    bytes_read += *read;
     if (manner == Manner::kOverstates) *read = size + 1;
     return S_OK;
   }
@@ -469,6 +552,7 @@ class HostStream final : public ComObject<Implements<IStream, ISequentialStream>
   const Bytes* file;
   Manner manner;
   std::size_t fails_at = 0;
+  std::size_t bytes_read = 0;
 
  private:
   std::size_t position_ = 0;
@@ -492,6 +576,43 @@ TEST(Decoders, ReadAHostsStreamFromItsPositionWhoeverElseMovesIt) {
                 S_OK);
     }
     EXPECT_EQ(pixels, whole.pixels);
+  }
+}
+
+TEST(Decoders, BandsOfADamagedPictureGiveWhatTheWholeGivesWithoutBeingTriedAnew) {
+  std::vector<Bytes> files;
+  for (const bool interlaced : {false, true}) {
+    files.push_back(EncodePng(MakePng(PngColour::kRgba, 8, 200, 250, interlaced, false)));
+    GifPicture gif;
+    gif.palette = MakeGifPalette(256, 1);
+    gif.frames = {MakeGifPatch(256, 200, 250, interlaced)};
+    files.push_back(EncodeGif(gif));
+  }
+  for (const JpegCoding coding : {JpegCoding::kSequential, JpegCoding::kProgressive}) {
+    JpegPicture noisy = MakeJpeg(JpegColour::kYCbCr, coding, 200, 250);
+    Noise noise(7);
+    for (BYTE& sample : noisy.samples) sample = static_cast<BYTE>(noise.Below(256));
+    files.push_back(EncodeJpeg(noisy));
+  }
+  for (Bytes& file : files) {
+    file.resize(file.size() / 2);
+    const DecodedPicture whole = DecodePicture(file);
+    ASSERT_EQ(whole.copied, WINCODEC_ERR_BADIMAGE);
+    const auto stream = MakeCom<HostStream>(&file, HostStream::Manner::kPlain);
+    const auto frame = OpenFrame(stream);
+    stream->bytes_read = 0;
+    Bytes pixels(whole.pixels.size(), 0xA5);
+    bool failed = false;
+    for (INT y = 0; y < 250; y += 10) {
+      const WICRect band{0, y, 200, 10};
+      const HRESULT result =
+          frame->CopyPixels(&band, 800, 8000, &pixels[static_cast<std::size_t>(y) * 800]);
+      EXPECT_TRUE(result == WINCODEC_ERR_BADIMAGE || (result == S_OK && !failed));
+      failed = failed || FAILED(result);
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(pixels, whole.pixels);
+    EXPECT_LE(stream->bytes_read, 2 * file.size());
   }
 }
 
