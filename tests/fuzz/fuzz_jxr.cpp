@@ -1,4 +1,5 @@
-// Fuzz target of the HD Photo decoder. Build with the preset `fuzz`, then, in the folder of the build:
+// Fuzz target of the HD Photo decoder. Build with the preset `fuzz`, then, in the folder of the
+// build:
 //   mkdir -p corpus && tests/fuzz/fuzz_jxr corpus tests/fuzz/seeds/jxr
 // An input that it reports goes to tests/fuzz/regressions/jxr, which every test run replays.
 
