@@ -5,9 +5,13 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <webp/encode.h>
 
 #include "platform/imaging/test_dds.h"
 #include "platform/imaging/test_gifs.h"
+#include "platform/imaging/test_jxrs.h"
+#include "platform/imaging/test_tiffs.h"
+#include "platform/imaging/webp_encoder.h"
 
 namespace {
 
@@ -139,6 +143,135 @@ void WriteGifs(const std::filesystem::path& folder) {
   }
 }
 
+void WriteTiffs(const std::filesystem::path& folder) {
+  std::uint32_t seed = 0;
+  const auto write = [&](const TiffPicture& like) {
+    TiffPicture picture = like;
+    picture.width = 21;
+    picture.height = 19;
+    FillTiff(picture, seed++);
+    for (const bool planes : {false, true}) {
+      picture.planes = planes && picture.samples > 1;
+      for (const unsigned tile : {0u, 16u}) {
+        picture.tile = tile;
+        picture.mode = tile != 0 ? "wb" : "wl";
+        Write(folder, EncodeTiff(picture));
+      }
+    }
+    const TiffPicture pages[] = {picture, picture};
+    Write(folder, EncodeTiff(pages));
+  };
+  for (const auto compression :
+       {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_PACKBITS, COMPRESSION_ADOBE_DEFLATE,
+        COMPRESSION_JPEG, COMPRESSION_LZMA, COMPRESSION_ZSTD, COMPRESSION_WEBP, COMPRESSION_LERC}) {
+    TiffPicture picture;
+    picture.compression = static_cast<std::uint16_t>(compression);
+    if (TIFFIsCODECConfigured(picture.compression) != 0) write(picture);
+  }
+  for (const auto compression :
+       {COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4}) {
+    TiffPicture picture;
+    picture.photometric = PHOTOMETRIC_MINISWHITE;
+    picture.bits = 1;
+    picture.samples = 1;
+    picture.compression = static_cast<std::uint16_t>(compression);
+    write(picture);
+  }
+  for (const auto photometric : {PHOTOMETRIC_PALETTE, PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_YCBCR,
+                                 PHOTOMETRIC_CIELAB, PHOTOMETRIC_SEPARATED}) {
+    TiffPicture picture;
+    picture.photometric = static_cast<std::uint16_t>(photometric);
+    picture.samples = static_cast<std::uint16_t>(picture.Colours());
+    if (photometric == PHOTOMETRIC_SEPARATED) {
+      ++picture.samples;
+      picture.extra = EXTRASAMPLE_UNASSALPHA;
+    }
+    write(picture);
+  }
+  for (const std::uint16_t bits : {16, 32, 64}) {
+    TiffPicture picture;
+    picture.kind = SAMPLEFORMAT_IEEEFP;
+    picture.bits = bits;
+    write(picture);
+  }
+}
+
+void WriteWebps(const std::filesystem::path& folder) {
+  constexpr int kSide = 20;
+  Noise noise(1);
+  Bytes pixels(kSide * kSide * 4);
+  for (BYTE& value : pixels) value = static_cast<BYTE>(noise.Below(256));
+  const auto write = [&folder](std::uint8_t* bytes, std::size_t size) {
+    Write(folder, Bytes(bytes, bytes + size));
+    Write(folder, Bytes(bytes, bytes + size * 4 / 5));
+    WebPFree(bytes);
+  };
+  std::uint8_t* out = nullptr;
+  std::size_t size = WebPEncodeLosslessRGBA(pixels.data(), kSide, kSide, kSide * 4, &out);
+  write(out, size);
+  size = WebPEncodeRGBA(pixels.data(), kSide, kSide, kSide * 4, 60, &out);
+  write(out, size);
+  size = WebPEncodeRGB(pixels.data(), kSide, kSide, kSide * 3, 60, &out);
+  write(out, size);
+  for (const bool lossless : {false, true}) {
+    Bytes file;
+    const auto sink = [&file](const BYTE* bytes, std::size_t count) {
+      file.insert(file.end(), bytes, bytes + count);
+      return S_OK;
+    };
+    std::unique_ptr<WebpAnimationWriter> writer;
+    WebpAnimationWriter::Open(
+        sink, kSide, kSide, {.loops = 2, .quality = lossless ? std::nullopt : std::optional(50.0f)},
+        &writer);
+    for (unsigned i = 0; i < 3; ++i) {
+      pixels[i * 100] = static_cast<BYTE>(~pixels[i * 100]);
+      writer->AddFrame(pixels.data(), kSide * 4, 50 * i);
+    }
+    writer->Finish();
+    Write(folder, file);
+  }
+}
+
+void WriteJxrs(const std::filesystem::path& folder) {
+  const auto write = [&folder](const JxrPicture& like) {
+    JxrPicture picture = like;
+    picture.width = 35;
+    picture.height = 19;
+    Noise noise(1);
+    for (unsigned i = 0; i < picture.width * picture.height; ++i) {
+      for (unsigned c = 0; c < JxrChannels(picture); ++c) {
+        picture.samples.push_back(noise.Below(256));
+      }
+      if (picture.format == GUID_WICPixelFormat32bppBGRA) picture.alpha.push_back(noise.Below(256));
+    }
+    Write(folder, EncodeJxr(picture));
+  };
+  for (const bool by_frequency : {false, true}) {
+    for (const unsigned quantiser : {1u, 40u}) {
+      for (unsigned variant = 0; variant < 3; ++variant) {
+        JxrPicture picture;
+        picture.by_frequency = by_frequency;
+        picture.quantiser = quantiser;
+        picture.overlap = variant;
+        picture.chroma = 3 - variant;
+        picture.tiles_across = variant + 1;
+        write(picture);
+      }
+    }
+  }
+  JxrPicture picture;
+  picture.format = JxrFormat(0x08);
+  picture.colour = JxrColour::kGrey;
+  write(picture);
+  picture.format = JxrFormat(0x11);
+  picture.depth = JxrDepth::kFloat;
+  write(picture);
+  picture.format = JxrFormat(0x1F);
+  picture.colour = JxrColour::kCmyk;
+  picture.depth = JxrDepth::k16;
+  write(picture);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -151,5 +284,8 @@ int main(int argc, char** argv) {
   WriteBmps(std::filesystem::path(argv[1]) / "bmp");
   WriteDdses(std::filesystem::path(argv[1]) / "dds");
   WriteGifs(std::filesystem::path(argv[1]) / "gif");
+  WriteTiffs(std::filesystem::path(argv[1]) / "tiff");
+  WriteWebps(std::filesystem::path(argv[1]) / "webp");
+  WriteJxrs(std::filesystem::path(argv[1]) / "jxr");
   return 0;
 }

@@ -167,6 +167,7 @@ constexpr VARTYPE VT_EMPTY = 0;
 constexpr VARTYPE VT_BOOL = 11;
 constexpr VARTYPE VT_UI1 = 17;
 constexpr VARTYPE VT_UI2 = 18;
+constexpr VARTYPE VT_UI4 = 19;
 /// Added to the type of its elements.
 constexpr VARTYPE VT_VECTOR = 0x1000;
 
@@ -189,6 +190,7 @@ struct PROPVARIANT {
   union {
     BYTE bVal;             // VT_UI1
     WORD uiVal;            // VT_UI2
+    ULONG ulVal;           // VT_UI4
     VARIANT_BOOL boolVal;  // VT_BOOL
     CAUB caub;             // VT_VECTOR | VT_UI1
   };
@@ -206,6 +208,7 @@ inline HRESULT PropVariantClear(PROPVARIANT* value) {
     case VT_BOOL:
     case VT_UI1:
     case VT_UI2:
+    case VT_UI4:
       break;
     case VT_VECTOR | VT_UI1:
       std::free(value->caub.pElems);

@@ -95,8 +95,8 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppAlpha = {
 /// more is refused before memory is taken.
 constexpr UINT WIC_MAXIMUM_SIDE = 65500;
 constexpr UINT64 WIC_MAXIMUM_PIXELS = UINT64{1} << 27;
-/// Most frames of a file, and most pixels of all of them, which a host may well decode together. A
-/// file with more is refused when it is opened.
+/// Most frames of a file, and most pixels of all frames of a GIF, which a host may well decode
+/// together. A file with more is refused when it is opened.
 constexpr UINT WIC_MAXIMUM_FRAMES = 10000;
 constexpr UINT64 WIC_MAXIMUM_PIXELS_OF_ALL_FRAMES = UINT64{1} << 28;
 
@@ -159,6 +159,11 @@ VANTRIX_INTERFACE(IWICPalette, 0x00000040, 0xA8F2, 0x4877,
 ///   /grctlext/Disposal                                   VT_UI1
 ///   /grctlext/TransparencyFlag                           VT_BOOL
 /// of which the latter three are there when a graphic control extension precedes the frame.
+///
+/// Of an animated WebP, the file has
+///   /ANIM/LoopCount                                      VT_UI2, 0 for without end
+/// and a frame, which is the whole canvas with all that was drawn before,
+///   /ANMF/FrameDuration                                  VT_UI4, in milliseconds
 class IWICMetadataQueryReader : public IUnknown {
  public:
   /// Stores a value, which the caller gives to `PropVariantClear`. `value` may be null, to ask

@@ -14,8 +14,11 @@
 #include "platform/imaging/dds_decoder.h"
 #include "platform/imaging/gif_decoder.h"
 #include "platform/imaging/jpeg_decoder.h"
+#include "platform/imaging/jxr_decoder.h"
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
+#include "platform/imaging/tiff_decoder.h"
+#include "platform/imaging/webp_decoder.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -26,6 +29,9 @@ const Coder* const kCoders[] = {
     &kBmpCoder,   //
     &kDdsCoder,   //
     &kGifCoder,   //
+    &kTiffCoder,  //
+    &kWebpCoder,  //
+    &kJxrCoder,   //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {

@@ -11,9 +11,12 @@
 #include "platform/imaging/dds_encoder.h"
 #include "platform/imaging/gif_encoder.h"
 #include "platform/imaging/jpeg_encoder.h"
+#include "platform/imaging/jxr_encoder.h"
 #include "platform/imaging/pixel_formats.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
+#include "platform/imaging/tiff_encoder.h"
+#include "platform/imaging/webp_encoder.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -24,6 +27,9 @@ const Encoding* const kEncodings[] = {
     &kJpegEncoding,  //
     &kDdsEncoding,   //
     &kGifEncoding,   //
+    &kTiffEncoding,  //
+    &kWebpEncoding,  //
+    &kJxrEncoding,   //
 };
 
 // Bytes taken from a source at a time.

@@ -27,6 +27,13 @@ PROPVARIANT MakeWordValue(WORD value) {
   return made;
 }
 
+PROPVARIANT MakeLongValue(ULONG value) {
+  PROPVARIANT made{};
+  made.vt = VT_UI4;
+  made.ulVal = value;
+  return made;
+}
+
 PROPVARIANT MakeBytesValue(std::span<const BYTE> bytes) {
   PROPVARIANT made{};
   // Freed by `PropVariantClear`; no bytes take one, so that null means lack of memory.

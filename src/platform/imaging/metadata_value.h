@@ -12,6 +12,7 @@ namespace Vantra::Platform {
 PROPVARIANT MakeBoolValue(bool value);
 PROPVARIANT MakeByteValue(BYTE value);
 PROPVARIANT MakeWordValue(WORD value);
+PROPVARIANT MakeLongValue(ULONG value);
 /// A copy of `bytes`. Throws `std::bad_alloc`.
 PROPVARIANT MakeBytesValue(std::span<const BYTE> bytes);
 

@@ -1,0 +1,24 @@
+#pragma once
+
+/// WebP pictures: lossy and lossless, with alpha, and animations. Profiles and orientation are not
+/// applied.
+///
+/// A frame of an animation is the whole canvas with what has been drawn up to it, on a transparent
+/// ground. Frames are best read in order, since each is drawn over the one before. A still picture
+/// that is cut short has the rows before the cut; an animation that is cut short is refused.
+
+#include "platform/imaging/picture_file.h"
+
+namespace Vantra::Platform {
+
+/// Largest file in bytes, which is held in memory.
+constexpr UINT64 kMaximumWebpBytes = UINT64{1} << 28;
+/// Most pixels of a picture or canvas, of which the library holds up to three copies.
+constexpr UINT64 kMaximumWebpPixels = UINT64{1} << 26;
+/// Most pixels of an animation's canvases together, since the last may have to be drawn over all
+/// others.
+constexpr UINT64 kMaximumWebpAnimationPixels = UINT64{1} << 32;
+
+extern const Coder kWebpCoder;
+
+}  // namespace Vantra::Platform
