@@ -3,7 +3,7 @@
 /// The part of the imaging contract that the library uses: decoders, frames, their metadata and
 /// palettes, format conversion, scaling, encoders and streams.
 
-#include <vantrix/platform/com.h>
+#include <vantrix/platform/d2d1.h>
 
 constexpr HRESULT WINCODEC_ERR_WRONGSTATE = static_cast<HRESULT>(0x88982F04);
 constexpr HRESULT WINCODEC_ERR_UNKNOWNIMAGEFORMAT = static_cast<HRESULT>(0x88982F07);
@@ -54,6 +54,38 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA = {
     0xF5C7AD2D, 0x6A8D, 0x43DD, {0xA7, 0xA8, 0xA2, 0x99, 0x35, 0x26, 0x1A, 0xE9}};
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppPRGBA = {
     0x3CC4A650, 0xA527, 0x4D37, {0xA9, 0x16, 0x31, 0x42, 0xC7, 0xEB, 0xED, 0xBA}};
+
+/// Formats of textures that a frame encoder may be told of; the layer has none of them.
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x08}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppAlpha = {
+    0xE6CD0116, 0xEEBA, 0x4161, {0xAA, 0x85, 0x27, 0xDD, 0x9F, 0xB3, 0xA8, 0x95}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0B}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGrayHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3E}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGR565 = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGRA5551 = {
+    0x05EC7C2B, 0xF1E6, 0x4961, {0xAD, 0x46, 0xE1, 0xCC, 0x81, 0x0A, 0x87, 0xD2}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppBGR = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0E}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGB = {
+    0xD98C6B95, 0x3EFE, 0x47D6, {0xBB, 0x25, 0xEB, 0x17, 0x48, 0xAB, 0x0C, 0xF1}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppGrayFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x11}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBE = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3D}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102 = {
+    0x25238D72, 0xFCF9, 0x4522, {0xB5, 0x14, 0x55, 0x78, 0xE5, 0xAD, 0x55, 0xE0}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102XR = {
+    0x00DE6B9A, 0xC101, 0x434B, {0xB5, 0x02, 0xD0, 0x16, 0x5E, 0xE1, 0x12, 0x2C}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBA = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x16}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBAHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat128bppRGBAFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x19}};
 
 /// Largest width and height of a picture, and its largest number of pixels. A header that claims
 /// more is refused before memory is taken.
@@ -299,6 +331,38 @@ class IWICBitmapEncoder : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapEncoder, 0x00000103, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
+/// Which part of a drawn image is encoded, as which pixels.
+struct WICImageParameters {
+  /// Premultiplied RGBA or BGRA, or an unknown format for the latter.
+  D2D1_PIXEL_FORMAT PixelFormat;
+  /// Pixels an inch. They are not read: a pixel of the image is one of the picture.
+  FLOAT DpiX;
+  FLOAT DpiY;
+  /// The corner of the part, in pixels of the image.
+  FLOAT Top;
+  FLOAT Left;
+  UINT32 PixelWidth;
+  UINT32 PixelHeight;
+};
+
+/// Encodes images of the 2D layer: bitmaps and outputs of effects.
+class IWICImageEncoder : public IUnknown {
+ public:
+  /// Draws an image and gives `frame` its size and all of its rows; the frame is not committed.
+  /// With null `parameters` that is the whole image. What lies beyond the image is transparent.
+  /// `E_INVALIDARG` without an image or a frame and for a part without pixels,
+  /// `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above,
+  /// `D2DERR_MAX_TEXTURE_SIZE_EXCEEDED` beyond the device's, else what drawing or the frame failed
+  /// with.
+  virtual HRESULT WriteFrame(ID2D1Image* image, IWICBitmapFrameEncode* frame,
+                             const WICImageParameters* parameters) = 0;
+
+ protected:
+  ~IWICImageEncoder() = default;
+};
+VANTRIX_INTERFACE(IWICImageEncoder, 0x04C75BF8, 0x3CE1, 0x473B,
+                  {0xAC, 0xC5, 0x3C, 0xC4, 0xF5, 0xE9, 0x49, 0x99});
+
 class IWICImagingFactory2 : public IUnknown {
  public:
   /// Opens a picture file. The long-path prefix is understood; a name is tried as it stands and
@@ -328,6 +392,8 @@ class IWICImagingFactory2 : public IUnknown {
   /// source's own failure.
   virtual HRESULT CreateBitmapFromSourceRect(IWICBitmapSource* source, UINT x, UINT y, UINT width,
                                              UINT height, IWICBitmap** bitmap) = 0;
+  /// Makes an encoder of the images on `device`.
+  virtual HRESULT CreateImageEncoder(ID2D1Device* device, IWICImageEncoder** encoder) = 0;
 
  protected:
   ~IWICImagingFactory2() = default;
