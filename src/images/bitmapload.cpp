@@ -108,7 +108,7 @@ bool Bitmap::LoadFile(const std::wstring& path, int width, int height,
                                  : E_FAIL;
   if (FAILED(result) && IsMovieName(path)) return LoadSwf(path, width, height);
   Check(result, kFunction, __LINE__, kOpen);
-  Decode(decoder, width, height, options, kFunction);
+  Decode(factory, decoder, width, height, options, kFunction);
   return true;
 }
 
@@ -121,7 +121,7 @@ void Bitmap::LoadStream(IStream* stream, int width, int height, const MultipleOp
                                                    &decoder)
                 : E_FAIL,
         kFunction, __LINE__, kOpen);
-  Decode(decoder, width, height, options, kFunction);
+  Decode(factory, decoder, width, height, options, kFunction);
 }
 
 void Bitmap::LoadMemory(const void* bytes, unsigned long count, int width, int height,
@@ -137,9 +137,8 @@ void Bitmap::LoadResource(const std::wstring& name, int width, int height,
   if (bytes && size > 0) LoadMemory(bytes, size, width, height, options);
 }
 
-void Bitmap::Decode(IWICBitmapDecoder* decoder, int width, int height,
+void Bitmap::Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width, int height,
                     const MultipleOptions* options, const char* function) {
-  IWICImagingFactory2* factory = GetImagingFactory();
   UINT count = 0;
   if (FAILED(decoder->GetFrameCount(&count)) || count == 0) count = 1;
   frame_count_ = static_cast<int>(std::min<UINT>(count, std::numeric_limits<int>::max()));

@@ -273,8 +273,8 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   /// Fills the CPU pixels with transparent black.
   void ClearPixels();
   /// Fills an empty bitmap from an opened picture; failures name `function`.
-  void Decode(IWICBitmapDecoder* decoder, int width, int height, const MultipleOptions* options,
-              const char* function);
+  void Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width, int height,
+              const MultipleOptions* options, const char* function);
   std::unique_ptr<Frame> DecodeFrame(IStream* stream);
   /// Appends a frame, unless it is empty.
   void AddFrame(std::unique_ptr<Frame> frame);
