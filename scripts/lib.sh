@@ -6,7 +6,7 @@ jobs=$(nproc)
 # The Debian 12 packages that the project is built and tested with.
 packages=(
   g++ cmake ninja-build pkg-config glslc spirv-tools spirv-headers
-  libvulkan-volk-dev libvulkan-dev libpng-dev libjpeg62-turbo-dev libtinyxml2-dev libfmt-dev libcli11-dev
+  libvulkan-volk-dev libvulkan-dev libpng-dev libjpeg62-turbo-dev libgif-dev libtinyxml2-dev libfmt-dev libcli11-dev
   libhwy-dev libtbb-dev
   libgtest-dev libbenchmark-dev
   # To render without a GPU, and to check the use of Vulkan.

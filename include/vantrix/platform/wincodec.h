@@ -91,6 +91,10 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat128bppRGBAFloat = {
 /// more is refused before memory is taken.
 constexpr UINT WIC_MAXIMUM_SIDE = 65500;
 constexpr UINT64 WIC_MAXIMUM_PIXELS = UINT64{1} << 27;
+/// Most frames of a file, and most pixels of all of them, which a host may well decode together. A
+/// file with more is refused when it is opened.
+constexpr UINT WIC_MAXIMUM_FRAMES = 10000;
+constexpr UINT64 WIC_MAXIMUM_PIXELS_OF_ALL_FRAMES = UINT64{1} << 28;
 
 enum WICDecodeOptions : UINT {
   WICDecodeMetadataCacheOnDemand = 0,

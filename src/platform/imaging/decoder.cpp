@@ -10,6 +10,7 @@
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_decoder.h"
 #include "platform/imaging/converting_source.h"
+#include "platform/imaging/gif_decoder.h"
 #include "platform/imaging/jpeg_decoder.h"
 #include "platform/imaging/picture_file.h"
 #include "platform/imaging/png_decoder.h"
@@ -21,6 +22,7 @@ const Coder* const kCoders[] = {
     &kPngCoder,   //
     &kJpegCoder,  //
     &kBmpCoder,   //
+    &kGifCoder,   //
 };
 
 const Coder* FindCoder(std::span<const BYTE> start) {

@@ -367,10 +367,9 @@ DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
                                                           WICDecodeMetadataCacheOnDemand, &decoder);
   if (FAILED(picture.opened)) return picture;
   CComPtr<IWICBitmapFrameDecode> frame;
-  if (FAILED(decoder->GetFrame(0, &frame)) ||
-      FAILED(frame->GetSize(&picture.width, &picture.height))) {
-    std::abort();
-  }
+  picture.opened = decoder->GetFrame(0, &frame);
+  if (FAILED(picture.opened)) return picture;
+  frame->GetSize(&picture.width, &picture.height);
   if (UINT64{picture.width} * picture.height > most_pixels) return picture;
   // What the decoder must fill or zero is neither to begin with.
   constexpr BYTE kUntouched = 0xA5;

@@ -96,7 +96,7 @@ Bytes EncodeBmp(const BmpPicture& picture);
 /// The pixels that a decoder must give.
 Bytes ExpectedRgba(const BmpPicture& picture);
 
-/// What opening and copying a whole file gave.
+/// What opening a file and copying its first frame gave.
 struct DecodedPicture {
   HRESULT opened = E_FAIL;
   HRESULT copied = E_FAIL;
