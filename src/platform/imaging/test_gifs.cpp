@@ -117,7 +117,7 @@ GifPicture MakeGif(unsigned colours, bool interlaced, bool transparent) {
 
 Bytes MakeGifApplication(const char* name, const Bytes& data) {
   Bytes extension = {0x21, 0xFF, 11};
-  extension.insert(extension.end(), name, name + 11);
+  for (int i = 0; i < 11; ++i) extension.push_back(static_cast<BYTE>(name[i]));
   PutSubBlocks(&extension, data);
   return extension;
 }
