@@ -23,8 +23,8 @@ class Device;
 ///
 /// Belongs to the device's thread. Nothing here reports a failure: a picture that cannot be drawn
 /// stays as it was. When the device turns out to be lost, it is rebuilt as by
-/// `Device::EndDrawNoCallback`, which may throw; the picture is then transparent, and whole again
-/// from the next first frame on.
+/// `Device::EndDrawNoCallback`, which may throw; the picture is then what the CPU pixels hold,
+/// which is transparent unless it was read back, and whole again from the next first frame on.
 class VANTRIX_API GifRender {
  public:
   GifRender();
