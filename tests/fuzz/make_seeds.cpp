@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-#include "platform/imaging/test_pictures.h"
+#include "platform/imaging/test_gifs.h"
 
 namespace {
 
@@ -65,6 +65,21 @@ void WriteBmps(const std::filesystem::path& folder) {
   }
 }
 
+void WriteGifs(const std::filesystem::path& folder) {
+  for (const unsigned colours : {2u, 16u, 256u}) {
+    for (const bool interlaced : {false, true}) {
+      GifPicture picture = MakeGif(colours, interlaced, interlaced);
+      picture.before_frames = MakeGifApplication("NETSCAPE2.0", {1, 0, 0});
+      Bytes file = EncodeGif(picture);
+      Write(folder, file);
+      Write(folder, Bytes(file.begin(), file.end() - static_cast<std::ptrdiff_t>(file.size() / 5)));
+      // The first frame's height, which the data does not reach.
+      file[13 + colours * 3 + picture.before_frames.size() + (interlaced ? 8 : 0) + 8] = 1;
+      Write(folder, file);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -75,5 +90,6 @@ int main(int argc, char** argv) {
   WritePngs(std::filesystem::path(argv[1]) / "png");
   WriteJpegs(std::filesystem::path(argv[1]) / "jpeg");
   WriteBmps(std::filesystem::path(argv[1]) / "bmp");
+  WriteGifs(std::filesystem::path(argv[1]) / "gif");
   return 0;
 }

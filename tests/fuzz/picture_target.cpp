@@ -35,6 +35,32 @@ HRESULT Copy(IWICBitmapSource* source, const WICRect& rect, Bytes* pixels) {
   return source->CopyPixels(&rect, stride, static_cast<UINT>(pixels->size()), pixels->data());
 }
 
+// Asks a decoder or a frame for all that it could tell, and for its palette.
+template <class Owner>
+void ReadMetadata(IWICImagingFactory2* factory, Owner* owner) {
+  CComPtr<IWICPalette> palette;
+  Require(factory->CreatePalette(&palette) == S_OK, "there is a palette");
+  const HRESULT copied = owner->CopyPalette(palette);
+  Require(
+      copied == S_OK || copied == WINCODEC_ERR_PALETTEUNAVAILABLE || IsStatedOpeningFailure(copied),
+      "reading a palette fails with a stated result");
+  CComPtr<IWICMetadataQueryReader> reader;
+  if (FAILED(owner->GetMetadataQueryReader(&reader))) return;
+  for (const LPCWSTR name :
+       {L"/logscrdesc/Width", L"/logscrdesc/Height", L"/logscrdesc/GlobalColorTableFlag",
+        L"/logscrdesc/BackgroundColorIndex", L"/logscrdesc/PixelAspectRatio",
+        L"/appext/application", L"/appext/data", L"/imgdesc/Left", L"/imgdesc/Top",
+        L"/imgdesc/Width", L"/imgdesc/Height", L"/grctlext/Delay", L"/grctlext/Disposal",
+        L"/grctlext/TransparencyFlag"}) {
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    const HRESULT found = reader->GetMetadataByName(name, &value);
+    Require(found == S_OK || (found == WINCODEC_ERR_PROPERTYNOTFOUND && value.vt == VT_EMPTY),
+            "a value is there or not");
+    Require(PropVariantClear(&value) == S_OK, "a value can be cleared");
+  }
+}
+
 // Copies a frame whole, converted and in part.
 void DecodeFrame(IWICImagingFactory2* factory, IWICBitmapFrameDecode* frame) {
   UINT width = 0;
@@ -107,10 +133,12 @@ void DecodePictureFile(std::span<const BYTE> file, const GUID& container) {
   if (found != container) return;
   UINT count = 0;
   Require(decoder->GetFrameCount(&count) == S_OK && count > 0, "there is a frame");
+  ReadMetadata(factory.p, decoder.p);
   for (UINT i = 0; i < std::min(count, kMostFrames); ++i) {
     CComPtr<IWICBitmapFrameDecode> frame;
     const HRESULT result = decoder->GetFrame(i, &frame);
     if (SUCCEEDED(result)) {
+      ReadMetadata(factory.p, frame.p);
       DecodeFrame(factory, frame);
     } else {
       Require(frame == nullptr, "a failed call gives no frame");

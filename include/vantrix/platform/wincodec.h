@@ -55,37 +55,41 @@ constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA = {
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppPRGBA = {
     0x3CC4A650, 0xA527, 0x4D37, {0xA9, 0x16, 0x31, 0x42, 0xC7, 0xEB, 0xED, 0xBA}};
 
-/// Formats of textures that a frame encoder may be told of; the layer has none of them.
-constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppGray = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x08}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppAlpha = {
-    0xE6CD0116, 0xEEBA, 0x4161, {0xAA, 0x85, 0x27, 0xDD, 0x9F, 0xB3, 0xA8, 0x95}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGray = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0B}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGrayHalf = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3E}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGR565 = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0A}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGRA5551 = {
-    0x05EC7C2B, 0xF1E6, 0x4961, {0xAD, 0x46, 0xE1, 0xCC, 0x81, 0x0A, 0x87, 0xD2}};
+/// Further formats that encoders take. Channels of 8 and more bits are in memory order; 565, 5551
+/// and 1010102 lie in a little-endian number, the first named from the lowest bit on. Where the
+/// fourth byte has no name, it is not read. Half and Float are numbers whose 0 and 1 are the bounds
+/// of what the 8-bit formats hold, on the same scale: no transfer function lies between them. XR
+/// has 0 at 384 and 1 at 894. RGBE is three fractions of 8 bits and an exponent from 128.
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppBGR = {
     0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0E}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGB = {
-    0xD98C6B95, 0x3EFE, 0x47D6, {0xBB, 0x25, 0xEB, 0x17, 0x48, 0xAB, 0x0C, 0xF1}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppGrayFloat = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x11}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat128bppRGBAFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x19}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBAHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBA = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x16}};
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBE = {
     0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3D}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGR565 = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0A}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppGrayFloat = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x11}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGrayHalf = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3E}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x0B}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppGray = {
+    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x08}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGB = {
+    0xD98C6B95, 0x3EFE, 0x47D6, {0xBB, 0x25, 0xEB, 0x17, 0x48, 0xAB, 0x0C, 0xF1}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat16bppBGRA5551 = {
+    0x05EC7C2B, 0xF1E6, 0x4961, {0xAD, 0x46, 0xE1, 0xCC, 0x81, 0x0A, 0x87, 0xD2}};
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102 = {
     0x25238D72, 0xFCF9, 0x4522, {0xB5, 0x14, 0x55, 0x78, 0xE5, 0xAD, 0x55, 0xE0}};
 constexpr WICPixelFormatGUID GUID_WICPixelFormat32bppRGBA1010102XR = {
     0x00DE6B9A, 0xC101, 0x434B, {0xB5, 0x02, 0xD0, 0x16, 0x5E, 0xE1, 0x12, 0x2C}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBA = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x16}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat64bppRGBAHalf = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x3A}};
-constexpr WICPixelFormatGUID GUID_WICPixelFormat128bppRGBAFloat = {
-    0x6FDDC324, 0x4E03, 0x4BFE, {0xB1, 0x85, 0x3D, 0x77, 0x76, 0x8D, 0xC9, 0x19}};
+constexpr WICPixelFormatGUID GUID_WICPixelFormat8bppAlpha = {
+    0xE6CD0116, 0xEEBA, 0x4161, {0xAA, 0x85, 0x27, 0xDD, 0x9F, 0xB3, 0xA8, 0x95}};
 
 /// Largest width and height of a picture, and its largest number of pixels. A header that claims
 /// more is refused before memory is taken.
@@ -184,9 +188,9 @@ class IWICBitmapSource : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapSource, 0x00000120, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// One picture of a file, decoded to one of the four formats above: the one that its decoder gives
-/// at the least cost. It keeps its decoder alive. Frames of one file are best copied one after the
-/// other and from top to bottom: then each is decoded once.
+/// One picture of a file, decoded to one of the four 8-bit formats with alpha: the one that its
+/// decoder gives at the least cost. It keeps its decoder alive. Frames of one file are best copied
+/// one after the other and from top to bottom: then each is decoded once.
 class IWICBitmapFrameDecode : public IWICBitmapSource {
  public:
   /// The frame's colours, or those of the file that it goes by.
@@ -219,7 +223,7 @@ class IWICBitmapDecoder : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapDecoder, 0x9EDDE9E7, 0x8DEE, 0x47EA,
                   {0x99, 0xDF, 0xE6, 0xFA, 0xF2, 0xED, 0x44, 0xBF});
 
-/// Converts pixels from one of the four formats above to another.
+/// Converts pixels from one of the four 8-bit formats with alpha to another.
 class IWICFormatConverter : public IWICBitmapSource {
  public:
   /// Dithering and palettes are not for these formats: `dither` must be none, `palette` null; the
@@ -243,8 +247,8 @@ class IWICBitmap : public IWICBitmapSource {
 VANTRIX_INTERFACE(IWICBitmap, 0x00000121, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
-/// Gives a picture of one of the four formats above at another size. The modes read, along each
-/// side, where the middle of the new pixel lies in the source:
+/// Gives a picture of one of the four 8-bit formats with alpha at another size. The modes read,
+/// along each side, where the middle of the new pixel lies in the source:
 ///   nearest  the pixel there
 ///   linear   the two pixels beside it, weighted by their nearness
 ///   cubic    the four pixels around it, by the cubic curve through the middle two that is smooth
@@ -299,7 +303,8 @@ class IWICBitmapFrameEncode : public IUnknown {
   virtual HRESULT Initialize(IPropertyBag2* options) = 0;
   /// `E_INVALIDARG` for a side of 0, `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above.
   virtual HRESULT SetSize(UINT width, UINT height) = 0;
-  /// Says how the pixels to come are laid out: one of the four formats above. For any other
+  /// Says how the pixels to come are laid out: one of the formats above, all of which become 8-bit
+  /// channels in the file, rounded to nearest; beyond the bounds lies the bound. For any other
   /// `*format` becomes `GUID_WICPixelFormat32bppBGRA`, which is also the start.
   virtual HRESULT SetPixelFormat(WICPixelFormatGUID* format) = 0;
   /// Takes the next rows. `WINCODEC_ERR_CODECTOOMANYSCANLINES` beyond the height, and as

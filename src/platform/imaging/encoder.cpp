@@ -9,15 +9,17 @@
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_encoder.h"
 #include "platform/imaging/picture_reader.h"
+#include "platform/imaging/pixel_formats.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
 
 namespace Vantra::Platform {
 namespace {
 
-const Encoding* const kEncodings[] = {&kPngEncoding, &kBmpEncoding};
-
-constexpr PixelLayout kFileLayout = {.blue_first = true, .premultiplied = false};
+const Encoding* const kEncodings[] = {
+    &kPngEncoding,  //
+    &kBmpEncoding,  //
+};
 
 // Bytes taken from a source at a time.
 constexpr std::size_t kBandBytes = std::size_t{1} << 20;
@@ -100,8 +102,8 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
   HRESULT SetPixelFormat(WICPixelFormatGUID* format) override {
     if (format == nullptr) return E_POINTER;
     if (!initialized_ || writer_ != nullptr) return WINCODEC_ERR_WRONGSTATE;
-    if (!LayoutOf(*format)) *format = GUID_WICPixelFormat32bppBGRA;
-    layout_ = *LayoutOf(*format);
+    if (FindPixelFormat(*format) == nullptr) *format = GUID_WICPixelFormat32bppBGRA;
+    format_ = FindPixelFormat(*format);
     return S_OK;
   }
 
@@ -110,19 +112,21 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
     if (lineCount == 0) return S_OK;
     if (lineCount > height_ - rows_done_) return WINCODEC_ERR_CODECTOOMANYSCANLINES;
     Area area;
-    const HRESULT result = CheckCopy(width_, lineCount, nullptr, stride, size, pixels, &area);
+    const HRESULT result = CheckCopy(width_, lineCount, nullptr, stride, size, pixels, &area,
+                                     format_->bytes_per_pixel);
     if (FAILED(result)) return result;
-    return Keep(GuardMemory([&] { return WriteRows(lineCount, stride, pixels, layout_); }));
+    return Keep(GuardMemory([&] { return WriteRows(lineCount, stride, pixels, *format_); }));
   }
 
   HRESULT WriteSource(IWICBitmapSource* source, WICRect* rect) override {
     if (source == nullptr) return E_INVALIDARG;
-    WICPixelFormatGUID format{};
+    WICPixelFormatGUID format_id{};
     WICRect area{};
-    HRESULT result = source->GetPixelFormat(&format);
+    HRESULT result = source->GetPixelFormat(&format_id);
     if (SUCCEEDED(result)) result = Place(source, rect, &area);
     if (FAILED(result)) return result;
-    if (!LayoutOf(format)) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+    const PixelFormat* format = FindPixelFormat(format_id);
+    if (format == nullptr) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
     if (width_ == 0) {
       result = SetSize(static_cast<UINT>(area.Width), static_cast<UINT>(area.Height));
       if (FAILED(result)) return result;
@@ -132,7 +136,7 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
     if (static_cast<UINT>(area.Height) > height_ - rows_done_) {
       return WINCODEC_ERR_CODECTOOMANYSCANLINES;
     }
-    return Keep(GuardMemory([&] { return WriteBands(source, area, *LayoutOf(format)); }));
+    return Keep(GuardMemory([&] { return WriteBands(source, area, *format); }));
   }
 
   HRESULT Commit() override {
@@ -170,15 +174,14 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
     return area->Width > 0 && area->Height > 0 ? S_OK : E_INVALIDARG;
   }
 
-  HRESULT WriteRows(UINT count, UINT stride, const BYTE* pixels, PixelLayout layout) {
+  HRESULT WriteRows(UINT count, UINT stride, const BYTE* pixels, const PixelFormat& format) {
     if (writer_ == nullptr) {
       const HRESULT result = encoder_->OpenWriter(width_, height_, &writer_);
       if (FAILED(result)) return result;
     }
     row_.resize(width_ * kBytesPerPixel);
     for (UINT y = 0; y < count; ++y) {
-      std::copy_n(pixels + std::size_t{y} * stride, row_.size(), row_.begin());
-      ConvertPixels(row_.data(), width_, layout, kFileLayout);
+      format.to_bgra(pixels + std::size_t{y} * stride, width_, row_.data());
       const HRESULT result = writer_->WriteRow(row_.data());
       if (FAILED(result)) return result;
       ++rows_done_;
@@ -186,8 +189,8 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
     return S_OK;
   }
 
-  HRESULT WriteBands(IWICBitmapSource* source, const WICRect& area, PixelLayout layout) {
-    const UINT stride = width_ * UINT{kBytesPerPixel};
+  HRESULT WriteBands(IWICBitmapSource* source, const WICRect& area, const PixelFormat& format) {
+    const UINT stride = width_ * format.bytes_per_pixel;
     const INT most = std::clamp(static_cast<INT>(kBandBytes / stride), 1, area.Height);
     std::vector<BYTE> pixels(std::size_t{stride} * static_cast<UINT>(most));
     for (INT y = 0; y < area.Height; y += most) {
@@ -195,7 +198,7 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
       HRESULT result =
           source->CopyPixels(&band, stride, static_cast<UINT>(pixels.size()), pixels.data());
       if (SUCCEEDED(result)) {
-        result = WriteRows(static_cast<UINT>(band.Height), stride, pixels.data(), layout);
+        result = WriteRows(static_cast<UINT>(band.Height), stride, pixels.data(), format);
       }
       if (FAILED(result)) return result;
     }
@@ -205,7 +208,7 @@ class FrameEncoder final : public ComObject<IWICBitmapFrameEncode> {
   CComPtr<Encoder> encoder_;
   bool initialized_ = false;
   HRESULT failure_ = S_OK;
-  PixelLayout layout_ = kFileLayout;
+  const PixelFormat* format_ = FindPixelFormat(GUID_WICPixelFormat32bppBGRA);
   UINT width_ = 0;
   UINT height_ = 0;
   UINT rows_done_ = 0;

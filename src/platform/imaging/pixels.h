@@ -39,6 +39,7 @@ struct Area {
 
 /// Checks the arguments of `CopyPixels` for a picture of that size and stores the rectangle meant.
 HRESULT CheckCopy(UINT picture_width, UINT picture_height, const WICRect* rect, UINT stride,
-                  UINT size, const BYTE* buffer, Area* area);
+                  UINT size, const BYTE* buffer, Area* area,
+                  std::size_t bytes_per_pixel = kBytesPerPixel);
 
 }  // namespace Vantra::Platform
