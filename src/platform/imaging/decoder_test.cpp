@@ -377,6 +377,83 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 160 * 1024);
 }
 
+// Puts a chunk before the pixels of a PNG file, or appends to their data.
+Bytes WithChunk(Bytes file, const char* type, const Bytes& data, bool before_pixels) {
+  const BYTE pixels[] = {'I', 'D', 'A', 'T'};
+  const BYTE end[] = {'I', 'E', 'N', 'D'};
+  const auto& place = before_pixels ? pixels : end;
+  const auto at = std::search(file.begin(), file.end(), std::begin(place), std::end(place)) - 4;
+  Bytes chunk;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    chunk.push_back(static_cast<BYTE>(data.size() >> shift));
+  }
+  chunk.insert(chunk.end(), type, type + 4);
+  chunk.insert(chunk.end(), data.begin(), data.end());
+  chunk.resize(chunk.size() + 4);
+  file.insert(at, chunk.begin(), chunk.end());
+  RepairPngChecksums(file);
+  return file;
+}
+
+// A compressed stream of zeros: one, and then 258 at a time the one before them.
+Bytes CompressedZeros(std::size_t repetitions) {
+  Bytes packed = {0x78, 0x9C};
+  unsigned bits = 0;
+  unsigned pending = 0;
+  const auto put = [&](unsigned value, unsigned count) {
+    pending |= value << bits;
+    for (bits += count; bits >= 8; bits -= 8, pending >>= 8) {
+      packed.push_back(static_cast<BYTE>(pending));
+    }
+  };
+  put(1, 1);           // the last block
+  put(1, 2);           // of fixed codes, whose first bit is their highest
+  put(0b00001100, 8);  // a zero
+  for (std::size_t i = 0; i < repetitions; ++i) put(0b00000'10100011, 13);
+  put(0, 7);  // the end
+  put(0, 8);
+  packed.insert(packed.end(), 4, 0);  // a check sum, which is wrong
+  return packed;
+}
+
+TEST(PngDecoder, WhatExpandsToManyTimesItsSizeBesideThePixelsIsSkippedOrRefused) {
+  const Bytes bomb = CompressedZeros(1 << 20);
+  const Bytes little = CompressedZeros(1 << 10);
+  Bytes named = {'n', 0, 0};
+  named.insert(named.end(), bomb.begin(), bomb.end());
+  rusage before{};
+  getrusage(RUSAGE_SELF, &before);
+  for (const bool interlaced : {false, true}) {
+    const PngPicture made = MakePng(PngColour::kRgb, 8, 4, 4, interlaced, false);
+    const Bytes file = EncodePng(made);
+    for (const char* type : {"zTXt", "iCCP", "tEXt"}) {
+      for (const bool before_pixels : {false, true}) {
+        EXPECT_EQ(DecodePicture(WithChunk(file, type, named, before_pixels)).pixels,
+                  ExpectedRgba(made));
+      }
+    }
+    // The pixels are zeros, and so is what follows them. Little of it is fine.
+    for (const auto& [data, result] :
+         {std::pair(&bomb, WINCODEC_ERR_BADIMAGE), std::pair(&little, S_OK)}) {
+      Bytes empty = WithChunk(file, "IDAT", *data, true);
+      const BYTE type[] = {'I', 'D', 'A', 'T'};
+      const auto old = std::find_end(empty.begin(), empty.end(), std::begin(type), std::end(type));
+      empty.erase(old - 4, empty.end() - 12);
+      const DecodedPicture decoded = DecodePicture(empty);
+      EXPECT_EQ(decoded.opened, S_OK);
+      EXPECT_EQ(decoded.copied, result);
+    }
+  }
+  Bytes lying = WithChunk(EncodePng(MakePng(PngColour::kRgb, 8, 4, 4, false, false)), "tEXt",
+                          {'n', 0, 'x'}, true);
+  const BYTE text[] = {'t', 'E', 'X', 't'};
+  *(std::search(lying.begin(), lying.end(), std::begin(text), std::end(text)) - 4) = 0x7F;
+  EXPECT_EQ(OpeningResult(lying), WINCODEC_ERR_BADHEADER);
+  rusage after{};
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 50 * 1024);
+}
+
 TEST(JpegDecoder, AMissingComponentIsAFailureThoughTheRestIsThere) {
   Bytes file = EncodeJpeg(MakeJpeg(JpegColour::kYCbCr, JpegCoding::kSeparateScans, 16, 16));
   const BYTE scan[] = {0xFF, 0xDA};

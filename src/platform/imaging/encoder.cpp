@@ -8,7 +8,7 @@
 #include "platform/com/com_object.h"
 #include "platform/com/guard.h"
 #include "platform/imaging/bmp_encoder.h"
-#include "platform/imaging/picture_reader.h"
+#include "platform/imaging/gif_encoder.h"
 #include "platform/imaging/pixel_formats.h"
 #include "platform/imaging/pixels.h"
 #include "platform/imaging/png_encoder.h"
@@ -19,6 +19,7 @@ namespace {
 const Encoding* const kEncodings[] = {
     &kPngEncoding,  //
     &kBmpEncoding,  //
+    &kGifEncoding,  //
 };
 
 // Bytes taken from a source at a time.

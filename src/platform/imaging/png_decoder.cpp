@@ -3,6 +3,7 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <png.h>
 
 namespace Vantra::Platform {
@@ -13,6 +14,11 @@ constexpr BYTE kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 // Largest memory for one chunk other than pixels. Only palettes and transparency are kept, which
 // take less than 1 KiB.
 constexpr png_alloc_size_t kMaximumChunkBytes = 64 * 1024;
+
+// Largest number of the file's bytes for a row, beyond twice those of the row: what is more is
+// compressed data behind the pixels, which the library would expand to nothing, however long it
+// takes.
+constexpr std::size_t kMaximumExcess = 16 * 1024;
 
 struct Free {
   void operator()(BYTE* bytes) const { std::free(bytes); }
@@ -47,6 +53,12 @@ class PngReader final : public PictureReader {
 
   HRESULT CheckSize();
   HRESULT ReadInterlaced();
+  // For use within `Run`.
+  void ReadLibraryRow(BYTE* row) {
+    row_bytes_left_ = 2 * stored_row_bytes_ + kMaximumExcess;
+    png_read_row(png_, row, nullptr);
+    row_bytes_left_.reset();
+  }
 
   // The cause of a failure: `otherwise`, unless it lies outside the file's content.
   HRESULT Cause(HRESULT otherwise) const {
@@ -60,6 +72,9 @@ class PngReader final : public PictureReader {
   bool out_of_memory_ = false;
   int passes_ = 1;
   bool opaque_ = false;
+  std::size_t stored_row_bytes_ = 0;
+  // What may still be read for a row that is being read.
+  std::optional<std::size_t> row_bytes_left_;
   // The whole of an interlaced picture, whose rows come several times.
   std::unique_ptr<BYTE, Free> image_;
   UINT rows_begun_ = 0;  // those that the first pass came to
@@ -68,6 +83,10 @@ class PngReader final : public PictureReader {
 
 void PngReader::OnRead(png_structp png, png_bytep bytes, std::size_t size) {
   auto* reader = static_cast<PngReader*>(png_get_io_ptr(png));
+  if (reader->row_bytes_left_) {
+    if (size > *reader->row_bytes_left_) png_error(png, "too much data");
+    *reader->row_bytes_left_ -= size;
+  }
   if (reader->stream_.Read(bytes, size) != size) png_error(png, "unexpected end");
 }
 
@@ -97,6 +116,7 @@ HRESULT PngReader::Open() {
     png_read_info(png_, info_);
     opaque_ = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) == 0 &&
               png_get_valid(png_, info_, PNG_INFO_tRNS) == 0;
+    stored_row_bytes_ = png_get_rowbytes(png_, info_);
     png_set_expand(png_);
     png_set_bgr(png_);
     png_set_scale_16(png_);
@@ -135,8 +155,7 @@ HRESULT PngReader::CheckSize() {
 
 HRESULT PngReader::ReadRow(BYTE* row) {
   if (passes_ == 1) {
-    return Run([this, row] { png_read_row(png_, row, nullptr); }) ? S_OK
-                                                                  : Cause(WINCODEC_ERR_BADIMAGE);
+    return Run([this, row] { ReadLibraryRow(row); }) ? S_OK : Cause(WINCODEC_ERR_BADIMAGE);
   }
   if (image_ == nullptr) {
     const HRESULT result = ReadInterlaced();
@@ -156,7 +175,7 @@ HRESULT PngReader::ReadInterlaced() {
   const bool complete = Run([this] {
     for (int pass = 0; pass < passes_; ++pass) {
       for (UINT y = 0; y < Height(); ++y) {
-        png_read_row(png_, image_.get() + y * (Width() * kBytesPerPixel), nullptr);
+        ReadLibraryRow(image_.get() + y * (Width() * kBytesPerPixel));
         if (pass == 0) rows_begun_ = y + 1;
       }
     }
