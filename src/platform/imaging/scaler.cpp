@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -151,7 +152,14 @@ HRESULT Scaler::CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* bu
   Area area;
   const HRESULT result = CheckCopy(width_, height_, rect, stride, size, buffer, &area);
   if (FAILED(result)) return result;
-  return GuardMemory([&] { return Scale(area, stride, buffer); });
+  const HRESULT scaled = GuardMemory([&] { return Scale(area, stride, buffer); });
+  if (scaled == E_OUTOFMEMORY || scaled == WINCODEC_ERR_IMAGESIZEOUTOFRANGE) {
+    // Nothing was scaled.
+    for (UINT y = 0; y < area.height; ++y) {
+      std::memset(buffer + std::size_t{y} * stride, 0, area.width * kBytesPerPixel);
+    }
+  }
+  return scaled;
 }
 
 HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer) {
