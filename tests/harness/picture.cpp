@@ -1,7 +1,5 @@
 #include "tests/harness/picture.h"
 
-#include <vantrix/platform/wincodec.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -16,11 +14,11 @@ std::uint8_t ToByte(double value) {
   return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
 }
 
-#ifdef VANTRIX_TEST_PHOTOGRAPHS
 void Require(HRESULT result, const std::filesystem::path& path) {
-  if (FAILED(result)) throw std::runtime_error("cannot decode " + path.string());
+  if (FAILED(result)) throw std::runtime_error("cannot read or write " + path.string());
 }
 
+#ifdef VANTRIX_TEST_PHOTOGRAPHS
 Picture LoadPhotograph(IWICImagingFactory2* factory, const std::filesystem::path& path) {
   CComPtr<IWICBitmapDecoder> decoder;
   CComPtr<IWICBitmapFrameDecode> frame;
@@ -45,6 +43,31 @@ Picture LoadPhotograph(IWICImagingFactory2* factory, const std::filesystem::path
 #endif
 
 }  // namespace
+
+void WritePng(const std::filesystem::path& path, unsigned width, unsigned height,
+              const void* pixels, const WICPixelFormatGUID& format) {
+  CComPtr<IWICImagingFactory2> factory;
+  CComPtr<IWICStream> stream;
+  CComPtr<IWICBitmapEncoder> encoder;
+  CComPtr<IWICBitmapFrameEncode> frame;
+  Require(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                           IID_PPV_ARGS(&factory)),
+          path);
+  Require(factory->CreateStream(&stream), path);
+  Require(stream->InitializeFromFilename(path.wstring().c_str(), GENERIC_WRITE), path);
+  Require(factory->CreateEncoder(GUID_ContainerFormatPng, nullptr, &encoder), path);
+  Require(encoder->Initialize(stream, WICBitmapEncoderNoCache), path);
+  Require(encoder->CreateNewFrame(&frame, nullptr), path);
+  Require(frame->Initialize(nullptr), path);
+  Require(frame->SetSize(width, height), path);
+  WICPixelFormatGUID taken = format;
+  Require(frame->SetPixelFormat(&taken), path);
+  auto* bytes = static_cast<BYTE*>(const_cast<void*>(pixels));
+  Require(frame->WritePixels(height, width * 4, width * height * 4, bytes), path);
+  Require(frame->Commit(), path);
+  Require(encoder->Commit(), path);
+  Require(stream->Commit(0), path);
+}
 
 Picture DrawScene(int width, int height) {
   Picture picture("scene", width, height);
