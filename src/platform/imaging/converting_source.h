@@ -11,6 +11,8 @@ namespace Vantra::Platform {
 
 class IConvertingSource : public IUnknown {
  public:
+  /// The layout that `CopyPixels` gives, whose format is the source's.
+  virtual PixelLayout Layout() = 0;
   /// `IWICBitmapSource::CopyPixels`, to pixels of another layout.
   virtual HRESULT CopyPixelsAs(const WICRect* rect, UINT stride, UINT size, BYTE* buffer,
                                PixelLayout layout) = 0;

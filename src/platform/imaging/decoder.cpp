@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -79,6 +80,10 @@ class Decoder final : public ComObject<IWICBitmapDecoder> {
   std::unique_ptr<PictureReader> reader_;
   UINT reader_frame_ = 0;
   UINT next_row_ = 0;
+  // From where on a frame is known not to decode, so that a caller who goes on copying bands does
+  // not have it tried for each of them.
+  std::optional<UINT> broken_frame_;
+  UINT broken_row_ = 0;
 };
 
 // What a decoder, or one of its frames, has to tell.
@@ -137,6 +142,8 @@ class Frame final
   HRESULT CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* buffer) override {
     return CopyPixelsAs(rect, stride, size, buffer, header_.layout);
   }
+
+  PixelLayout Layout() override { return header_.layout; }
 
   HRESULT CopyPixelsAs(const WICRect* rect, UINT stride, UINT size, BYTE* buffer,
                        PixelLayout layout) override {
@@ -219,11 +226,22 @@ HRESULT Decoder::CopyPixels(const FrameHeader& frame, const WICRect* rect, UINT 
   HRESULT result = CheckCopy(frame.width, frame.height, rect, stride, size, buffer, &area);
   if (FAILED(result)) return result;
   UINT rows_done = 0;
-  result = GuardMemory([&] { return ReadArea(frame, area, stride, buffer, layout, &rows_done); });
+  if (broken_frame_ == frame.index && area.top >= broken_row_) {
+    result = WINCODEC_ERR_BADIMAGE;
+  } else {
+    result = GuardMemory([&] { return ReadArea(frame, area, stride, buffer, layout, &rows_done); });
+  }
   for (UINT y = rows_done; y < area.height; ++y) {
     std::memset(buffer + std::size_t{y} * stride, 0, area.width * kBytesPerPixel);
   }
-  if (FAILED(result)) reader_.reset();
+  // A reader that only tells of damage has further rows.
+  if (FAILED(result) && rows_done < area.height) {
+    if (result == WINCODEC_ERR_BADIMAGE && reader_ != nullptr) {
+      broken_frame_ = frame.index;
+      broken_row_ = next_row_;
+    }
+    reader_.reset();
+  }
   return result;
 }
 
@@ -248,9 +266,9 @@ HRESULT Decoder::ReadArea(const FrameHeader& frame, const Area& area, UINT strid
     }
     ConvertPixels(out, area.width, frame.layout, layout);
   }
-  if (FAILED(reader_->Damage())) return reader_->Damage();
-  if (next_row_ < frame.height) return S_OK;
-  result = reader_->Finish();
+  result = reader_->Damage();
+  if (next_row_ < frame.height) return result;
+  if (SUCCEEDED(result)) result = reader_->Finish();
   // Whatever the coder holds is of no more use.
   reader_.reset();
   return result;

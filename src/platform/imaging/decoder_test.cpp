@@ -370,6 +370,10 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
     Bytes pixels(16, 0xA5);
     EXPECT_EQ(frame->CopyPixels(&corner, 8, 16, pixels.data()), WINCODEC_ERR_BADIMAGE);
     EXPECT_EQ(pixels, Bytes(16, 0));
+    CComPtr<IWICBitmapScaler> scaler;
+    ASSERT_EQ(MakeFactory()->CreateBitmapScaler(&scaler), S_OK);
+    ASSERT_EQ(scaler->Initialize(frame, 2, 2, WICBitmapInterpolationModeNearestNeighbor), S_OK);
+    EXPECT_EQ(scaler->CopyPixels(nullptr, 8, 16, pixels.data()), WINCODEC_ERR_BADIMAGE);
   }
   rusage after{};
   getrusage(RUSAGE_SELF, &after);
@@ -518,7 +522,7 @@ TEST(Decoders, NameTheirFormatAndHaveOneFrameThatOutlivesThem) {
 // A host's stream that behaves in one of several ways.
 class HostStream final : public ComObject<Implements<IStream, ISequentialStream>> {
  public:
-  enum class Manner { kByteByByte, kFails, kOverstates, kCannotSeek };
+  enum class Manner { kPlain, kByteByByte, kFails, kOverstates, kCannotSeek };
   HostStream(const Bytes* bytes, Manner m) : file(bytes), manner(m) {}
 
   HRESULT Read(void* buffer, ULONG size, ULONG* read) override {
@@ -528,6 +532,7 @@ class HostStream final : public ComObject<Implements<IStream, ISequentialStream>
     if (manner == Manner::kByteByByte) *read = std::min(*read, 1u);
     std::memcpy(buffer, file->data() + position_, *read);
     position_ += *read;
+    bytes_read += *read;
     if (manner == Manner::kOverstates) *read = size + 1;
     return S_OK;
   }
@@ -546,6 +551,7 @@ class HostStream final : public ComObject<Implements<IStream, ISequentialStream>
   const Bytes* file;
   Manner manner;
   std::size_t fails_at = 0;
+  std::size_t bytes_read = 0;
 
  private:
   std::size_t position_ = 0;
@@ -569,6 +575,43 @@ TEST(Decoders, ReadAHostsStreamFromItsPositionWhoeverElseMovesIt) {
                 S_OK);
     }
     EXPECT_EQ(pixels, whole.pixels);
+  }
+}
+
+TEST(Decoders, BandsOfADamagedPictureGiveWhatTheWholeGivesWithoutBeingTriedAnew) {
+  std::vector<Bytes> files;
+  for (const bool interlaced : {false, true}) {
+    files.push_back(EncodePng(MakePng(PngColour::kRgba, 8, 200, 250, interlaced, false)));
+    GifPicture gif;
+    gif.palette = MakeGifPalette(256, 1);
+    gif.frames = {MakeGifPatch(256, 200, 250, interlaced)};
+    files.push_back(EncodeGif(gif));
+  }
+  for (const JpegCoding coding : {JpegCoding::kSequential, JpegCoding::kProgressive}) {
+    JpegPicture noisy = MakeJpeg(JpegColour::kYCbCr, coding, 200, 250);
+    Noise noise(7);
+    for (BYTE& sample : noisy.samples) sample = static_cast<BYTE>(noise.Below(256));
+    files.push_back(EncodeJpeg(noisy));
+  }
+  for (Bytes& file : files) {
+    file.resize(file.size() / 2);
+    const DecodedPicture whole = DecodePicture(file);
+    ASSERT_EQ(whole.copied, WINCODEC_ERR_BADIMAGE);
+    const auto stream = MakeCom<HostStream>(&file, HostStream::Manner::kPlain);
+    const auto frame = OpenFrame(stream);
+    stream->bytes_read = 0;
+    Bytes pixels(whole.pixels.size(), 0xA5);
+    bool failed = false;
+    for (INT y = 0; y < 250; y += 10) {
+      const WICRect band{0, y, 200, 10};
+      const HRESULT result =
+          frame->CopyPixels(&band, 800, 8000, &pixels[static_cast<std::size_t>(y) * 800]);
+      EXPECT_TRUE(result == WINCODEC_ERR_BADIMAGE || (result == S_OK && !failed));
+      failed = failed || FAILED(result);
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(pixels, whole.pixels);
+    EXPECT_LE(stream->bytes_read, 2 * file.size());
   }
 }
 

@@ -5,12 +5,13 @@
 #include <new>
 
 #include "platform/com/com_object.h"
-#include "platform/imaging/picture_reader.h"
+#include "platform/imaging/converting_source.h"
 
 namespace Vantra::Platform {
 namespace {
 
-class MemoryBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSource>> {
+class MemoryBitmap final
+    : public ComObject<Implements<IWICBitmap, IWICBitmapSource>, IConvertingSource> {
  public:
   HRESULT Copy(IWICBitmapSource* source, const Area& area) {
     UINT width = 0;
@@ -18,7 +19,9 @@ class MemoryBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSou
     HRESULT result = source->GetSize(&width, &height);
     if (SUCCEEDED(result)) result = source->GetPixelFormat(&format_);
     if (FAILED(result)) return result;
-    if (!LayoutOf(format_)) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+    const std::optional<PixelLayout> layout = LayoutOf(format_);
+    if (!layout) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+    layout_ = *layout;
     if (area.width == 0 || area.height == 0 || UINT64{area.left} + area.width > width ||
         UINT64{area.top} + area.height > height) {
       return E_INVALIDARG;
@@ -48,14 +51,22 @@ class MemoryBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSou
   }
 
   HRESULT CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* buffer) override {
+    return CopyPixelsAs(rect, stride, size, buffer, layout_);
+  }
+
+  PixelLayout Layout() override { return layout_; }
+
+  HRESULT CopyPixelsAs(const WICRect* rect, UINT stride, UINT size, BYTE* buffer,
+                       PixelLayout layout) override {
     Area area;
     const HRESULT result = CheckCopy(width_, height_, rect, stride, size, buffer, &area);
     if (FAILED(result)) return result;
     const BYTE* from =
         &pixels_[std::size_t{area.top} * Stride() + std::size_t{area.left} * kBytesPerPixel];
     for (UINT y = 0; y < area.height; ++y) {
-      std::memcpy(buffer + std::size_t{y} * stride, from + std::size_t{y} * Stride(),
-                  area.width * kBytesPerPixel);
+      BYTE* row = buffer + std::size_t{y} * stride;
+      std::memcpy(row, from + std::size_t{y} * Stride(), area.width * kBytesPerPixel);
+      ConvertPixels(row, area.width, layout_, layout);
     }
     return S_OK;
   }
@@ -64,6 +75,7 @@ class MemoryBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSou
   UINT Stride() const { return width_ * UINT{kBytesPerPixel}; }
 
   WICPixelFormatGUID format_{};
+  PixelLayout layout_{};
   UINT width_ = 0;
   UINT height_ = 0;
   std::unique_ptr<BYTE[]> pixels_;

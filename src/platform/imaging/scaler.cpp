@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "platform/com/guard.h"
-#include "platform/imaging/picture_reader.h"
 
 namespace Vantra::Platform {
 namespace {
@@ -99,6 +98,54 @@ class Axis {
   std::vector<float> weights_;
 };
 
+// The part of the source that is needed, read once from top to bottom, some rows at a time.
+class SourceRows {
+ public:
+  SourceRows(IWICBitmapSource* source, const Axis& columns, const Axis& rows)
+      : source_(source),
+        left_(static_cast<INT>(columns.Begin())),
+        width_(static_cast<INT>(columns.End() - columns.Begin())),
+        stride_(static_cast<std::size_t>(width_) * kBytesPerPixel),
+        end_(rows.End()),
+        most_(static_cast<UINT>(std::max<std::size_t>(kBandBytes / stride_, 1))) {
+    band_.resize(stride_ * std::min(most_, end_ - rows.Begin()));
+  }
+
+  // Rows come in order, though some may be left out.
+  const BYTE* Row(UINT y) {
+    if (y >= begin_ + count_) Read(y);
+    return band_.data() + (y - begin_) * stride_;
+  }
+
+  HRESULT Result() const { return result_; }
+
+ private:
+  static constexpr std::size_t kBandBytes = std::size_t{256} * 1024;
+
+  void Read(UINT y) {
+    begin_ = y;
+    count_ = std::min(most_, end_ - y);
+    // In case the source fails without a word on its pixels.
+    std::fill(band_.begin(), band_.end(), BYTE{0});
+    const WICRect rect{left_, static_cast<INT>(begin_), width_, static_cast<INT>(count_)};
+    // A failed copy may still have given some rows of a picture, and a later one others.
+    const HRESULT result = source_->CopyPixels(&rect, static_cast<UINT>(stride_),
+                                               static_cast<UINT>(stride_ * count_), band_.data());
+    if (SUCCEEDED(result_)) result_ = result;
+  }
+
+  IWICBitmapSource* source_;
+  INT left_;
+  INT width_;
+  std::size_t stride_;
+  UINT end_;
+  UINT most_;
+  UINT begin_ = 0;
+  UINT count_ = 0;
+  std::vector<BYTE> band_;
+  HRESULT result_ = S_OK;
+};
+
 // One row at its new width.
 void ScaleRow(const BYTE* source, const Axis& columns, float* row) {
   for (UINT x = 0; x < columns.Count(); ++x) {
@@ -124,8 +171,13 @@ HRESULT Scaler::Initialize(IWICBitmapSource* source, UINT width, UINT height,
   if (SUCCEEDED(result)) result = source->GetPixelFormat(&format_);
   if (FAILED(result)) return result;
   if (source_width_ == 0 || source_height_ == 0) return E_INVALIDARG;
-  if (!LayoutOf(format_)) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+  const std::optional<PixelLayout> layout = LayoutOf(format_);
+  if (!layout) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
   source_ = source;
+  layout_ = *layout;
+  // What is opaque stays so at any size.
+  CComPtr<IConvertingSource> converting;
+  if (SUCCEEDED(source_.QueryInterface(&converting))) layout_ = converting->Layout();
   width_ = width;
   height_ = height;
   mode_ = mode;
@@ -148,13 +200,18 @@ HRESULT Scaler::GetPixelFormat(WICPixelFormatGUID* format) {
 }
 
 HRESULT Scaler::CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* buffer) {
+  return CopyPixelsAs(rect, stride, size, buffer, layout_);
+}
+
+HRESULT Scaler::CopyPixelsAs(const WICRect* rect, UINT stride, UINT size, BYTE* buffer,
+                             PixelLayout layout) {
   if (source_ == nullptr) return WINCODEC_ERR_NOTINITIALIZED;
   Area area;
   const HRESULT result = CheckCopy(width_, height_, rect, stride, size, buffer, &area);
   if (FAILED(result)) return result;
-  const HRESULT scaled = GuardMemory([&] { return Scale(area, stride, buffer); });
-  if (scaled == E_OUTOFMEMORY || scaled == WINCODEC_ERR_IMAGESIZEOUTOFRANGE) {
-    // Nothing was scaled.
+  const HRESULT scaled = GuardMemory([&] { return Scale(area, stride, buffer, layout); });
+  if (scaled == E_OUTOFMEMORY) {
+    // Nothing may have been scaled.
     for (UINT y = 0; y < area.height; ++y) {
       std::memset(buffer + std::size_t{y} * stride, 0, area.width * kBytesPerPixel);
     }
@@ -162,20 +219,10 @@ HRESULT Scaler::CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* bu
   return scaled;
 }
 
-HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer) {
+HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer, PixelLayout layout) {
   const Axis columns(source_width_, width_, area.left, area.width, mode_);
   const Axis rows(source_height_, height_, area.top, area.height, mode_);
-  const UINT needed_width = columns.End() - columns.Begin();
-  const UINT needed_height = rows.End() - rows.Begin();
-  const UINT64 needed = UINT64{needed_width} * needed_height;
-  if (needed > WIC_MAXIMUM_PIXELS) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  const std::size_t source_stride = needed_width * kBytesPerPixel;
-  std::vector<BYTE> source(needed * kBytesPerPixel);
-  const WICRect rect{static_cast<INT>(columns.Begin()), static_cast<INT>(rows.Begin()),
-                     static_cast<INT>(needed_width), static_cast<INT>(needed_height)};
-  // A failed copy may still have given the upper part of a picture.
-  const HRESULT result = source_->CopyPixels(&rect, static_cast<UINT>(source_stride),
-                                             static_cast<UINT>(source.size()), source.data());
+  SourceRows source(source_, columns, rows);
 
   // The scaled rows that the present new row needs; each is made once.
   const std::size_t row_values = std::size_t{area.width} * kBytesPerPixel;
@@ -189,7 +236,7 @@ HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer) {
     for (UINT k = first; k - first < weights.size(); ++k) {
       float* row = kept.data() + k % rows.Longest() * row_values;
       if (k >= next) {
-        ScaleRow(source.data() + (k - rows.Begin()) * source_stride, columns, row);
+        ScaleRow(source.Row(k), columns, row);
         next = k + 1;
       }
       const float weight = weights[k - first];
@@ -199,8 +246,9 @@ HRESULT Scaler::Scale(const Area& area, UINT stride, BYTE* buffer) {
     for (std::size_t i = 0; i < row_values; ++i) {
       out[i] = static_cast<BYTE>(std::clamp(sums[i] + 0.5f, 0.0f, 255.0f));
     }
+    ConvertPixels(out, area.width, layout_, layout);
   }
-  return result;
+  return source.Result();
 }
 
 }  // namespace Vantra::Platform

@@ -64,7 +64,10 @@ TEST(Scaler, FollowsTheFormulaOfEveryModeInEveryDirection) {
                                                                {17, 11, 40, 3},
                                                                {17, 11, 7, 25},
                                                                {1, 1, 3, 2},
-                                                               {64, 48, 1, 1}}) {
+                                                               {64, 48, 1, 1},
+                                                               // Read in several bands.
+                                                               {2000, 70, 3, 50},
+                                                               {2000, 70, 2, 90}}) {
     const Source source(static_cast<UINT>(from_width), static_cast<UINT>(from_height));
     for (const auto mode :
          {WICBitmapInterpolationModeNearestNeighbor, WICBitmapInterpolationModeLinear,

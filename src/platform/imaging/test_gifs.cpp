@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <sstream>
 
 namespace Vantra::Platform {
 namespace {
@@ -116,8 +117,10 @@ GifPicture MakeGif(unsigned colours, bool interlaced, bool transparent) {
 }
 
 Bytes MakeGifApplication(const char* name, const Bytes& data) {
-  Bytes extension = {0x21, 0xFF, 11};
-  for (int i = 0; i < 11; ++i) extension.push_back(static_cast<BYTE>(name[i]));
+  constexpr std::size_t kNameBytes = 11;
+  Bytes extension = {0x21, 0xFF, kNameBytes};
+  extension.resize(3 + kNameBytes);
+  std::copy_n(name, kNameBytes, extension.begin() + 3);
   PutSubBlocks(&extension, data);
   return extension;
 }
@@ -164,6 +167,24 @@ Bytes ExpectedRgba(const GifPicture& picture, const GifPatch& patch) {
     }
   }
   return pixels;
+}
+
+std::string DescribeValue(IWICMetadataQueryReader* reader, LPCWSTR name) {
+  PROPVARIANT value;
+  PropVariantInit(&value);
+  const HRESULT result = reader->GetMetadataByName(name, &value);
+  std::ostringstream text;
+  if (reader->GetMetadataByName(name, nullptr) != result) text << "two answers ";
+  if (value.vt == VT_EMPTY) text << std::hex << static_cast<unsigned>(result);
+  if (value.vt == VT_BOOL) text << "bool " << (value.boolVal == VARIANT_TRUE);
+  if (value.vt == VT_UI1) text << "ui1 " << unsigned{value.bVal};
+  if (value.vt == VT_UI2) text << "ui2 " << value.uiVal;
+  if (value.vt == (VT_VECTOR | VT_UI1)) {
+    text << "bytes";
+    for (ULONG i = 0; i < value.caub.cElems; ++i) text << ' ' << unsigned{value.caub.pElems[i]};
+  }
+  if (PropVariantClear(&value) != S_OK || value.vt != VT_EMPTY) text << " not cleared";
+  return text.str();
 }
 
 }  // namespace Vantra::Platform

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/imaging/test_pictures.h"
@@ -48,5 +49,14 @@ Bytes MakeGifApplication(const char* name, const Bytes& data);
 Bytes EncodeGif(const GifPicture& picture);
 /// The pixels that a decoder must give for a frame.
 Bytes ExpectedRgba(const GifPicture& picture, const GifPatch& patch);
+
+/// A value as text: "bool 1", "ui1 5", "ui2 300", "bytes 3 1 0 0", or the failure in hexadecimal.
+std::string DescribeValue(IWICMetadataQueryReader* reader, LPCWSTR name);
+/// The same of what has metadata, a decoder or a frame.
+template <class Owner>
+std::string Describe(const CComPtr<Owner>& owner, LPCWSTR name) {
+  CComPtr<IWICMetadataQueryReader> reader;
+  return owner->GetMetadataQueryReader(&reader) == S_OK ? DescribeValue(reader, name) : "no reader";
+}
 
 }  // namespace Vantra::Platform
