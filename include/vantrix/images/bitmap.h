@@ -40,7 +40,9 @@ class VANTRIX_API Bitmap final : public ResourceBase {
     kGif = 5,
     kHdPhoto = 6,
     kDds = 7,
+    /// A movie, told by the name of its file.
     kSwf = 8,
+    /// Any other format, such as WebP, and where nothing was loaded.
     kUnknown = 9,
   };
 
