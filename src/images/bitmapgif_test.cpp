@@ -389,7 +389,8 @@ TEST_F(FakeGifs, AFileThatTellsNothingIsAStillPicture) {
   EXPECT_EQ(Meta().pixel_width, 0u);
   EXPECT_EQ(bitmap_.GetWidth(), 2);
 
-  // A still picture that cannot be read is a failure all the same.
+  // A still picture that cannot be read is a failure all the same, and leaves nothing of the rest.
+  file.frames.resize(2);
   file.frames[0].opened = WINCODEC_ERR_BADHEADER;
   LogWatch log;
   try {
@@ -399,6 +400,11 @@ TEST_F(FakeGifs, AFileThatTellsNothingIsAStillPicture) {
     EXPECT_NE(std::string(exception.what()).find("Get Frame Failed: 0x88982f61"),
               std::string::npos);
   }
+  EXPECT_EQ(bitmap_.GetMetaGif(), nullptr);
+  EXPECT_EQ(bitmap_.GetChromaKey(), nullptr);
+  EXPECT_TRUE(bitmap_.GetFrames().empty());
+  EXPECT_EQ(bitmap_.GetFrameCount(), 2);
+  EXPECT_EQ(bitmap_.GetWidth(), 0);
 }
 
 }  // namespace

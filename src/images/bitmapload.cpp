@@ -139,6 +139,18 @@ void Bitmap::LoadResource(const std::wstring& name, int width, int height,
 
 void Bitmap::Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width, int height,
                     const MultipleOptions* options, const char* function) {
+  try {
+    DecodePicture(factory, decoder, width, height, options, function);
+  } catch (...) {
+    const int frame_count = frame_count_;
+    Cleanup();
+    frame_count_ = frame_count;
+    throw;
+  }
+}
+
+void Bitmap::DecodePicture(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width,
+                           int height, const MultipleOptions* options, const char* function) {
   UINT count = 0;
   if (FAILED(decoder->GetFrameCount(&count)) || count == 0) count = 1;
   frame_count_ = static_cast<int>(std::min<UINT>(count, std::numeric_limits<int>::max()));

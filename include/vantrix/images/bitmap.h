@@ -274,9 +274,12 @@ class VANTRIX_API Bitmap final : public ResourceBase {
   HRESULT TakeSize(UINT width, UINT height);
   /// Fills the CPU pixels with transparent black.
   void ClearPixels();
-  /// Fills an empty bitmap from an opened picture; failures name `function`.
+  /// Fills an empty bitmap from an opened picture; failures name `function`, and leave the frame
+  /// count and the file format only.
   void Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width, int height,
               const MultipleOptions* options, const char* function);
+  void DecodePicture(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, int width,
+                     int height, const MultipleOptions* options, const char* function);
   std::unique_ptr<Frame> DecodeFrame(IStream* stream);
   /// Appends a frame, unless it is empty.
   void AddFrame(std::unique_ptr<Frame> frame);
