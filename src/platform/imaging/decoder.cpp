@@ -235,13 +235,7 @@ HRESULT Decoder::CopyPixels(const FrameHeader& frame, const WICRect* rect, UINT 
     std::memset(buffer + std::size_t{y} * stride, 0, area.width * kBytesPerPixel);
   }
   // A reader that only tells of damage has further rows.
-  if (FAILED(result) && rows_done < area.height) {
-    if (result == WINCODEC_ERR_BADIMAGE && reader_ != nullptr) {
-      broken_frame_ = frame.index;
-      broken_row_ = next_row_;
-    }
-    reader_.reset();
-  }
+  if (FAILED(result) && rows_done < area.height) reader_.reset();
   return result;
 }
 
@@ -292,7 +286,12 @@ HRESULT Decoder::PrepareFor(const FrameHeader& frame, UINT row) {
 
 HRESULT Decoder::ReadRow(BYTE* row) {
   const HRESULT result = reader_->ReadRow(row);
-  if (SUCCEEDED(result)) ++next_row_;
+  if (SUCCEEDED(result)) {
+    ++next_row_;
+  } else if (result == WINCODEC_ERR_BADIMAGE) {
+    broken_frame_ = reader_frame_;
+    broken_row_ = next_row_;
+  }
   return result;
 }
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <limits>
-#include <numeric>
 #include <optional>
 #include <span>
 #include <unordered_map>
@@ -135,7 +135,7 @@ class Box {
         widest_error_ = error;
         widest_ = c;
       }
-      mean_[static_cast<std::size_t>(c)] = static_cast<int>(sum / count + 0.5);
+      mean_[static_cast<std::size_t>(c)] = static_cast<int>(std::lround(sum / count));
     }
   }
 
@@ -191,6 +191,7 @@ std::vector<WICColor> SplitColours(std::span<Bin> bins, std::size_t most) {
     boxes.push_back(upper);
   }
   std::vector<WICColor> colours;
+  colours.reserve(boxes.size());
   for (const Box& box : boxes) colours.push_back(box.Colour());
   return colours;
 }
@@ -220,7 +221,7 @@ void Settle(std::span<const Bin> bins, std::vector<WICColor>* palette) {
   for (const Bin& bin : bins) {
     Channels mean;
     for (int c = 0; c < kChannels; ++c) {
-      mean[static_cast<std::size_t>(c)] = static_cast<int>(bin.Mean(c) + 0.5);
+      mean[static_cast<std::size_t>(c)] = static_cast<int>(std::lround(bin.Mean(c)));
     }
     Bin& nearest = gathered[FindNearest(colours, mean)];
     nearest.count += bin.count;
@@ -229,7 +230,8 @@ void Settle(std::span<const Bin> bins, std::vector<WICColor>* palette) {
   for (std::size_t i = 0; i < gathered.size(); ++i) {
     if (gathered[i].count == 0) continue;
     BYTE mean[kChannels];
-    for (int c = 0; c < kChannels; ++c) mean[c] = static_cast<BYTE>(gathered[i].Mean(c) + 0.5);
+    for (int c = 0; c < kChannels; ++c)
+      mean[c] = static_cast<BYTE>(std::lround(gathered[i].Mean(c)));
     (*palette)[i] = ToColour(mean);
   }
 }

@@ -37,7 +37,7 @@ BYTE FromFloat(float value) {
   // What is no number is 0, too.
   if (!(value > 0)) return 0;
   // Exact in this precision.
-  return static_cast<BYTE>(static_cast<double>(std::min(value, 1.0f)) * 255 + 0.5);
+  return static_cast<BYTE>(std::lround(static_cast<double>(std::min(value, 1.0f)) * 255));
 }
 
 float HalfToFloat(std::uint16_t half) {
