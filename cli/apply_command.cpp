@@ -44,7 +44,7 @@ void Apply(const ApplyOptions& options) {
     if (options.mouse) SetMouse(effect, link.effect, *options.mouse);
     if (options.time) effect.SetTime(*options.time);
   }
-  WritePicture(options.output, Draw(device, chain, picture, options.input));
+  WritePicture(device, options.output, Draw(device, chain, picture, options.input));
 }
 
 }  // namespace Vantrix::Command

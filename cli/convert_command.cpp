@@ -84,7 +84,7 @@ void Convert(const ConvertOptions& options) {
   const auto* pixels = reinterpret_cast<const unsigned char*>(bitmap.GetBits());
   Picture picture{size.width, size.height, {}};
   picture.pixels.assign(pixels, pixels + std::size_t{size.width} * size.height * 4);
-  WritePicture(options.output, picture);
+  WritePicture(device, options.output, picture);
 }
 
 }  // namespace Vantrix::Command

@@ -164,8 +164,8 @@ class Gallery {
     opaque_ = {picture, "pictures/before.png"};
     FadeOut(picture);
     transparent_ = {std::move(picture), "pictures/before-transparent.png"};
-    WritePicture(Path(opaque_.link), opaque_.picture);
-    WritePicture(Path(transparent_.link), transparent_.picture);
+    WritePicture(device_, Path(opaque_.link), opaque_.picture);
+    WritePicture(device_, Path(transparent_.link), transparent_.picture);
 
     std::vector<std::string> failed;
     for (const auto& listing : all) {
@@ -231,7 +231,7 @@ class Gallery {
     if (result.pixels == subject.picture.pixels && card.note.empty()) {
       card.note = "These values leave the picture as it is.";
     }
-    WritePicture(Path(card.after), result);
+    WritePicture(device_, Path(card.after), result);
     return card;
   }
 

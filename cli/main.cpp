@@ -49,10 +49,11 @@ int Run(int argc, char** argv) {
   std::vector<std::string> settings;
   ApplyOptions options;
   CLI::App* apply = app.add_subcommand("apply", "Run a picture through effects");
-  apply->add_option("INPUT", options.input, "PNG, JPEG or BMP file")->required();
+  apply->add_option("INPUT", options.input, "Picture file")->required();
   apply
       ->add_option("OUTPUT", options.output,
-                   "PNG file, or raw premultiplied BGRA rows when the name ends in .bgra")
+                   "Picture file of the format that its extension names, else PNG, or raw "
+                   "premultiplied BGRA rows for .bgra")
       ->required();
   const CLI::Option* effect =
       apply
@@ -90,7 +91,7 @@ int Run(int argc, char** argv) {
   ConvertOptions conversion;
   CLI::App* convert = app.add_subcommand("convert", "Turn a raw video frame into a picture");
   convert->add_option("INPUT", conversion.input, "Raw frame without padding")->required();
-  convert->add_option("OUTPUT", conversion.output, "PNG file, or raw BGRA rows for .bgra")
+  convert->add_option("OUTPUT", conversion.output, "Picture file, or raw BGRA rows for .bgra")
       ->required();
   convert->add_option("--format", conversion.format, "nv12, i420, yuy2, ayuv or grey")->required();
   convert->add_option("--size", conversion.size, "Size of the frame as WxH")->required();
@@ -99,7 +100,7 @@ int Run(int argc, char** argv) {
   GalleryOptions gallery_options;
   CLI::App* gallery = app.add_subcommand("gallery", "Make a page that shows every effect");
   gallery->add_option("OUTDIR", gallery_options.folder, "Folder of the page")->required();
-  gallery->add_option("PHOTO", gallery_options.photo, "PNG, JPEG or BMP file to draw on");
+  gallery->add_option("PHOTO", gallery_options.photo, "Picture file to draw on");
   gallery->add_option("--size", gallery_options.size, "Size of the pictures as WxH")
       ->capture_default_str();
   gallery->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();

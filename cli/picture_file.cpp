@@ -1,17 +1,16 @@
 #include "cli/picture_file.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fmt/format.h>
-#include <string_view>
 
 #include "cli/command_error.h"
-#include "platform/com/utf8.h"
+#include "platform/com/com_object.h"
 #include "platform/imaging/errno_result.h"
-#include "platform/imaging/pixels.h"
-#include "platform/imaging/png_writer.h"
 #include "platform/imaging/replacement_file.h"
 
 namespace Vantrix::Command {
@@ -28,7 +27,9 @@ std::string Describe(HRESULT result) {
     case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED):
       return "permission denied";
     case WINCODEC_ERR_UNKNOWNIMAGEFORMAT:
-      return "neither a PNG nor a JPEG nor a BMP picture";
+      return "no picture of a known format";
+    case WINCODEC_ERR_COMPONENTNOTFOUND:
+      return "pictures of this format cannot be written";
     case WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT:
       return "the picture is of a variant that cannot be read";
     case WINCODEC_ERR_BADHEADER:
@@ -53,8 +54,82 @@ void Check(HRESULT result, const char* action, const std::string& path) {
   }
 }
 
-bool EndsWith(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+struct Format {
+  const char* extension;
+  GUID container;
+};
+
+constexpr Format kFormats[] = {
+    {".bmp", GUID_ContainerFormatBmp},   {".dds", GUID_ContainerFormatDds},
+    {".gif", GUID_ContainerFormatGif},   {".hdp", GUID_ContainerFormatWmp},
+    {".jpeg", GUID_ContainerFormatJpeg}, {".jpg", GUID_ContainerFormatJpeg},
+    {".jxr", GUID_ContainerFormatWmp},   {".tif", GUID_ContainerFormatTiff},
+    {".tiff", GUID_ContainerFormatTiff}, {".wdp", GUID_ContainerFormatWmp},
+    {".webp", GUID_ContainerFormatWebp},
+};
+
+// In small letters.
+std::string ExtensionOf(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+GUID FormatOf(const std::string& path) {
+  const std::string extension = ExtensionOf(path);
+  for (const Format& each : kFormats) {
+    if (extension == each.extension) return each.container;
+  }
+  return GUID_ContainerFormatPng;
+}
+
+HRESULT WriteAll(std::FILE* file, const void* data, std::size_t size) {
+  if (std::fwrite(data, 1, size, file) == size) return S_OK;
+  return Platform::ResultFromErrno(errno != 0 ? errno : EIO);
+}
+
+// A file as encoders write to it, from its start to its end.
+class FileStream final
+    : public Platform::ComObject<Platform::Implements<IStream, ISequentialStream>> {
+ public:
+  explicit FileStream(std::FILE* file) : file_(file) {}
+
+  HRESULT Write(const void* buffer, ULONG size, ULONG* written) override {
+    const HRESULT result = WriteAll(file_, buffer, size);
+    if (written != nullptr) *written = SUCCEEDED(result) ? size : 0;
+    return result;
+  }
+
+  HRESULT Read(void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+  HRESULT Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+  HRESULT SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+  HRESULT Commit(DWORD) override { return S_OK; }
+  HRESULT Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
+
+ private:
+  std::FILE* file_;
+};
+
+HRESULT Encode(IWICImagingFactory2* factory, REFGUID container, const Picture& picture,
+               IStream* stream) {
+  CComPtr<IWICBitmapEncoder> encoder;
+  CComPtr<IWICBitmapFrameEncode> frame;
+  HRESULT result = factory->CreateEncoder(container, nullptr, &encoder);
+  if (SUCCEEDED(result)) result = encoder->Initialize(stream, WICBitmapEncoderNoCache);
+  if (SUCCEEDED(result)) result = encoder->CreateNewFrame(&frame, nullptr);
+  if (SUCCEEDED(result)) result = frame->Initialize(nullptr);
+  if (SUCCEEDED(result)) result = frame->SetSize(picture.width, picture.height);
+  WICPixelFormatGUID format = GUID_WICPixelFormat32bppPBGRA;
+  if (SUCCEEDED(result)) result = frame->SetPixelFormat(&format);
+  if (SUCCEEDED(result)) {
+    // The frame only reads them.
+    auto* pixels = const_cast<unsigned char*>(picture.pixels.data());
+    result = frame->WritePixels(picture.height, picture.width * UINT{kBytesPerPixel},
+                                static_cast<UINT>(picture.pixels.size()), pixels);
+  }
+  if (SUCCEEDED(result)) result = frame->Commit();
+  return SUCCEEDED(result) ? encoder->Commit() : result;
 }
 
 }  // namespace
@@ -88,26 +163,21 @@ Picture ReadPictureWithin(Vantra::Device& device, const std::string& path, Size 
   return ReadPicture(device, path, Size{scaled(width), scaled(height)});
 }
 
-void WritePicture(const std::string& path, const Picture& picture) {
-  if (EndsWith(path, ".bgra")) {
+void WritePicture(Vantra::Device& device, const std::string& path, const Picture& picture) {
+  if (ExtensionOf(path) == ".bgra") {
     return WriteBytes(path, picture.pixels.data(), picture.pixels.size());
   }
-  std::vector<unsigned char> straight = picture.pixels;
-  Platform::ConvertPixels(straight.data(), straight.size() / kBytesPerPixel,
-                          {.blue_first = true, .premultiplied = true},
-                          {.blue_first = true, .premultiplied = false});
-  Check(Platform::WritePng(path, {.pixels = straight.data(),
-                                  .stride = picture.width * kBytesPerPixel,
-                                  .width = picture.width,
-                                  .height = picture.height,
-                                  .format = GUID_WICPixelFormat32bppBGRA}),
-        "write", path);
+  const HRESULT result = Platform::ReplaceFile(path, [&](std::FILE* file) {
+    const CComPtr<FileStream> stream = Platform::MakeCom<FileStream>(file);
+    if (stream == nullptr) return E_OUTOFMEMORY;
+    return Encode(device.GetWicImagingFactory(), FormatOf(path), picture, stream);
+  });
+  Check(result, "write", path);
 }
 
 void WriteBytes(const std::string& path, const void* data, std::size_t size) {
-  const HRESULT result = Platform::ReplaceFile(path, [data, size](std::FILE* file) {
-    return std::fwrite(data, 1, size, file) == size ? S_OK : Platform::ResultFromErrno(errno);
-  });
+  const HRESULT result = Platform::ReplaceFile(
+      path, [data, size](std::FILE* file) { return WriteAll(file, data, size); });
   Check(result, "write", path);
 }
 

@@ -27,9 +27,10 @@ Picture ReadPicture(Vantra::Device& device, const std::string& path, std::option
 // The same for a picture that is scaled down, where it is larger, to lie within a size.
 Picture ReadPictureWithin(Vantra::Device& device, const std::string& path, Size size);
 
-// Writes a PNG of straight alpha, or the rows as they are when the name ends in ".bgra". A file
-// that is there stays as it was until the new one is complete.
-void WritePicture(const std::string& path, const Picture& picture);
+// Writes a picture in the format that the extension names, PNG without one that is known, or the
+// rows as they are when it is ".bgra". A file that is there stays as it was until the new one is
+// complete.
+void WritePicture(Vantra::Device& device, const std::string& path, const Picture& picture);
 
 // Writes bytes as they are, with the same care.
 void WriteBytes(const std::string& path, const void* data, std::size_t size);

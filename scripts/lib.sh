@@ -11,6 +11,8 @@ packages=(
   libgtest-dev libbenchmark-dev
   # To render without a GPU, and to check the use of Vulkan.
   mesa-vulkan-drivers vulkan-validationlayers
+  # To compare GIFs with, frame by frame.
+  imagemagick
   # Photographs of the Earth, put together from a satellite's, for the demo and the tests.
   xplanet-images
 )

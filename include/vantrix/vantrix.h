@@ -14,6 +14,7 @@
 #include <vantrix/effects/engine/effectshaderbase.h>
 #include <vantrix/images/bitmap.h>
 #include <vantrix/images/colorspaceconverter.h>
+#include <vantrix/images/gifrender.h>
 #include <vantrix/platform/d2d1effects.h>
 #include <vantrix/platform/engine.h>
 #include <vantrix/platform/resources.h>

@@ -1,57 +1,18 @@
 #include <vantrix/device/dexception.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
-#include "platform/imaging/test_pictures.h"
-#include "tests/harness/device_fixture.h"
+#include "tests/harness/file_fixture.h"
 
 namespace Vantra {
 namespace {
 
 using namespace Testing;
-using Platform::Bytes;
-namespace fs = std::filesystem;
 
-class DeviceFiles : public DeviceFixture {
+class DeviceFiles : public FileFixture {
  protected:
-  DeviceFiles() {
-    char pattern[] = "/tmp/vantrix-XXXXXX";
-    folder_ = mkdtemp(pattern);
-  }
-  ~DeviceFiles() override { fs::remove_all(folder_); }
-
-  static void Write(const fs::path& name, const Bytes& bytes) {
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
-
-  static Bytes ReadFile(const fs::path& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  // Writes a picture with alpha and gives its premultiplied blue, green, red, alpha.
-  Picture Make(const char* name, unsigned width, unsigned height) {
-    const auto made = Platform::MakePng(Platform::PngColour::kRgba, 8, width, height, false, false);
-    Write(folder_ / name, EncodePng(made));
-    Picture picture(name, static_cast<int>(width), static_cast<int>(height));
-    for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
-      const unsigned* s = &made.samples[i * 4];
-      for (std::size_t c = 0; c < 3; ++c) {
-        picture.pixels[i][c] = static_cast<std::uint8_t>((s[2 - c] * s[3] + 127) / 255);
-      }
-      picture.pixels[i][3] = static_cast<std::uint8_t>(s[3]);
-    }
-    return picture;
-  }
-
   // What `LoadFile` gives, or a picture without pixels.
   Picture Load(const char* name, int width, int height) {
     CComPtr<IWICBitmapSource> source;
-    EXPECT_EQ(device_.LoadFile((folder_ / name).wstring().c_str(), width, height, &source), S_OK);
+    EXPECT_EQ(device_.LoadFile(Path(name).c_str(), width, height, &source), S_OK);
     UINT w = 0;
     UINT h = 0;
     if (source) {
@@ -65,8 +26,6 @@ class DeviceFiles : public DeviceFixture {
     EXPECT_EQ(source->CopyPixels(nullptr, w * 4, w * h * 4, picture.pixels.data()->data()), S_OK);
     return picture;
   }
-
-  fs::path folder_;
 };
 
 // The mean of the part of `source` that pixel (x, y) covers when the rectangle from (left, top) is
@@ -118,12 +77,11 @@ TEST_F(DeviceFiles, APictureIsScaledToFillAndCutEquallyOnBothSides) {
 
 TEST_F(DeviceFiles, WhatCannotBeLoadedLeavesNoSource) {
   Make("a.png", 1000, 1);
-  Write(folder_ / "text.png", {'t', 'e', 'x', 't'});
+  Write("text.png", {'t', 'e', 'x', 't'});
   CComPtr<IWICBitmapSource> source;
   const auto load = [&](const char* name, int width, int height) {
     source.p = reinterpret_cast<IWICBitmapSource*>(&source);
-    const HRESULT result =
-        device_.LoadFile((folder_ / name).wstring().c_str(), width, height, &source);
+    const HRESULT result = device_.LoadFile(Path(name).c_str(), width, height, &source);
     EXPECT_EQ(source.p, nullptr);
     source.p = nullptr;
     return result;
@@ -137,33 +95,31 @@ TEST_F(DeviceFiles, WhatCannotBeLoadedLeavesNoSource) {
   EXPECT_FALSE(idle.SaveFile(L"a.png", L"b.png", 0, 0));
   // No picture is that large, but it can be asked for.
   Make("b.png", 3, 3);
-  ASSERT_EQ(device_.LoadFile((folder_ / "b.png").wstring().c_str(), INT32_MAX, INT32_MAX, &source),
-            S_OK);
+  ASSERT_EQ(device_.LoadFile(Path("b.png").c_str(), INT32_MAX, INT32_MAX, &source), S_OK);
   BYTE pixel[4];
   EXPECT_LT(source->CopyPixels(nullptr, 4, 4, pixel), 0);
 }
 
 TEST_F(DeviceFiles, AReencodedPictureHoldsThePixelsThatLoadFileGives) {
   const Picture picture = Make("a.png", 37, 21);
-  const fs::path out = folder_ / "out.png";
-  ASSERT_TRUE(device_.SaveFile((folder_ / "a.png").wstring(), out.wstring(), 0, 0));
-  const Bytes first = ReadFile(out);
+  const std::wstring out = Path("out.png");
+  ASSERT_TRUE(device_.SaveFile(Path("a.png"), out, 0, 0));
+  const Bytes first = ReadFile("out.png");
   EXPECT_EQ(Load("out.png", 0, 0).pixels, picture.pixels);
   // In place.
-  ASSERT_TRUE(
-      device_.SaveFile((folder_ / "a.png").wstring(), (folder_ / "a.png").wstring(), 12, 9));
+  ASSERT_TRUE(device_.SaveFile(Path("a.png"), Path("a.png"), 12, 9));
   EXPECT_EQ(Load("a.png", 0, 0).height, 9);
 
-  EXPECT_FALSE(device_.SaveFile((folder_ / "none.png").wstring(), out.wstring(), 0, 0));
-  EXPECT_FALSE(device_.SaveFile(out.wstring(), (folder_ / "no" / "b.png").wstring(), 0, 0));
-  EXPECT_EQ(ReadFile(out), first);
+  EXPECT_FALSE(device_.SaveFile(Path("none.png"), out, 0, 0));
+  EXPECT_FALSE(device_.SaveFile(out, Path("no/b.png"), 0, 0));
+  EXPECT_EQ(ReadFile("out.png"), first);
   // A source that ends too early costs nothing that is there.
   Bytes cut = first;
   cut.resize(cut.size() / 2);
-  Write(folder_ / "cut.png", cut);
-  EXPECT_TRUE(device_.SaveFile((folder_ / "cut.png").wstring(), out.wstring(), 0, 0));
-  EXPECT_EQ(ReadFile(out), first);
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), fs::directory_iterator()), 3);
+  Write("cut.png", cut);
+  EXPECT_TRUE(device_.SaveFile(Path("cut.png"), out, 0, 0));
+  EXPECT_EQ(ReadFile("out.png"), first);
+  EXPECT_EQ(FileCount(), 3);
 }
 
 TEST_F(DeviceFiles, ATextureIsWrittenAsABmpWhateverTheName) {
@@ -171,9 +127,9 @@ TEST_F(DeviceFiles, ATextureIsWrittenAsABmpWhateverTheName) {
   device_.SetRenderCallback([](void*, unsigned, unsigned, unsigned) {});
   device_.BeginDraw(nullptr, {1, 0.8f, 0.4f, 0.5f});
   device_.EndDrawCallback();
-  const fs::path out = folder_ / "out.png";
-  device_.SaveFile(out.wstring().c_str(), device_.GetContext()->GetReadBackTexture());
-  const Bytes file = ReadFile(out);
+  const std::wstring out = Path("out.png");
+  device_.SaveFile(out.c_str(), device_.GetContext()->GetReadBackTexture());
+  const Bytes file = ReadFile("out.png");
   ASSERT_EQ(file.size(), 54u + 33 * 17 * 4);
   EXPECT_EQ(file[0], 'B');
   // Blue, green, red, alpha as in the texture, premultiplied.
@@ -184,12 +140,10 @@ TEST_F(DeviceFiles, ATextureIsWrittenAsABmpWhateverTheName) {
   EXPECT_EQ(Bytes(read.pixels.end() - 4, read.pixels.end()), (Bytes{128, 102, 51, 255}));
 
   // The render texture cannot be read: nothing is written, and nothing reported.
-  EXPECT_NO_THROW(
-      device_.SaveFile(out.wstring().c_str(), device_.GetContext()->GetRenderTexture()));
-  EXPECT_EQ(ReadFile(out), file);
+  EXPECT_NO_THROW(device_.SaveFile(out.c_str(), device_.GetContext()->GetRenderTexture()));
+  EXPECT_EQ(ReadFile("out.png"), file);
   try {
-    device_.SaveFile((folder_ / "no" / "a.bmp").wstring().c_str(),
-                     device_.GetContext()->GetReadBackTexture());
+    device_.SaveFile(Path("no/a.bmp").c_str(), device_.GetContext()->GetReadBackTexture());
     FAIL() << "no report";
   } catch (const DException& exception) {
     EXPECT_EQ(exception.GetError(), DException::kSave);

@@ -8,10 +8,10 @@
 #include <limits>
 #include <new>
 
+#include "images/pictureformat.h"
+
 namespace Vantra {
 namespace {
-
-constexpr long kBytesPerPixel = 4;
 
 // 64 GiB. No device has a picture of that size, so the allocator is not asked for one.
 constexpr std::size_t kMostBytes = std::size_t{1} << 36;
@@ -112,7 +112,7 @@ void Bitmap::SetPixelsAlphaStraight(const unsigned char* pixels, long width, lon
 
 void Bitmap::SetPixelSize(long width, long height) {
   if (ToField(width) == width_ && ToField(height) == height_) return;
-  SetPixels(nullptr, width, height, ToField(width) * kBytesPerPixel, 0);
+  SetPixels(nullptr, width, height, ToField(width) * long{kBytesPerPixel}, 0);
 }
 
 unsigned char* Bitmap::GetGpuPixels() {
@@ -154,7 +154,7 @@ void Bitmap::Refresh() {
 void Bitmap::CopyTo(Bitmap* destination) const {
   if (destination == this) return;
   if (destination->width_ != width_) {
-    destination->SetPixels(nullptr, width_, height_, width_ * kBytesPerPixel, 0);
+    destination->SetPixels(nullptr, width_, height_, width_ * long{kBytesPerPixel}, 0);
   }
   if (GetBitmap() && destination->GetBitmap()) {
     destination->GetBitmap()->CopyFromBitmap(nullptr, GetBitmap(), nullptr);
@@ -171,6 +171,7 @@ void Bitmap::Cleanup() {
   frame_count_ = 0;
   pixels_.reset();
   chroma_key_.reset();
+  meta_gif_.reset();
   frames_.clear();
 }
 

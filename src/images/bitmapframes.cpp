@@ -4,12 +4,9 @@
 #include <cstring>
 #include <new>
 
+#include "images/pictureformat.h"
+
 namespace Vantra {
-namespace {
-
-constexpr std::size_t kBytesPerPixel = 4;
-
-}  // namespace
 
 void Bitmap::CopyFrame(const Frame& frame) {
   if (!pixels_ || !frame.pixels) return;

@@ -1,17 +1,7 @@
+#include "images/bitmap_access.h"
 #include "tests/harness/device_fixture.h"
 
 namespace Vantra {
-
-// What loading a file does to a bitmap.
-struct BitmapAccess {
-  static void Split(Bitmap& bitmap, const Bitmap::MultipleOptions* options) {
-    bitmap.LoadMultipleOptions(options);
-  }
-  static void SetFileFormat(Bitmap& bitmap, Bitmap::FileFormat format) {
-    bitmap.file_format_ = format;
-  }
-  static int GetCurrentFrame(const Bitmap& bitmap) { return bitmap.current_frame_; }
-};
 
 namespace {
 

@@ -18,7 +18,6 @@
 #include <unistd.h>
 #include <utility>
 
-#include "platform/imaging/png_writer.h"
 #include "tests/harness/engine_under_test.h"
 #include "tests/harness/picture.h"
 
@@ -87,13 +86,8 @@ class Command : public ::testing::Test {
 
   // Stores a picture, given as premultiplied pixels of full alpha, as a PNG.
   void Store(const std::string& name, const Picture& picture) {
-    ASSERT_EQ(
-        Platform::WritePng(folder_ / name, {.pixels = picture.Bytes(),
-                                            .stride = static_cast<std::size_t>(picture.width) * 4,
-                                            .width = static_cast<UINT>(picture.width),
-                                            .height = static_cast<UINT>(picture.height),
-                                            .format = GUID_WICPixelFormat32bppBGRA}),
-        S_OK);
+    WritePng(folder_ / name, static_cast<unsigned>(picture.width),
+             static_cast<unsigned>(picture.height), picture.Bytes(), GUID_WICPixelFormat32bppBGRA);
   }
 
   std::filesystem::path folder_;
@@ -166,6 +160,21 @@ TEST_F(Command, SetsByNumberWhatNoAttributeXmlTells) {
                                        {"amout=nan", "not a number"},
                                        {"amout=1e99", "out of range"}}) {
     ExpectFailure(2, cause, {"apply", "in.png", "out.png", "-e", "InstagramFilter", "-s", setting});
+  }
+}
+
+TEST_F(Command, TheExtensionNamesTheFormatThatIsWritten) {
+  Store("in.png", DrawScene(8, 6));
+  for (const auto& [name, start] : {std::pair<const char*, std::string>{"out.bmp", "BM"},
+                                    {"out.GIF", "GIF8"},
+                                    {"out", "\x89PNG"},
+                                    {"out.picture", "\x89PNG"}}) {
+    const Outcome outcome = Run({"apply", "in.png", name, "-e", "Posterize"});
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_EQ(ReadFile(folder_ / name).substr(0, start.size()), start) << name;
+    // What was written can be read again.
+    EXPECT_EQ(Run({"apply", name, "again.bgra", "-e", "AlphaConvert"}).code, 0) << name;
+    EXPECT_EQ(ReadFile(folder_ / "again.bgra").size(), 8u * 6 * 4);
   }
 }
 
@@ -258,7 +267,8 @@ TEST_F(Command, WrongUsageIsToldApartFromFailure) {
   ExpectFailure(1, "no such device",
                 {"apply", "in.png", "out.png", "-e", "Posterize", "--engine", "vulkan:99"});
   ExpectFailure(1, "none.png: no such file", {"apply", "none.png", "out.png", "-e", "Posterize"});
-  ExpectFailure(1, "neither a PNG nor a JPEG", {"apply", "text.png", "out.png", "-e", "Posterize"});
+  ExpectFailure(1, "no picture of a known format",
+                {"apply", "text.png", "out.png", "-e", "Posterize"});
   ExpectFailure(1, "cannot read folder", {"apply", "folder", "out.png", "-e", "Posterize"});
   ExpectFailure(1, "cannot write none/out.png",
                 {"apply", "in.png", "none/out.png", "-e", "Posterize"});
@@ -356,7 +366,7 @@ TEST_F(Command, AGalleryThatCannotBeMadeLosesNothing) {
   EXPECT_EQ(ReadFile(folder_ / "out" / "index.html"), "kept");
   ExpectFailure(1, "in.png/pictures: Not a directory", {"gallery", "in.png"});
   ExpectFailure(1, "none.png: no such file", {"gallery", "new", "none.png"});
-  ExpectFailure(1, "neither a PNG", {"gallery", "new", "out/index.html"});
+  ExpectFailure(1, "no picture of a known format", {"gallery", "new", "out/index.html"});
   ExpectFailure(2, "expected WxH", {"gallery", "new", "--size", "x"});
   ExpectFailure(2, "OUTDIR is empty", {"gallery", ""});
   ExpectFailure(2, "up to 2048 pixels", {"gallery", "new", "--size", "2049x1"});

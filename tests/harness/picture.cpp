@@ -1,7 +1,5 @@
 #include "tests/harness/picture.h"
 
-#include <vantrix/platform/wincodec.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -17,7 +15,7 @@ std::uint8_t ToByte(double value) {
 }
 
 void Require(HRESULT result, const std::string& name) {
-  if (FAILED(result)) throw std::runtime_error("cannot decode " + name);
+  if (FAILED(result)) throw std::runtime_error("cannot read or write " + name);
 }
 
 CComPtr<IWICImagingFactory2> MakeFactory() {
@@ -47,6 +45,28 @@ Picture Decode(IWICImagingFactory2* factory, IWICBitmapDecoder* decoder, const s
 }
 
 }  // namespace
+
+void WritePng(const std::filesystem::path& path, unsigned width, unsigned height,
+              const void* pixels, const WICPixelFormatGUID& format) {
+  const CComPtr<IWICImagingFactory2> factory = MakeFactory();
+  CComPtr<IWICStream> stream;
+  CComPtr<IWICBitmapEncoder> encoder;
+  CComPtr<IWICBitmapFrameEncode> frame;
+  Require(factory->CreateStream(&stream), path);
+  Require(stream->InitializeFromFilename(path.wstring().c_str(), GENERIC_WRITE), path);
+  Require(factory->CreateEncoder(GUID_ContainerFormatPng, nullptr, &encoder), path);
+  Require(encoder->Initialize(stream, WICBitmapEncoderNoCache), path);
+  Require(encoder->CreateNewFrame(&frame, nullptr), path);
+  Require(frame->Initialize(nullptr), path);
+  Require(frame->SetSize(width, height), path);
+  WICPixelFormatGUID taken = format;
+  Require(frame->SetPixelFormat(&taken), path);
+  auto* bytes = static_cast<BYTE*>(const_cast<void*>(pixels));
+  Require(frame->WritePixels(height, width * 4, width * height * 4, bytes), path);
+  Require(frame->Commit(), path);
+  Require(encoder->Commit(), path);
+  Require(stream->Commit(0), path);
+}
 
 Picture DrawScene(int width, int height) {
   Picture picture("scene", width, height);

@@ -2,6 +2,8 @@
 
 // Pictures for tests, and how two of them differ.
 
+#include <vantrix/platform/wincodec.h>
+
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -45,6 +47,10 @@ Picture DrawScene(int width, int height);
 Picture DrawSceneWithAlpha(int width, int height);
 // Every byte value in every channel, unrelated between channels. Not premultiplied.
 Picture DrawNoise(int width, int height, unsigned seed);
+
+// Writes pixels of one of the platform's formats, without padding, as a PNG file.
+void WritePng(const std::filesystem::path& path, unsigned width, unsigned height,
+              const void* pixels, const WICPixelFormatGUID& format);
 
 // The photographs that the build was pointed to, decoded; there may be none.
 std::vector<Picture> LoadPhotographs();

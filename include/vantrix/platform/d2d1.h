@@ -416,6 +416,23 @@ class ID2D1RenderTarget : public ID2D1Resource {
 VANTRIX_INTERFACE(ID2D1RenderTarget, 0x2CD90694, 0x12E2, 0x11DC,
                   {0x9F, 0xED, 0x00, 0x11, 0x43, 0xA0, 0x55, 0xF9});
 
+enum D2D1_DEVICE_CONTEXT_OPTIONS : UINT32 { D2D1_DEVICE_CONTEXT_OPTIONS_NONE = 0 };
+
+class ID2D1DeviceContext;
+
+/// The device behind a 2D context. Images made on one of its contexts can be used on all of them.
+class ID2D1Device : public ID2D1Resource {
+ public:
+  /// Makes a context without a target, at 96 pixels an inch.
+  virtual HRESULT CreateDeviceContext(D2D1_DEVICE_CONTEXT_OPTIONS options,
+                                      ID2D1DeviceContext** context) = 0;
+
+ protected:
+  ~ID2D1Device() = default;
+};
+VANTRIX_INTERFACE(ID2D1Device, 0x47DD575D, 0xAC05, 0x4CDD,
+                  {0x80, 0x49, 0x9B, 0x02, 0xCD, 0x16, 0xF4, 0x4C});
+
 class ID2D1DeviceContext : public ID2D1RenderTarget {
  public:
   /// Makes a bitmap of four channels, RGBA or BGRA, premultiplied. `data` may be null: the
@@ -428,6 +445,8 @@ class ID2D1DeviceContext : public ID2D1RenderTarget {
   /// Makes an effect of a registered class. `D2DERR_EFFECT_IS_NOT_REGISTERED` for an unknown one,
   /// or what the effect's own factory function or initialisation returned.
   virtual HRESULT CreateEffect(REFCLSID effectId, ID2D1Effect** effect) = 0;
+  /// Stores the device, with one reference, in `*device`; null when there is no memory for it.
+  virtual void GetDevice(ID2D1Device** device) const = 0;
   /// Null detaches the target; drawing without a target is an error.
   virtual void SetTarget(ID2D1Image* target) = 0;
   virtual void GetTarget(ID2D1Image** target) const = 0;

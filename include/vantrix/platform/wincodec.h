@@ -3,7 +3,7 @@
 /// The part of the imaging contract that the library uses: decoders, frames, their metadata and
 /// palettes, format conversion, scaling, encoders and streams.
 
-#include <vantrix/platform/com.h>
+#include <vantrix/platform/d2d1.h>
 
 constexpr HRESULT WINCODEC_ERR_WRONGSTATE = static_cast<HRESULT>(0x88982F04);
 constexpr HRESULT WINCODEC_ERR_UNKNOWNIMAGEFORMAT = static_cast<HRESULT>(0x88982F07);
@@ -345,6 +345,38 @@ class IWICBitmapEncoder : public IUnknown {
 VANTRIX_INTERFACE(IWICBitmapEncoder, 0x00000103, 0xA8F2, 0x4877,
                   {0xBA, 0x0A, 0xFD, 0x2B, 0x66, 0x45, 0xFB, 0x94});
 
+/// Which part of a drawn image is encoded, as which pixels.
+struct WICImageParameters {
+  /// Premultiplied RGBA or BGRA, or an unknown format for the latter.
+  D2D1_PIXEL_FORMAT PixelFormat;
+  /// Pixels an inch. They are not read: a pixel of the image is one of the picture.
+  FLOAT DpiX;
+  FLOAT DpiY;
+  /// The corner of the part, in pixels of the image.
+  FLOAT Top;
+  FLOAT Left;
+  UINT32 PixelWidth;
+  UINT32 PixelHeight;
+};
+
+/// Encodes images of the 2D layer: bitmaps and outputs of effects.
+class IWICImageEncoder : public IUnknown {
+ public:
+  /// Draws an image and gives `frame` its size and all of its rows; the frame is not committed.
+  /// With null `parameters` that is the whole image. What lies beyond the image is transparent.
+  /// `E_INVALIDARG` without an image or a frame and for a part without pixels,
+  /// `WINCODEC_ERR_IMAGESIZEOUTOFRANGE` beyond the limits above,
+  /// `D2DERR_MAX_TEXTURE_SIZE_EXCEEDED` beyond the device's, else what drawing or the frame failed
+  /// with.
+  virtual HRESULT WriteFrame(ID2D1Image* image, IWICBitmapFrameEncode* frame,
+                             const WICImageParameters* parameters) = 0;
+
+ protected:
+  ~IWICImageEncoder() = default;
+};
+VANTRIX_INTERFACE(IWICImageEncoder, 0x04C75BF8, 0x3CE1, 0x473B,
+                  {0xAC, 0xC5, 0x3C, 0xC4, 0xF5, 0xE9, 0x49, 0x99});
+
 class IWICImagingFactory2 : public IUnknown {
  public:
   /// Opens a picture file. The long-path prefix is understood; a name is tried as it stands and
@@ -375,6 +407,8 @@ class IWICImagingFactory2 : public IUnknown {
   /// source's own failure.
   virtual HRESULT CreateBitmapFromSourceRect(IWICBitmapSource* source, UINT x, UINT y, UINT width,
                                              UINT height, IWICBitmap** bitmap) = 0;
+  /// Makes an encoder of the images on `device`.
+  virtual HRESULT CreateImageEncoder(ID2D1Device* device, IWICImageEncoder** encoder) = 0;
 
  protected:
   ~IWICImagingFactory2() = default;

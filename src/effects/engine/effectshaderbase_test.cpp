@@ -6,7 +6,6 @@
 #include <fstream>
 #include <span>
 
-#include "platform/imaging/png_writer.h"
 #include "tests/harness/device_fixture.h"
 #include "tests/harness/engine_under_test.h"
 
@@ -90,14 +89,8 @@ class ShaderEffects : public DeviceFixture {
 
   // A picture file of 2 x 1 pixels, and its name.
   std::wstring WritePicture(const char* name, std::vector<BYTE> rgba) {
-    const std::string path = folder_ / name;
-    EXPECT_EQ(Platform::WritePng(path, {.pixels = rgba.data(),
-                                        .stride = 8,
-                                        .width = 2,
-                                        .height = 1,
-                                        .format = GUID_WICPixelFormat32bppRGBA}),
-              S_OK);
-    return std::filesystem::path(path).wstring();
+    WritePng(folder_ / name, 2, 1, rgba.data(), GUID_WICPixelFormat32bppRGBA);
+    return (folder_ / name).wstring();
   }
 
   std::filesystem::path folder_;

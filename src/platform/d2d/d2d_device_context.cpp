@@ -187,6 +187,10 @@ HRESULT DeviceContext2D::CreateEffect(REFCLSID effectId, ID2D1Effect** effect) {
   return S_OK;
 }
 
+void DeviceContext2D::GetDevice(ID2D1Device** device) const {
+  *device = MakeCom<Device2D>(factory_, device_).Detach();
+}
+
 void DeviceContext2D::SetTarget(ID2D1Image* target) {
   auto* bitmap = dynamic_cast<Bitmap2D*>(target);
   target_ = nullptr;
@@ -202,6 +206,19 @@ void DeviceContext2D::SetTarget(ID2D1Image* target) {
 
 void DeviceContext2D::GetTarget(ID2D1Image** target) const {
   *target = CComPtr<Bitmap2D>(target_).Detach();
+}
+
+void Device2D::GetFactory(ID2D1Factory1** factory) const {
+  *factory = CComPtr<Factory2D>(factory_).Detach();
+}
+
+HRESULT Device2D::CreateDeviceContext(D2D1_DEVICE_CONTEXT_OPTIONS options,
+                                      ID2D1DeviceContext** context) {
+  if (!context) return E_POINTER;
+  *context = nullptr;
+  if (options != D2D1_DEVICE_CONTEXT_OPTIONS_NONE) return E_INVALIDARG;
+  *context = MakeCom<DeviceContext2D>(factory_, device_).Detach();
+  return *context ? S_OK : E_OUTOFMEMORY;
 }
 
 }  // namespace Vantra::Platform

@@ -23,6 +23,8 @@ class DeviceContext2D final
       : factory_(std::move(factory)), device_(std::move(device)), target_(std::move(target)) {
     target_->GetDpi(&dpi_x_, &dpi_y_);
   }
+  DeviceContext2D(CComPtr<Factory2D> factory, std::shared_ptr<GraphicsDevice> device)
+      : factory_(std::move(factory)), device_(std::move(device)) {}
 
   void GetFactory(ID2D1Factory1** factory) const override;
 
@@ -47,6 +49,7 @@ class DeviceContext2D final
   HRESULT CreateBitmap(D2D1_SIZE_U size, const void* data, UINT32 pitch,
                        const D2D1_BITMAP_PROPERTIES1* properties, ID2D1Bitmap1** bitmap) override;
   HRESULT CreateEffect(REFCLSID effectId, ID2D1Effect** effect) override;
+  void GetDevice(ID2D1Device** device) const override;
   void SetTarget(ID2D1Image* target) override;
   void GetTarget(ID2D1Image** target) const override;
   void SetUnitMode(D2D1_UNIT_MODE mode) override;
@@ -139,6 +142,20 @@ class DeviceContext2D final
   HRESULT error_ = S_OK;
   // Kept from drawing to drawing, so that evaluations do not allocate.
   EvaluationStorage evaluation_storage_;
+};
+
+class Device2D final : public ComObject<Implements<ID2D1Device, ID2D1Resource>> {
+ public:
+  Device2D(CComPtr<Factory2D> factory, std::shared_ptr<GraphicsDevice> device)
+      : factory_(std::move(factory)), device_(std::move(device)) {}
+
+  void GetFactory(ID2D1Factory1** factory) const override;
+  HRESULT CreateDeviceContext(D2D1_DEVICE_CONTEXT_OPTIONS options,
+                              ID2D1DeviceContext** context) override;
+
+ private:
+  CComPtr<Factory2D> factory_;
+  std::shared_ptr<GraphicsDevice> device_;
 };
 
 }  // namespace Vantra::Platform

@@ -4,6 +4,7 @@
 #include "platform/imaging/decoder.h"
 #include "platform/imaging/encoder.h"
 #include "platform/imaging/format_converter.h"
+#include "platform/imaging/image_encoder.h"
 #include "platform/imaging/memory_bitmap.h"
 #include "platform/imaging/palette.h"
 #include "platform/imaging/scaler.h"
@@ -60,6 +61,14 @@ class ImagingFactory final : public ComObject<IWICImagingFactory2> {
     if (bitmap == nullptr) return E_POINTER;
     *bitmap = nullptr;
     return source == nullptr ? E_INVALIDARG : CopyToBitmap(source, {x, y, width, height}, bitmap);
+  }
+
+  HRESULT CreateImageEncoder(ID2D1Device* device, IWICImageEncoder** encoder) override {
+    if (encoder == nullptr) return E_POINTER;
+    *encoder = nullptr;
+    if (device == nullptr) return E_INVALIDARG;
+    *encoder = MakeCom<ImageEncoder>(device).Detach();
+    return *encoder == nullptr ? E_OUTOFMEMORY : S_OK;
   }
 };
 

@@ -11,7 +11,7 @@ class PngPictureWriter final : public PictureWriter {
   explicit PngPictureWriter(ByteSink sink) : sink_(std::move(sink)) {}
   ~PngPictureWriter() override { png_destroy_write_struct(&png_, &info_); }
 
-  HRESULT Open(UINT width, UINT height, bool blue_first) {
+  HRESULT Open(UINT width, UINT height) {
     png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, OnError, OnWarning);
     if (png_ == nullptr) return E_OUTOFMEMORY;
     info_ = png_create_info_struct(png_);
@@ -22,7 +22,7 @@ class PngPictureWriter final : public PictureWriter {
       png_set_IHDR(png_, info_, width, height, 8, PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE,
                    PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
       png_write_info(png_, info_);
-      if (blue_first) png_set_bgr(png_);
+      png_set_bgr(png_);
     });
   }
 
@@ -60,18 +60,13 @@ class PngPictureWriter final : public PictureWriter {
 };
 
 HRESULT Open(ByteSink sink, UINT width, UINT height, std::unique_ptr<PictureWriter>* writer) {
-  return OpenPngWriter(std::move(sink), width, height, true, writer);
-}
-
-}  // namespace
-
-HRESULT OpenPngWriter(ByteSink sink, UINT width, UINT height, bool blue_first,
-                      std::unique_ptr<PictureWriter>* writer) {
   auto made = std::make_unique<PngPictureWriter>(std::move(sink));
-  const HRESULT result = made->Open(width, height, blue_first);
+  const HRESULT result = made->Open(width, height);
   if (SUCCEEDED(result)) *writer = std::move(made);
   return result;
 }
+
+}  // namespace
 
 const Encoding kPngEncoding = {GUID_ContainerFormatPng, Open};
 
