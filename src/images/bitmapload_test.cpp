@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "images/bitmap_access.h"
+#include "platform/imaging/test_gifs.h"
 #include "tests/harness/file_fixture.h"
 
 namespace Vantra {
@@ -323,8 +324,14 @@ TEST_F(BitmapLoading, AStreamThatCannotBeReadLeavesTheFramesBeforeIt) {
 
 TEST_F(BitmapLoading, AListThatEndsInAGifIsNotAnimated) {
   const Encoded encoded = Encode(5, 3);
-  bitmap_.LoadStreams({StreamOver(encoded.file), StreamOver(encoded.file)});
-  BitmapAccess::SetFileFormat(bitmap_, FileFormat::kGif);
+  const Bytes gif = EncodeGif(Platform::MakeGif(16, false, false));
+  bitmap_.LoadStreams({StreamOver(gif), StreamOver(encoded.file)});
+  bitmap_.StartAnimation(0, true);
+  bitmap_.Animation(100);
+  EXPECT_EQ(BitmapAccess::GetCurrentFrame(bitmap_), 1);
+  bitmap_.LoadStreams({StreamOver(encoded.file), StreamOver(gif)});
+  EXPECT_EQ(bitmap_.GetFileFormat(), FileFormat::kGif);
+  EXPECT_EQ(bitmap_.GetFrameCount(), 2);
   bitmap_.StartAnimation(0, true);
   bitmap_.Animation(100);
   EXPECT_EQ(BitmapAccess::GetCurrentFrame(bitmap_), 0);
