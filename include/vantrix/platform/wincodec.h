@@ -366,8 +366,10 @@ class IWICImagingFactory2 : public IUnknown {
   virtual HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
   virtual HRESULT CreatePalette(IWICPalette** palette) = 0;
-  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng` or
-  /// `GUID_ContainerFormatBmp`. `vendor` may be null.
+  /// `WINCODEC_ERR_COMPONENTNOTFOUND` for a `container` that is not written. TIFF, WebP and HD
+  /// Photo files hold every pixel as it is given; a WebP file has at most 16383 pixels a side,
+  /// beyond which writing the first rows fails with `WINCODEC_ERR_IMAGESIZEOUTOFRANGE`. `vendor`
+  /// may be null.
   virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
                                 IWICBitmapEncoder** encoder) = 0;
   /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the
