@@ -190,8 +190,8 @@ HRESULT TiffReader::Open(UINT64 directory) {
   result = ReadSampleKind();
   if (FAILED(result)) return result;
   ReadAlpha();
-  for (std::uint16_t plane = 0; plane < (format_.planes ? format_.Colours() : 1); ++plane) {
-    planes_.push_back(plane);
+  for (unsigned plane = 0; plane < (format_.planes ? format_.Colours() : 1u); ++plane) {
+    planes_.push_back(static_cast<std::uint16_t>(plane));
   }
   if (format_.planes && format_.alpha)
     planes_.push_back(static_cast<std::uint16_t>(*format_.alpha));
