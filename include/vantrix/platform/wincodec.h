@@ -196,6 +196,10 @@ VANTRIX_INTERFACE(IWICBitmapSource, 0x00000120, 0xA8F2, 0x4877,
 /// One picture of a file, decoded to one of the four 8-bit formats with alpha: the one that its
 /// decoder gives at the least cost. It keeps its decoder alive. Frames of one file are best copied
 /// one after the other and from top to bottom: then each is decoded once.
+///
+/// HD Photo pictures are decoded in a process of their own, a copy of the host's that `fork` makes,
+/// since files can be made that the library for them crashes over. The host gets `SIGCHLD` when it
+/// ends, and `E_FAIL` from copying when the system allows no process.
 class IWICBitmapFrameDecode : public IWICBitmapSource {
  public:
   /// The frame's colours, or those of the file that it goes by.
