@@ -188,10 +188,10 @@ void WriteTiffs(const std::filesystem::path& folder) {
     }
     write(picture);
   }
-  for (const std::uint16_t bits : {16, 32, 64}) {
+  for (const unsigned bits : {16u, 32u, 64u}) {
     TiffPicture picture;
     picture.kind = SAMPLEFORMAT_IEEEFP;
-    picture.bits = bits;
+    picture.bits = static_cast<std::uint16_t>(bits);
     write(picture);
   }
 }

@@ -196,6 +196,10 @@ VANTRIX_INTERFACE(IWICBitmapSource, 0x00000120, 0xA8F2, 0x4877,
 /// One picture of a file, decoded to one of the four 8-bit formats with alpha: the one that its
 /// decoder gives at the least cost. It keeps its decoder alive. Frames of one file are best copied
 /// one after the other and from top to bottom: then each is decoded once.
+///
+/// HD Photo pictures are decoded in a process of their own, a copy of the host's that `fork` makes,
+/// since files can be made that the library for them crashes over. The host gets `SIGCHLD` when it
+/// ends, and `E_FAIL` from copying when the system allows no process.
 class IWICBitmapFrameDecode : public IWICBitmapSource {
  public:
   /// The frame's colours, or those of the file that it goes by.
@@ -398,9 +402,10 @@ class IWICImagingFactory2 : public IUnknown {
   virtual HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
   virtual HRESULT CreateStream(IWICStream** stream) = 0;
   virtual HRESULT CreatePalette(IWICPalette** palette) = 0;
-  /// `WINCODEC_ERR_COMPONENTNOTFOUND` unless `container` is `GUID_ContainerFormatPng`,
-  /// `GUID_ContainerFormatBmp`, `GUID_ContainerFormatJpeg`, `GUID_ContainerFormatGif` or
-  /// `GUID_ContainerFormatDds`. `vendor` may be null.
+  /// `WINCODEC_ERR_COMPONENTNOTFOUND` for a `container` that is not written: all eight formats
+  /// above are. TIFF, WebP and HD Photo files hold every pixel as it is given; a WebP file has at
+  /// most 16383 pixels a side, beyond which writing the first rows fails with
+  /// `WINCODEC_ERR_IMAGESIZEOUTOFRANGE`. `vendor` may be null.
   virtual HRESULT CreateEncoder(REFGUID container, const GUID* vendor,
                                 IWICBitmapEncoder** encoder) = 0;
   /// Copies a rectangle of a source. `E_INVALIDARG` when it is empty or leaves the source, or the

@@ -12,7 +12,7 @@
 namespace Vantra::Platform {
 namespace {
 
-// Ends a process that runs in circles.
+// Ends a process that runs in circles. One whose host has died is ended by what it sends next.
 constexpr rlim_t kMaximumSeconds = 120;
 
 // In the pipe at a time, so that both sides work at once.
@@ -25,13 +25,10 @@ void SetLimit(__rlimit_resource resource, rlim_t most) {
 
 // Gives up what belongs to the host, apart from memory. The pipe becomes file 0.
 void LeaveHost(int pipe) {
-  for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGPIPE, SIGXCPU, SIGTERM}) {
-    std::signal(number, SIG_DFL);
-  }
+  for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
   // No dump of the host's memory.
   prctl(PR_SET_DUMPABLE, 0);
   dup2(pipe, 0);
@@ -70,6 +67,11 @@ HRESULT ChildProcess::Start(const std::function<void(const Send& send)>& work) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return E_FAIL;
   fcntl(ends[0], F_SETPIPE_SZ, kPipeBytes);
+  // The host's handlers do not run over there.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
   process_ = fork();
   if (process_ == 0) {
     LeaveHost(ends[1]);
@@ -80,6 +82,7 @@ HRESULT ChildProcess::Start(const std::function<void(const Send& send)>& work) {
     // Nothing of the host's is torn down.
     _exit(0);
   }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
   close(ends[1]);
   if (process_ < 0) {
     close(ends[0]);

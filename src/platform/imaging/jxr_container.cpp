@@ -355,9 +355,18 @@ HRESULT Directory::Read(JxrContainer* container, const PixelFormat** format) {
     }
     if (tag < kTagImageOffset || tag > kTagAlphaSize) continue;
     if (values != 1u) return WINCODEC_ERR_BADHEADER;
-    if (type == kTypeByte) *value &= 0xFF;
-    if (type == kTypeShort) *value &= 0xFFFF;
-    if (type != kTypeByte && type != kTypeShort && type != kTypeLong) return WINCODEC_ERR_BADHEADER;
+    switch (*type) {
+      case kTypeByte:
+        *value &= 0xFF;
+        break;
+      case kTypeShort:
+        *value &= 0xFFFF;
+        break;
+      case kTypeLong:
+        break;
+      default:
+        return WINCODEC_ERR_BADHEADER;
+    }
     if (tag == kTagImageOffset) container->picture.offset = *value;
     if (tag == kTagImageSize) container->picture.size = *value;
     if (tag == kTagAlphaOffset) alpha_offset = *value;

@@ -8,14 +8,14 @@
 /// Not read, as `WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT`: alpha interleaved with the colours, colours
 /// without a meaning in RGB, YCbCr as such, and pictures that were cut out of others without being
 /// coded anew.
+///
+/// Headers are checked before the library sees them, but it can crash over what is coded behind
+/// them. So it runs in a process of its own, and a crash is damage like any other: the picture ends
+/// with the rows before it.
 
 #include "platform/imaging/picture_file.h"
 
 namespace Vantra::Platform {
-
-/// Headers are checked before the library sees them, but it can crash over what is coded behind
-/// them. So it runs in a process of its own, and a crash is damage like any other: the picture ends
-/// with the rows before it.
 
 /// Most bytes of the colours or the alpha of a picture, which are held in memory.
 constexpr UINT64 kMaximumJxrBytes = UINT64{1} << 28;

@@ -20,7 +20,7 @@ BYTE FromLinear(double value) {
   if (value >= 1) return 255;
   const double encoded =
       value <= 0.0031308 ? value * 12.92 : 1.055 * std::pow(value, 1 / 2.4) - 0.055;
-  return static_cast<BYTE>(encoded * 255 + 0.5);
+  return static_cast<BYTE>(std::lround(encoded * 255));
 }
 
 BYTE FromShare(unsigned value, unsigned greatest) {

@@ -12,7 +12,7 @@ namespace Vantra::Platform {
 /// A share of 1 as a level of 0 to 255, rounded; what is not a number is 0.
 inline BYTE LevelOfShare(double value) {
   if (!(value > 0)) return 0;
-  return static_cast<BYTE>(std::min(value, 1.0) * 255 + 0.5);
+  return static_cast<BYTE>(std::lround(std::min(value, 1.0) * 255));
 }
 
 /// The value of a float of 16 bits.

@@ -33,7 +33,7 @@ std::unique_ptr<BYTE[]> MakeBuffer(UINT64 size) { return std::unique_ptr<BYTE[]>
 // takes longer the more there are.
 class PageList {
  public:
-  explicit PageList(StreamReader& stream) : stream_(stream) {}
+  PageList(StreamReader& stream, UINT64 size) : stream_(stream), size_(size) {}
 
   HRESULT Read(std::vector<UINT64>* pages) {
     std::array<BYTE, kSignatureBytes> start{};
@@ -64,6 +64,7 @@ class PageList {
   // Where the directory after the one at `offset` lies: 0 behind the last, nothing when it cannot
   // be told.
   std::optional<UINT64> Follow(UINT64 offset) {
+    if (offset >= size_) return std::nullopt;
     stream_.Seek(offset);
     const std::optional<UINT64> entries = ReadNumber(big_ ? 8 : 2);
     if (!entries || *entries == 0 || *entries > kMaximumEntries) return std::nullopt;
@@ -82,6 +83,7 @@ class PageList {
   }
 
   StreamReader& stream_;
+  UINT64 size_;
   bool big_endian_ = false;
   bool big_ = false;
 };
@@ -188,8 +190,8 @@ HRESULT TiffReader::Open(UINT64 directory) {
   result = ReadSampleKind();
   if (FAILED(result)) return result;
   ReadAlpha();
-  for (std::uint16_t plane = 0; plane < (format_.planes ? format_.Colours() : 1); ++plane) {
-    planes_.push_back(plane);
+  for (unsigned plane = 0; plane < (format_.planes ? format_.Colours() : 1u); ++plane) {
+    planes_.push_back(static_cast<std::uint16_t>(plane));
   }
   if (format_.planes && format_.alpha)
     planes_.push_back(static_cast<std::uint16_t>(*format_.alpha));
@@ -368,10 +370,12 @@ HRESULT TiffReader::OpenTiles() {
   if (row_bytes < (samples * format_.bits + 7) / 8 || tile_bytes < row_bytes * tile_height) {
     return WINCODEC_ERR_BADHEADER;
   }
+  const HRESULT result = CheckBand(tile_height);
+  if (FAILED(result)) return result;
   for (std::size_t i = 0; i < planes_.size(); ++i) {
     buffers_.push_back(std::make_unique<BYTE[]>(tile_bytes + TiffSamples::kPadding));
   }
-  return CheckBand(tile_height);
+  return S_OK;
 }
 
 HRESULT TiffReader::ReadRow(BYTE* row) {
@@ -447,7 +451,7 @@ class TiffFile final : public PictureFile {
     if (!size) return WINCODEC_ERR_STREAMREAD;
     size_ = *size;
     stream_.Rewind();
-    return PageList(stream_).Read(&pages_);
+    return PageList(stream_, size_).Read(&pages_);
   }
 
   UINT FrameCount() const override { return static_cast<UINT>(pages_.size()); }

@@ -36,7 +36,8 @@ toff_t Move(UINT64 position, UINT64 size, toff_t offset, int whence, UINT64* mov
 
 tmsize_t ReadSource(thandle_t handle, void* bytes, tmsize_t size) {
   auto& source = *static_cast<TiffSource*>(handle);
-  if (size <= 0) return 0;
+  // No stream needs to know of places that it does not have.
+  if (size <= 0 || source.position >= source.size) return 0;
   source.stream.Seek(source.position);
   const std::size_t read =
       source.stream.Read(static_cast<BYTE*>(bytes), static_cast<std::size_t>(size));
