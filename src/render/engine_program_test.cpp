@@ -67,6 +67,32 @@ TEST_P(EngineProgramTest, OwnReadsThePixelAtTheSamePlaceWhateverTheFormats) {
   EXPECT_EQ(Read(*target), swapped);
 }
 
+TEST_P(EngineProgramTest, PassesChangeTheirRectangleAloneWhereverItBeginsAndHoweverWideItIs) {
+  const ProgramPtr program = Load(SPIRV(own));
+  const Picture picture = RandomPicture(90, 3, 18);
+  const Picture before = RandomPicture(150, 3, 19);
+  const TexturePtr input = Make(picture);
+  for (const int left : {0, 1, 15, 16, 31, 33}) {
+    for (const int width : {1, 15, 16, 17, 31, 32, 33, 64, 65, 100}) {
+      const TexturePtr target = Make(before);
+      Pass pass = WholePass(*program, *target);
+      pass.bindings[0].texture = input.get();
+      pass.rect = {left, 1, left + width, 3};
+      pass.origin_x = -5;
+      ASSERT_EQ(engine_->Draw(pass), Status::kOk);
+      Picture expected = before;
+      for (int y = 1; y < 3; ++y) {
+        for (int x = left; x < left + width; ++x) {
+          // A place is cut off to a texel.
+          const auto from = static_cast<int>(x - 4.5f);
+          expected.At(x, y) = from >= 0 && from < 90 ? picture.At(from, y) : Pixel{};
+        }
+      }
+      EXPECT_EQ(Read(*target), expected) << width << " columns from " << left << " on";
+    }
+  }
+}
+
 TEST_P(EngineProgramTest, ConstantsArriveToTheByteAndAreZeroBeyondThoseGiven) {
   Start(Buffers::kSmall);
   const ProgramPtr program = Load(SPIRV(words));

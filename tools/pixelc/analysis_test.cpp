@@ -4,14 +4,17 @@
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "builder.h"
 #include "divergence.h"
+#include "emit.h"
 #include "flatten.h"
 #include "flow_regions.h"
 #include "normalize.h"
+#include "testing/assembler.h"
 #include "tidy.h"
 
 namespace Vantra::Pixelc {
@@ -233,6 +236,74 @@ TEST(Flattening, DropsOnlyTheClampThatStoringRepeats) {
     const Instruction result = All(program, Op::kResult)[0];
     EXPECT_EQ(result.operands[0], All(program, top == 1 ? Op::kAdd : Op::kMin)[0].results[0]);
   }
+}
+
+TEST(Flattening, DividesByWhatHoldsForTheRowOnceUnlessPlacesHangOnIt) {
+  const auto quotients = [](auto make) {
+    Draft draft;
+    const auto texel = [&](float y) {
+      return draft.Read(Op::kSample, draft.X(), draft.Float(y), 0, 0)[0];
+    };
+    Program program = draft.End(make(draft, texel));
+    const FlowRegions flow(program);
+    const bool changed = MultiplyByReciprocals(program, Divergence(program, flow));
+    Normalize(program);
+    EXPECT_EQ(changed, !All(program, Op::kMul).empty());
+    return std::pair(changed, KindOfLast(program, Op::kDiv) == Kind::kUniform);
+  };
+  EXPECT_EQ(quotients([](Draft& d, auto texel) {
+              return d.Emit(Op::kDiv, {texel(0), d.Uniform()});
+            }),
+            std::pair(true, true));
+  EXPECT_EQ(quotients([](Draft& d, auto texel) {
+              return d.Emit(Op::kDiv, {texel(0), texel(1)});
+            }),
+            std::pair(false, false));
+  EXPECT_EQ(quotients([](Draft& d, auto) {
+              return d.Emit(Op::kDiv, {d.X(), d.Uniform()});
+            }),
+            std::pair(false, false));
+}
+
+// What becomes of a sum of a product is told by the functions that the code calls.
+TEST(LaneCode, JoinsASumWithAProductThatNothingElseReadsAndNeitherIsPrecise) {
+  const auto calls = [](bool is_precise, bool reads_twice, Op sum, std::size_t side) {
+    Draft draft;
+    const auto texel = draft.Read(Op::kSample, draft.X(), draft.X(), 0, 0);
+    draft.SetPrecise(is_precise);
+    const ValueId product = draft.Mul(texel[0], texel[1]);
+    draft.SetPrecise(false);
+    const ValueId result =
+        side == 0 ? draft.Emit(sum, {product, texel[2]}) : draft.Emit(sum, {texel[2], product});
+    Program program = draft.End(reads_twice ? draft.Emit(Op::kDiv, {result, product}) : result);
+    program.name = "test";
+    const std::string code = EmitProgram(program, 0);
+    std::string found;
+    for (const char* const call : {" MulAdd(", " MulSub(", " NegMulAdd(", " Mul("}) {
+      if (code.find(call) != std::string::npos) found += call;
+    }
+    return found;
+  };
+  EXPECT_EQ(calls(false, false, Op::kAdd, 0), " MulAdd(");
+  EXPECT_EQ(calls(false, false, Op::kAdd, 1), " MulAdd(");
+  EXPECT_EQ(calls(false, false, Op::kSub, 0), " MulSub(");
+  EXPECT_EQ(calls(false, false, Op::kSub, 1), " NegMulAdd(");
+  EXPECT_EQ(calls(true, false, Op::kAdd, 0), " Mul(");
+  EXPECT_EQ(calls(false, true, Op::kAdd, 0), " Mul(");
+}
+
+TEST(LaneCode, KnowsWhatIsPreciseFromTheModule) {
+  const Program program = LowerText(PixelText("OpDecorate %exact NoContraction\n", R"(
+      %place = OpAccessChain %ptr_word %block %i0 %u0
+      %word = OpLoad %uint %place
+      %number = OpBitcast %float %word
+      %loose = OpFMul %float %number %number
+      %exact = OpFAdd %float %loose %number
+      %color = OpCompositeConstruct %v4float %exact %exact %exact %exact
+      OpStore %result %color
+      OpReturn)"));
+  EXPECT_FALSE(All(program, Op::kMul).at(0).is_precise);
+  EXPECT_TRUE(All(program, Op::kAdd).at(0).is_precise);
 }
 
 }  // namespace

@@ -99,8 +99,22 @@ void CheckStore(Format format, Blend blend, std::int32_t count, std::uint32_t se
   PixelArguments arguments;
   arguments.blend = blend;
   arguments.target = {memory.data(), memory.size(), format};
-  ResultRow(arguments, 0)
-      .Store(kX, count, {Load(color[0]), Load(color[1]), Load(color[2]), Load(color[3])});
+  const ResultRow row(arguments, 0);
+  if (seed % 2 == 0) {
+    row.Store(kX, count, {Load(color[0]), Load(color[1]), Load(color[2]), Load(color[3])});
+  } else {
+    // The alpha of a row of texels, in both of the ways in which it can be read.
+    std::vector<std::uint32_t> texels(static_cast<std::size_t>(kX + kLanes));
+    for (std::size_t i = kX; i < texels.size(); ++i) {
+      texels[i] = random() << 8;
+      color[3][i - kX] = static_cast<float>(texels[i] >> 24) / 255;
+    }
+    RowRead read;
+    read.rows[0] = read.rows[1] = reinterpret_cast<std::uintptr_t>(texels.data());
+    read.plain = seed % 4 == 1;
+    row.StoreKeepingAlpha(read, kX, count,
+                          {Load(color[0]), Load(color[1]), Load(color[2]), Broadcast(NAN)});
+  }
 
   const auto channel_of = [&](const std::vector<std::byte>& from, std::size_t pixel,
                               std::size_t channel) {
@@ -158,6 +172,17 @@ void CheckLevels() {
     PixelArguments arguments;
     arguments.target = {reinterpret_cast<std::byte*>(words.data()), 64, Format::kBgra8};
     const Color color = FromBytes(BytesOf<true>(Load(words.data())));
+    std::vector<std::uint32_t> wide(static_cast<std::size_t>(kWideLanes), words[0]);
+    std::vector<std::uint32_t> stored(wide.size());
+    PixelArguments plain;
+    plain.target = {reinterpret_cast<std::byte*>(stored.data()), 256, Format::kBgra8};
+    RowRead read;
+    read.rows[0] = reinterpret_cast<std::uintptr_t>(wide.data());
+    ResultRow(plain, 0).StorePlain(0, ReadPlainRow(read, 0));
+    ASSERT_EQ(stored, wide);
+    stored.assign(stored.size(), 0);
+    ResultRow(plain, 0).StorePlainKeepingAlpha(read, 0, ReadPlainRow(read, 0));
+    ASSERT_EQ(stored, wide);
     for (const float change : {0.0f, 0.49f, -0.49f}) {
       const F by = Broadcast(change / 255);
       words.assign(words.size(), 0);
