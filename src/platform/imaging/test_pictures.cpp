@@ -351,8 +351,8 @@ Bytes ExpectedRgba(const BmpPicture& picture) {
         most = most * 2 + 1;
       }
       const bool alpha = pixels.size() % 4 == 3;
-      pixels.push_back(most == 0 ? alpha ? 255 : 0
-                                 : static_cast<BYTE>((value * 510 + most) / (most * 2)));
+      const std::uint64_t level = most == 0 ? (alpha ? 255 : 0) : (value * 510 + most) / (most * 2);
+      pixels.push_back(static_cast<BYTE>(level));
     }
   }
   return pixels;
