@@ -259,6 +259,12 @@ TEST(Flattening, DividesByWhatHoldsForTheRowOnceUnlessPlacesHangOnIt) {
               return d.Emit(Op::kDiv, {texel(0), texel(1)});
             }),
             std::pair(false, false));
+  EXPECT_EQ(quotients([](Draft& d, auto texel) {
+              const ValueId red = texel(0);
+              d.SetPrecise(true);
+              return d.Emit(Op::kDiv, {red, d.Uniform()});
+            }),
+            std::pair(false, false));
   EXPECT_EQ(quotients([](Draft& d, auto) {
               return d.Emit(Op::kDiv, {d.X(), d.Uniform()});
             }),

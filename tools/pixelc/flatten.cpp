@@ -1,8 +1,10 @@
 #include "flatten.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <iterator>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -253,22 +255,27 @@ class Simplifier {
 }  // namespace
 
 bool MultiplyByReciprocals(Program& program, const Divergence& divergence) {
-  constexpr std::uint32_t kOne = 0x3F800000;
   bool changed = false;
   for (Block& block : program.blocks) {
+    std::map<ValueId, ValueId> reciprocals;
     std::vector<Instruction> instructions;
     for (Instruction& instruction : block.instructions) {
       if (instruction.op == Op::kDiv && instruction.type == Type::kFloat &&
-          divergence.KindOf(instruction.results[0]) == Kind::kVarying &&
+          !instruction.is_precise && divergence.KindOf(instruction.results[0]) == Kind::kVarying &&
           divergence.IsUniform(instruction.operands[1])) {
-        const auto one = static_cast<ValueId>(program.types.size());
-        const ValueId reciprocal = one + 1;
-        program.types.resize(program.types.size() + 2, Type::kFloat);
-        instructions.push_back({.op = Op::kConstant, .results = {one}, .bits = kOne});
-        instructions.push_back(
-            {.op = Op::kDiv, .results = {reciprocal}, .operands = {one, instruction.operands[1]}});
+        const auto [found, is_new] = reciprocals.try_emplace(
+            instruction.operands[1], static_cast<ValueId>(program.types.size()));
+        if (is_new) {
+          const ValueId one = found->second + 1;
+          program.types.resize(program.types.size() + 2, Type::kFloat);
+          instructions.push_back(
+              {.op = Op::kConstant, .results = {one}, .bits = std::bit_cast<std::uint32_t>(1.0f)});
+          instructions.push_back({.op = Op::kDiv,
+                                  .results = {found->second},
+                                  .operands = {one, instruction.operands[1]}});
+        }
         instruction.op = Op::kMul;
-        instruction.operands[1] = reciprocal;
+        instruction.operands[1] = found->second;
         changed = true;
       }
       instructions.push_back(std::move(instruction));

@@ -19,8 +19,10 @@ bool RaiseUniforms(Program& program, const FlowRegions& flow, const Divergence& 
 
 // Makes quotients of what differs from pixel to pixel, and of a divisor that is the same for a row,
 // products with a reciprocal that is computed once a row. They may be off by a unit of the last
-// place more than a quotient. Places on the row stay quotients, since much hangs on whole ones.
-// True if something changed.
+// place more than a quotient, so that a number divided by itself can be less than 1, and a divisor
+// below 2^-126, whose reciprocal is no number, gives infinities. The language allows both. Places
+// on the row stay quotients, since much hangs on whole ones, and so does what is precise. True if
+// something changed.
 bool MultiplyByReciprocals(Program& program, const Divergence& divergence);
 
 // Replaces selections among truth values by operations of them, and leaves out the clamp of results

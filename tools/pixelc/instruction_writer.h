@@ -4,7 +4,7 @@
 // uniform ones.
 //
 // In the generated code u12 is a uniform value, v12 one of lanes, m12 a truth value of lanes, c12
-// a color. b3 tells whether block 3 runs, at3 for which lanes, in3 which lanes are in the loop
+// a colour. b3 tells whether block 3 runs, at3 for which lanes, in3 which lanes are in the loop
 // that starts with it. t3 is block 3's record on the tape.
 
 #include <string>

@@ -83,24 +83,22 @@ std::string LaneWriter::ConditionToBePlain() const {
   for (BlockId block = 0; block < analysis_.program.blocks.size(); ++block) {
     if (!analysis_.divergence.IsUniformBlock(block)) return {};
     for (const Instruction& instruction : analysis_.program.blocks[block].instructions) {
-      if (!instruction.results.empty()) {
-        if (!IsNeeded(instruction)) continue;
-        if (analysis_.needs.IsRowValue(instruction.results[0])) continue;
-      }
-      if (instruction.op == Op::kSample || instruction.op == Op::kFetch) {
+      const Op op = instruction.op;
+      ++instructions;
+      if (op == Op::kResult) continue;
+      if (instruction.results.empty()) return {};
+      const ValueId value = instruction.results[0];
+      if (!IsNeeded(instruction) || analysis_.divergence.IsUniform(value)) continue;
+      if (op == Op::kSample || op == Op::kFetch) {
         // The entry's record is the first.
         if (block != 0 || !analysis_.divergence.IsRowRead(instruction, block)) return {};
         const Record record = RecordsOf(analysis_, block).front();
-        if (std::ranges::find(record.reads, instruction.results[0]) == record.reads.end())
-          return {};
+        if (std::ranges::find(record.reads, value) == record.reads.end()) return {};
         condition += " && Tape::Records(first).Next<" + record.type + ">()->read" +
-                     std::to_string(instruction.results[0]) + ".plain";
-      } else if ((instruction.op >= Op::kSin && instruction.op < Op::kSample) ||
-                 instruction.op == Op::kLoadArray || instruction.op == Op::kStoreArray ||
-                 instruction.op == Op::kPixelX) {
+                     std::to_string(value) + ".plain";
+      } else if (op != Op::kPhi && (op < Op::kNeg || op > Op::kFma)) {
         return {};
       }
-      ++instructions;
     }
   }
   return instructions <= kMostInstructions ? condition : "";

@@ -37,7 +37,7 @@ class LaneWriter : public InstructionWriter {
   std::string Lanes(ValueId value) const;
   std::string LaneName(ValueId value) const;
   void WriteLanes(const Instruction& instruction, CodeText& out) const;
-  // What the row function prepared of the read that gives the value, which it may not be.
+  // What the row function prepared of the read that gives the value. Empty where it prepared none.
   std::string PreparedRead(ValueId value) const;
   void WriteRead(const Instruction& read, CodeText& out) const;
   void WriteEffect(const Instruction& instruction, BlockId block, const std::string& mask,

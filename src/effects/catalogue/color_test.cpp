@@ -110,6 +110,8 @@ TEST(ColorEffects, BlackAndWhiteDividesAtHalfTheBrightness) {
                 const double t = place.Less(Lum(p), 0.5) ? 0 : 1;
                 return Mix(p, t, t, t, amout);
               }));
+  // On the bound.
+  CheckPixels(L"BlackAndWhite", {}, {{{81, 201, 0, 255}, {255, 255, 255, 255}}});
 }
 
 TEST(ColorEffects, PopArtPrintsThreeBands) {
@@ -119,6 +121,12 @@ TEST(ColorEffects, PopArtPrintsThreeBands) {
                 if (place.Less(Lum(p), 0.6)) return Mix(p, 0.8, 0, 0, amout);
                 return Mix(p, 0.9, 0.9, 0, amout);
               }));
+  // On the bounds.
+  CheckPixels(L"PopArt", {},
+              {{{92, 112, 1, 255}, {0, 0, 204, 255}},
+               {{175, 95, 4, 255}, {0, 0, 204, 255}},
+               {{58, 248, 1, 255}, {0, 230, 230, 255}},
+               {{23, 253, 4, 255}, {0, 230, 230, 255}}});
 }
 
 // Whether the hue of a pixel lies within whole degrees, by whole numbers alone.

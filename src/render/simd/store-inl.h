@@ -25,8 +25,6 @@ HWY_INLINE std::int32_t VectorLength(std::int32_t x, std::int32_t end) {
 // Any format, blend and count. The colour comes in registers, so that the short way keeps it there.
 void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_t y,
                     std::int32_t count, F r, F g, F b, F a);
-void StoreAnyResultKeepingAlpha(const RowRead& read, const PixelArguments& arguments,
-                                std::int32_t x, std::int32_t y, std::int32_t count, F r, F g, F b);
 
 // A row of the target. Stores the first `count` results, at most `kLanes`, from column x on: NaN as
 // 0, else clamped to 0..1, at the nearest step.
@@ -46,18 +44,17 @@ class ResultRow {
     }
   }
 
-  // With the alpha that the read gives there, which need not be taken apart. The colour's is not
-  // read.
+  // For a colour with the alpha that the read gives there, whose bytes need not be taken apart.
   HWY_INLINE void StoreKeepingAlpha(const RowRead& read, std::int32_t x, std::int32_t count,
                                     const Color& color) const {
     if (HWY_LIKELY(plain_ && read.plain && count == kLanes)) {
       Simd::HWY_NAMESPACE::Store(ToWordsWithAlpha(color, LoadPlainWords(read, x)), WordsAt(x));
     } else {
-      StoreAnyResultKeepingAlpha(read, arguments_, x, y_, count, color.r, color.g, color.b);
+      Store(x, count, color);
     }
   }
 
-  // Whether a result goes into the target as it is, in the format of most.
+  // Whether results replace pixels of `kBgra8`.
   bool IsPlain() const { return plain_; }
 
   // For a plain row, and a plain read: `kWideLanes` results.

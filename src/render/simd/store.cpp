@@ -112,10 +112,5 @@ void StoreAnyResult(const PixelArguments& arguments, std::int32_t x, std::int32_
   if (at == group) std::memcpy(to, group, used);
 }
 
-void StoreAnyResultKeepingAlpha(const RowRead& read, const PixelArguments& arguments,
-                                std::int32_t x, std::int32_t y, std::int32_t count, F r, F g, F b) {
-  StoreAnyResult(arguments, x, y, count, r, g, b, ReadRow(read, x).a);
-}
-
 }  // namespace Vantra::Render::Simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -113,7 +113,7 @@ void CheckStore(Format format, Blend blend, std::int32_t count, std::uint32_t se
     read.rows[0] = read.rows[1] = reinterpret_cast<std::uintptr_t>(texels.data());
     read.plain = seed % 4 == 1;
     row.StoreKeepingAlpha(read, kX, count,
-                          {Load(color[0]), Load(color[1]), Load(color[2]), Broadcast(NAN)});
+                          {Load(color[0]), Load(color[1]), Load(color[2]), Load(color[3])});
   }
 
   const auto channel_of = [&](const std::vector<std::byte>& from, std::size_t pixel,

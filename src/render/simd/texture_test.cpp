@@ -334,6 +334,26 @@ void CheckRowReads() {
   EXPECT_EQ(PixelsOf(Fetch(none, Iota(0), Iota(0)))[1], Pixel{});
 }
 
+// Each column of a row belongs to one vector, which lies inside the interval or runs elsewhere.
+void CheckVectors() {
+  constexpr int kMost = 3 * kLanes + 2;
+  for (int left = 0; left < kMost; ++left) {
+    for (int right = left + 1; right < kMost; ++right) {
+      for (int first = 0; first <= right; ++first) {
+        for (int end = first; end <= right + kLanes - 1; ++end) {
+          const Interval inner = VectorsInside({first, end}, left, right);
+          ASSERT_TRUE(left <= inner.first && inner.first <= inner.end && inner.end <= right);
+          for (int x = left; x < right; x += VectorLength(x, right)) {
+            const bool is_inside = first <= x && x + kLanes <= end;
+            ASSERT_EQ(is_inside, inner.first <= x && x < inner.end)
+                << x << " of " << left << " to " << right << ", " << first << " to " << end;
+          }
+        }
+      }
+    }
+  }
+}
+
 }  // namespace Vantra::Render::Simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -343,6 +363,7 @@ namespace {
 
 TEST_ON_EACH_TARGET(LaneTextures, AreReadAsPlainArithmeticReadsThem, CheckTextures);
 TEST_ON_EACH_TARGET(LaneTextures, RowsAreReadAsSamplesAre, CheckRowReads);
+TEST_ON_EACH_TARGET(LaneTextures, RowsAreSplitWhereVectorsEnterTheInterval, CheckVectors);
 
 }  // namespace
 }  // namespace Vantra::Render::Simd

@@ -7,6 +7,6 @@ CONSTANTS { float Amout; };
 
 vec4 shade(vec2 uv) {
   vec4 p = own();
-  float t = lum(p.rgb) < 0.5 ? 0.0 : 1.0;
+  float t = isDarker(lum(p.rgb), 0.5) ? 0.0 : 1.0;
   return vec4(mix(p.rgb, vec3(t), Amout), p.a);
 }

@@ -30,10 +30,17 @@ struct Footprint {
   vec2 dy;
 };
 
+// dot(e, p) in steps that are rounded one by one: places and edges run through the centres of whole
+// rows of pixels, which come out alike only as long as opposite products cancel out.
+float along(vec3 e, vec3 p) {
+  precise float sum = e.x * p.x + e.y * p.y + e.z;
+  return sum;
+}
+
 Footprint footprint() {
   vec3 p = vec3(inputPosition(), 1.0);
-  float depth = dot(w, p);
-  vec2 center = vec2(dot(u, p), dot(v, p)) / depth;
+  float depth = along(w, p);
+  vec2 center = vec2(along(u, p), along(v, p)) / depth;
   return Footprint(center, (vec2(u.x, v.x) - center * w.x) / depth,
                    (vec2(u.y, v.y) - center * w.y) / depth);
 }
@@ -45,8 +52,8 @@ vec4 readImage(vec2 place) {
 
 float coverage() {
   vec3 p = vec3(inputPosition(), 1.0);
-  vec2 first = vec2(dot(leftEdge, p), dot(topEdge, p));
-  vec2 last = vec2(dot(rightEdge, p), dot(bottomEdge, p));
+  vec2 first = vec2(along(leftEdge, p), along(topEdge, p));
+  vec2 last = vec2(along(rightEdge, p), along(bottomEdge, p));
   if (aliased > 0.5) {
     return all(greaterThanEqual(first, vec2(0.0))) && all(greaterThan(last, vec2(0.0))) ? 1.0 : 0.0;
   }

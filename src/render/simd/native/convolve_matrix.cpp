@@ -83,7 +83,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Vantra::Render::Simd {
 namespace HWY_NAMESPACE {
 
-// As many columns as keep the rows of a small matrix in the first cache.
+// As many columns as keep the rows of a small matrix near: three of it take 36 kB.
 constexpr std::int32_t kColumnsAtATime = 512;
 static_assert(kColumnsAtATime % (2 * kLanes) == 0);
 
@@ -121,8 +121,9 @@ HWY_INLINE void FillRow(Format format, const std::byte* texels, std::size_t pitc
                         std::int32_t count, bool preserves_alpha, const Planes& planes, float* to) {
   for (std::int32_t x = 0; x < count; x += kLanes) {
     const std::byte* const at = texels + 4 * std::ptrdiff_t{x};
-    // Of the next row, which the processor does not foresee.
-    hwy::Prefetch(at + pitch);
+    // The next row, which the processor does not foresee. Behind the last there may be nothing, so
+    // the place is a number; to fetch from there does no harm.
+    hwy::Prefetch(reinterpret_cast<const std::byte*>(reinterpret_cast<std::uintptr_t>(at) + pitch));
     const Color color = Seen(LoadColor(format, at), preserves_alpha);
     Store(color.r, to + x);
     Store(color.g, to + x + planes.plane);

@@ -615,20 +615,67 @@ TEST(NativeKernels, LeaveToTheProgramWhatTheyDoNotDo) {
   EXPECT_FALSE(transform_with([](auto&, auto& pass) { pass.textures[0].format = Format::kR8; }));
 }
 
-TEST(NativeKernels, ConvolutionsAreTheProgramsToTheBit) {
-  const NativeKernel& kernel = Find("platform_d2d_builtin_convolve_matrix");
-  const auto translated = std::ranges::find_if(GetKernelTable(), [&](const Kernel& program) {
+PixelKernel Translated(const NativeKernel& kernel) {
+  const auto found = std::ranges::find_if(GetKernelTable(), [&](const Kernel& program) {
     return std::string_view(program.name) == kernel.name;
   });
-  ASSERT_NE(translated, GetKernelTable().end());
+  return found == GetKernelTable().end() ? nullptr : found->pixel;
+}
+
+// The edge lies at 45 degrees, where the products of a place cancel out in each pixel's centre.
+TEST(NativeKernels, EdgesThroughCentresOfPixelsCoverAllOfThemAsInTheProgram) {
+  const NativeKernel& kernel = Find("platform_d2d_transform_samples");
+  const PixelKernel translated = Translated(kernel);
+  ASSERT_TRUE(translated);
+  Image source(90, 60, Format::kBgra8);
+  source.Draw(5);
+  Transform constants = MakeTransform(source, 0, 0);
+  const float slope = std::sqrt(0.5f);
+  constants.edges[0][0] = slope;
+  constants.edges[0][1] = -slope;
+  constants.edges[0][2] = 0;
+  for (std::size_t edge = 1; edge < 4; ++edge) {
+    constants.edges[edge][0] = constants.edges[edge][1] = 0;
+    constants.edges[edge][2] = 1;
+  }
+  constants.aliased = 1;
+  constants.opacity = 0;
+  std::fill_n(constants.color, 4, 1.0f);
+  std::fill_n(constants.outside, 4, 0.0f);
+  constexpr int kSide = 64;
+  Image target(kSide, kSide, Format::kBgra8);
+  const Pass pass(constants, source, target, {0, 0, kSide, kSide}, 0, 0);
+  const auto expect_lower_left_empty = [&] {
+    for (int y = 0; y < kSide; ++y) {
+      for (int x = 0; x < kSide; ++x) {
+        const std::byte* const alpha = pass.arguments.target.data +
+                                       static_cast<std::size_t>(y) * pass.arguments.target.pitch +
+                                       static_cast<std::size_t>(x) * 4 + 3;
+        ASSERT_EQ(std::to_integer<int>(*alpha), x >= y ? 255 : 0) << x << ", " << y;
+      }
+    }
+  };
+  OnEachTarget([&] {
+    ASSERT_TRUE(translated(pass.arguments, 0, kSide));
+    expect_lower_left_empty();
+    Wipe(pass.arguments, target);
+    Bands bands;
+    if (!kernel.accepts(pass.arguments, &bands)) return;
+    pass.Run(kernel, 4);
+    expect_lower_left_empty();
+  });
+}
+
+TEST(NativeKernels, ConvolutionsAreTheProgramsToTheBit) {
+  const NativeKernel& kernel = Find("platform_d2d_builtin_convolve_matrix");
+  const PixelKernel translated = Translated(kernel);
+  ASSERT_TRUE(translated);
   const struct {
     std::int32_t columns, rows;
     float first_x, first_y, divisor, bias;
-  } kCases[] = {{3, 3, -1, -1, 9, 0},
-                {1, 1, 0, 0, -0.5f, 1},
-                {5, 2, -4, 0.25f, 3, 0.25f},
-                {1, 7, 2, -3, 0, 0},
-                {31, 32, -15, -16, 40, 0.5f}};
+  } kCases[] = {{3, 3, -1, -1, 9, 0},   {1, 1, 0, 0, -0.5f, 1}, {5, 2, -4, 0.25f, 3, 0.25f},
+                {1, 7, 2, -3, 0, 0},    {2, 2, 0, -1, 2, 0},    {15, 2, -7, 0, 20, 0},
+                {16, 3, -8, -1, 20, 0}, {17, 2, -8, -1, 20, 0}, {31, 32, -15, -16, 40, 0.5f}};
   std::size_t turn = 0;
   for (const auto& test : kCases) {
     for (const bool preserves_alpha : {false, true}) {
@@ -659,7 +706,7 @@ TEST(NativeKernels, ConvolutionsAreTheProgramsToTheBit) {
       OnEachTarget([&] {
         Wipe(pass.arguments, drawn);
         pass.Run(kernel, 4);
-        ASSERT_TRUE(translated->pixel(reference.arguments, rect.top, rect.bottom));
+        ASSERT_TRUE(translated(reference.arguments, rect.top, rect.bottom));
         EXPECT_EQ(drawn, wanted) << test.columns << "x" << test.rows << ", preserves alpha "
                                  << preserves_alpha;
       });
