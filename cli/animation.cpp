@@ -87,8 +87,8 @@ std::unique_ptr<Animation> Animation::Open(Vantra::Device& device, const std::st
   const CComPtr<IWICBitmapDecoder> decoder = OpenPicture(device, path);
   PictureInfo info = ReadPictureInfo(decoder, path);
   if (info.delays.empty()) {
-    throw CommandError(kFailed, fmt::format("{} is no animation, which only GIF and WebP files "
-                                            "are, but a picture in {}",
+    throw CommandError(kFailed, fmt::format("{} is no animation but a {} picture; GIF and WebP "
+                                            "files are animations",
                                             path, info.format));
   }
   if (1ULL * info.width * info.height * info.frames > kMaximumComposedPixels) {
