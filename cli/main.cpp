@@ -82,11 +82,16 @@ int Run(int argc, char** argv) {
   };
   ApplyOptions options;
   CLI::App* apply = app.add_subcommand("apply", "Run a picture through effects");
-  apply->add_option("INPUT", options.input, "Picture file; its first picture is taken")->required();
   apply
-      ->add_option("OUTPUT", options.output,
-                   "Picture file of the format that its extension names, else PNG, or raw "
-                   "premultiplied BGRA rows for .bgra")
+      ->add_option("INPUT", options.input,
+                   "Picture file, of BMP, DDS, GIF, HD Photo, JPEG, PNG, TIFF or WebP; its first "
+                   "picture is taken")
+      ->required();
+  apply
+      ->add_option(
+          "OUTPUT", options.output,
+          "Picture file of the format that its extension names, of bmp, dds, gif, jpg, jxr, png, "
+          "tif and webp, else PNG, or raw premultiplied BGRA rows for .bgra")
       ->required();
   ChainArguments apply_chain(apply);
   apply_chain.RequireEffect();
@@ -97,9 +102,10 @@ int Run(int argc, char** argv) {
   GifOptions gif_options;
   CLI::App* gif = app.add_subcommand("gif", "Run an animation through effects, frame by frame");
   gif->add_option("INPUT", gif_options.input, "GIF or animated WebP")->required();
-  gif->add_option("OUTPUT", gif_options.output,
-                  "Animation, .gif or .webp, with the delays and loops of INPUT, or a folder for "
-                  "numbered pictures")
+  gif->add_option(
+         "OUTPUT", gif_options.output,
+         "Animation, .gif or .webp, with the file's own delays and its loops, or a folder, made "
+         "if missing, for numbered pictures")
       ->required();
   ChainArguments gif_chain(gif);
   gif->add_option("--format", gif_options.format,
