@@ -20,12 +20,16 @@ namespace Platform = Vantra::Platform;
 
 constexpr std::size_t kBytesPerPixel = 4;
 
+constexpr DWORD kErrorDiskFull = 112;
+
 std::string Describe(HRESULT result) {
   switch (result) {
     case HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND):
       return "no such file";
     case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED):
       return "permission denied";
+    case HRESULT_FROM_WIN32(kErrorDiskFull):
+      return "no space is left";
     case WINCODEC_ERR_UNKNOWNIMAGEFORMAT:
       return "no picture of a known format";
     case WINCODEC_ERR_COMPONENTNOTFOUND:

@@ -217,6 +217,8 @@ TEST_F(Animations, WhatCannotBeReadOrWrittenLosesNothing) {
   ExpectFailure(2, "behind the -e", {"gif", "in.gif", "out", "-s", "Amout=1"});
   ExpectFailure(1, "in.png/out: Not a directory", {"gif", "in.gif", "in.png/out"});
   ExpectFailure(1, "cannot write none/out.gif", {"gif", "in.gif", "none/out.gif"});
+  std::filesystem::create_symlink("/dev/full", folder_ / "full.gif");
+  ExpectFailure(1, "cannot write full.gif: no space is left", {"gif", "in.gif", "full.gif"});
   EXPECT_FALSE(std::filesystem::exists(folder_ / "out"));
 
   std::ofstream(folder_ / "kept.gif") << "kept";
