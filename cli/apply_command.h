@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "cli/render.h"
 
@@ -11,12 +10,10 @@ namespace Vantrix::Command {
 struct ApplyOptions {
   std::string input;
   std::string output;
-  // In the order in which the picture runs through them; not empty.
-  std::vector<ChainLink> chain;
-  // For every effect of the chain, where given: milliseconds, strength, and a place as X,Y.
+  // With at least one effect.
+  ChainOptions chain;
+  // For every effect, where given, in milliseconds.
   std::optional<float> time;
-  std::optional<float> amount;
-  std::optional<std::string> mouse;
   // Where given, the picture is scaled to fill this many pixels and cut.
   std::optional<std::string> size;
 };

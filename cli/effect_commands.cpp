@@ -57,15 +57,6 @@ std::string ToText(const Vantra::NumberDescription& number) {
       HasRange(number) ? fmt::format("\tmin {}\tmax {}", number.min, number.max) : std::string());
 }
 
-// The lines as they are, or as the elements of a JSON array.
-void Print(const std::vector<std::string>& lines, Output output) {
-  if (output == Output::kJson) {
-    fmt::print("[{}{}\n]\n", lines.empty() ? "" : "\n  ", fmt::join(lines, ",\n  "));
-  } else {
-    for (const std::string& line : lines) fmt::print("{}\n", line);
-  }
-}
-
 }  // namespace
 
 std::unique_ptr<Vantra::Effect> MakeEffect(Vantra::EffectFactory& factory,
@@ -150,7 +141,7 @@ void ListEffects(Output output) {
                                       Quote(Narrow(effect.description)), fmt::join(numbers, ", "))
                         : fmt::format("{}\t{}\t{}", name, display_name, category));
   }
-  Print(lines, output);
+  PrintLines(lines, output);
 }
 
 void DescribeEffect(const std::string& name, Output output) {
@@ -168,7 +159,7 @@ void DescribeEffect(const std::string& name, Output output) {
   for (const Vantra::NumberDescription& number : attributes.numbers) {
     lines.push_back(output == Output::kJson ? ToJson(number) : ToText(number));
   }
-  Print(lines, output);
+  PrintLines(lines, output);
 }
 
 }  // namespace Vantrix::Command

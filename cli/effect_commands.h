@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-namespace Vantrix::Command {
+#include "cli/text.h"
 
-enum class Output { kText, kJson, kXml };
+namespace Vantrix::Command {
 
 // Makes an effect from its name, with or without "CLSID_". Throws `CommandError` for an unknown
 // one.

@@ -13,6 +13,8 @@
 #include "cli/effect_commands.h"
 #include "cli/engines_command.h"
 #include "cli/gallery_command.h"
+#include "cli/gif_command.h"
+#include "cli/info_command.h"
 #include "cli/resources_command.h"
 #include "cli/text.h"
 
@@ -20,57 +22,95 @@ namespace {
 
 using namespace Vantrix::Command;
 
-// Attributes belong to the effect before them, so the order of both options counts.
-std::vector<ChainLink> ReadChain(const CLI::App& apply, const CLI::Option* effect,
-                                 const CLI::Option* setting) {
-  std::vector<ChainLink> chain;
-  std::map<const CLI::Option*, std::size_t> read;
-  for (const CLI::Option* option : apply.parse_order()) {
-    if (option != effect && option != setting) continue;
-    const std::string& value = option->results().at(read[option]++);
-    if (option == effect) {
-      chain.push_back({value, {}});
-    } else if (chain.empty()) {
-      throw CommandError(kWrongUsage,
-                         fmt::format("-s {}: it belongs behind the -e of its effect", value));
-    } else {
-      chain.back().settings.push_back(value);
-    }
+// The options of a chain of effects.
+class ChainArguments {
+ public:
+  explicit ChainArguments(CLI::App* command) : command_(command) {
+    effect_ = command
+                  ->add_option("-e,--effect", texts_,
+                               "Effect name; CLSID_ may be left out. Several make a chain")
+                  ->expected(1)
+                  ->take_all();
+    setting_ =
+        command->add_option("-s,--set", texts_, "Attribute of the effect before it, as Name=Value")
+            ->expected(1)
+            ->take_all();
+    command->add_option("--amount", options_.amount, "Strength, for effects that have one");
+    command->add_option("--mouse", options_.mouse, "Place as X,Y, in 0 to 1");
   }
-  return chain;
-}
+
+  ChainArguments(const ChainArguments&) = delete;
+  ChainArguments& operator=(const ChainArguments&) = delete;
+
+  void RequireEffect() { effect_->required(); }
+
+  // Attributes belong to the effect before them, so the order of both options counts.
+  ChainOptions Read() const {
+    ChainOptions options = options_;
+    std::map<const CLI::Option*, std::size_t> read;
+    for (const CLI::Option* option : command_->parse_order()) {
+      if (option != effect_ && option != setting_) continue;
+      const std::string& value = option->results().at(read[option]++);
+      if (option == effect_) {
+        options.links.push_back({value, {}});
+      } else if (options.links.empty()) {
+        throw CommandError(kWrongUsage,
+                           fmt::format("-s {}: it belongs behind the -e of its effect", value));
+      } else {
+        options.links.back().settings.push_back(value);
+      }
+    }
+    return options;
+  }
+
+ private:
+  CLI::App* command_;
+  CLI::Option* effect_;
+  CLI::Option* setting_;
+  // What the options were given is read from them; it only has to be stored somewhere.
+  std::vector<std::string> texts_;
+  ChainOptions options_;
+};
 
 int Run(int argc, char** argv) {
   CLI::App app{"Renders image effects off screen.", "vantrix"};
   app.require_subcommand(1);
 
   std::string engine = "auto";
-  std::vector<std::string> effects;
-  std::vector<std::string> settings;
+  const auto add_engine = [&engine](CLI::App* command) {
+    command->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
+  };
   ApplyOptions options;
   CLI::App* apply = app.add_subcommand("apply", "Run a picture through effects");
-  apply->add_option("INPUT", options.input, "Picture file")->required();
   apply
-      ->add_option("OUTPUT", options.output,
-                   "Picture file of the format that its extension names, else PNG, or raw "
-                   "premultiplied BGRA rows for .bgra")
+      ->add_option("INPUT", options.input,
+                   "Picture file, of BMP, DDS, GIF, HD Photo, JPEG, PNG, TIFF or WebP; its first "
+                   "picture is taken")
       ->required();
-  const CLI::Option* effect =
-      apply
-          ->add_option("-e,--effect", effects,
-                       "Effect name; CLSID_ may be left out. Several make a chain")
-          ->required()
-          ->expected(1)
-          ->take_all();
-  const CLI::Option* setting =
-      apply->add_option("-s,--set", settings, "Attribute of the effect before it, as Name=Value")
-          ->expected(1)
-          ->take_all();
+  apply
+      ->add_option(
+          "OUTPUT", options.output,
+          "Picture file of the format that its extension names, of bmp, dds, gif, jpg, jxr, png, "
+          "tif and webp, else PNG, or raw premultiplied BGRA rows for .bgra")
+      ->required();
+  ChainArguments apply_chain(apply);
+  apply_chain.RequireEffect();
   apply->add_option("--time", options.time, "Time in milliseconds");
-  apply->add_option("--amount", options.amount, "Strength, for effects that have one");
-  apply->add_option("--mouse", options.mouse, "Place as X,Y, in 0 to 1");
   apply->add_option("--size", options.size, "Scale the picture to fill WxH pixels, and cut it");
-  apply->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
+  add_engine(apply);
+
+  GifOptions gif_options;
+  CLI::App* gif = app.add_subcommand("gif", "Run an animation through effects, frame by frame");
+  gif->add_option("INPUT", gif_options.input, "GIF or animated WebP")->required();
+  gif->add_option(
+         "OUTPUT", gif_options.output,
+         "Animation, .gif or .webp, with the file's own delays and its loops, or a folder, made "
+         "if missing, for numbered pictures")
+      ->required();
+  ChainArguments gif_chain(gif);
+  gif->add_option("--format", gif_options.format,
+                  "Extension of the pictures in a folder, as apply knows it; png without it");
+  add_engine(gif);
 
   bool json = false;
   bool xml = false;
@@ -81,6 +121,11 @@ int Run(int argc, char** argv) {
   describe->add_option("EFFECT", name, "Effect name; CLSID_ may be left out")->required();
   describe->add_flag("--json", json, "Print JSON");
   describe->add_flag("--xml", xml, "Print the effect's own XML")->excludes("--json");
+
+  std::vector<std::string> files;
+  CLI::App* info = app.add_subcommand("info", "Tell format, size and frames of picture files");
+  info->add_option("FILE", files, "Picture files")->required();
+  info->add_flag("--json", json, "Print JSON");
 
   std::vector<std::string> extract;
   CLI::App* resources = app.add_subcommand("resources", "List what is stored in the library");
@@ -95,7 +140,7 @@ int Run(int argc, char** argv) {
       ->required();
   convert->add_option("--format", conversion.format, "nv12, i420, yuy2, ayuv or grey")->required();
   convert->add_option("--size", conversion.size, "Size of the frame as WxH")->required();
-  convert->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
+  add_engine(convert);
 
   GalleryOptions gallery_options;
   CLI::App* gallery = app.add_subcommand("gallery", "Make a page that shows every effect");
@@ -103,7 +148,7 @@ int Run(int argc, char** argv) {
   gallery->add_option("PHOTO", gallery_options.photo, "Picture file to draw on");
   gallery->add_option("--size", gallery_options.size, "Size of the pictures as WxH")
       ->capture_default_str();
-  gallery->add_option("--engine", engine, "auto, cpu, vulkan or vulkan:N")->capture_default_str();
+  add_engine(gallery);
 
   CLI::App* engines = app.add_subcommand("engines", "List what can be rendered on");
 
@@ -121,6 +166,8 @@ int Run(int argc, char** argv) {
     ListEffects(output);
   } else if (describe->parsed()) {
     DescribeEffect(name, output);
+  } else if (info->parsed()) {
+    if (!PrintInfo(files, output)) return kFailed;
   } else if (resources->parsed()) {
     if (extract.empty()) {
       ListResources();
@@ -133,8 +180,12 @@ int Run(int argc, char** argv) {
   } else if (gallery->parsed()) {
     SelectEngine(engine);
     MakeGallery(gallery_options);
+  } else if (gif->parsed()) {
+    gif_options.chain = gif_chain.Read();
+    SelectEngine(engine);
+    ConvertAnimation(gif_options);
   } else {
-    options.chain = ReadChain(*apply, effect, setting);
+    options.chain = apply_chain.Read();
     SelectEngine(engine);
     Apply(options);
   }

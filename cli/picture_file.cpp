@@ -20,12 +20,16 @@ namespace Platform = Vantra::Platform;
 
 constexpr std::size_t kBytesPerPixel = 4;
 
+constexpr DWORD kErrorDiskFull = 112;
+
 std::string Describe(HRESULT result) {
   switch (result) {
     case HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND):
       return "no such file";
     case HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED):
       return "permission denied";
+    case HRESULT_FROM_WIN32(kErrorDiskFull):
+      return "no space is left";
     case WINCODEC_ERR_UNKNOWNIMAGEFORMAT:
       return "no picture of a known format";
     case WINCODEC_ERR_COMPONENTNOTFOUND:
@@ -37,20 +41,14 @@ std::string Describe(HRESULT result) {
     case WINCODEC_ERR_BADIMAGE:
       return "the picture is damaged or cut short";
     case WINCODEC_ERR_IMAGESIZEOUTOFRANGE:
-      return fmt::format("the picture is larger than {} pixels a side or {} in all",
-                         WIC_MAXIMUM_SIDE, WIC_MAXIMUM_PIXELS);
+      return fmt::format("it is beyond the limits, such as {} pixels a side, {} in all, {} frames",
+                         WIC_MAXIMUM_SIDE, WIC_MAXIMUM_PIXELS, WIC_MAXIMUM_FRAMES);
     case WINCODEC_ERR_STREAMREAD:
       return "the file cannot be read";
     case E_OUTOFMEMORY:
       return "not enough memory";
     default:
       return fmt::format("error 0x{:08x}", static_cast<unsigned>(result));
-  }
-}
-
-void Check(HRESULT result, const char* action, const std::string& path) {
-  if (FAILED(result)) {
-    throw CommandError(kFailed, fmt::format("cannot {} {}: {}", action, path, Describe(result)));
   }
 }
 
@@ -63,18 +61,10 @@ constexpr Format kFormats[] = {
     {".bmp", GUID_ContainerFormatBmp},   {".dds", GUID_ContainerFormatDds},
     {".gif", GUID_ContainerFormatGif},   {".hdp", GUID_ContainerFormatWmp},
     {".jpeg", GUID_ContainerFormatJpeg}, {".jpg", GUID_ContainerFormatJpeg},
-    {".jxr", GUID_ContainerFormatWmp},   {".tif", GUID_ContainerFormatTiff},
-    {".tiff", GUID_ContainerFormatTiff}, {".wdp", GUID_ContainerFormatWmp},
-    {".webp", GUID_ContainerFormatWebp},
+    {".jxr", GUID_ContainerFormatWmp},   {".png", GUID_ContainerFormatPng},
+    {".tif", GUID_ContainerFormatTiff},  {".tiff", GUID_ContainerFormatTiff},
+    {".wdp", GUID_ContainerFormatWmp},   {".webp", GUID_ContainerFormatWebp},
 };
-
-// In small letters.
-std::string ExtensionOf(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
 
 GUID FormatOf(const std::string& path) {
   const std::string extension = ExtensionOf(path);
@@ -82,11 +72,6 @@ GUID FormatOf(const std::string& path) {
     if (extension == each.extension) return each.container;
   }
   return GUID_ContainerFormatPng;
-}
-
-HRESULT WriteAll(std::FILE* file, const void* data, std::size_t size) {
-  if (std::fwrite(data, 1, size, file) == size) return S_OK;
-  return Platform::ResultFromErrno(errno != 0 ? errno : EIO);
 }
 
 // A file as encoders write to it, from its start to its end.
@@ -134,12 +119,24 @@ HRESULT Encode(IWICImagingFactory2* factory, REFGUID container, const Picture& p
 
 }  // namespace
 
-Picture ReadPicture(Vantra::Device& device, const std::string& path, std::optional<Size> size) {
-  CComPtr<IWICBitmapSource> source;
-  Picture picture;
-  Check(device.LoadFile(Widen(path).c_str(), size ? static_cast<int>(size->width) : 0,
-                        size ? static_cast<int>(size->height) : 0, &source),
+void Check(HRESULT result, const char* action, const std::string& path) {
+  if (FAILED(result)) {
+    throw CommandError(kFailed, fmt::format("cannot {} {}: {}", action, path, Describe(result)));
+  }
+}
+
+CComPtr<IWICBitmapDecoder> OpenPicture(Vantra::Device& device, const std::string& path) {
+  // The prefix keeps a name from being taken for another.
+  const std::wstring name = L"\\\\?\\" + Widen(path);
+  CComPtr<IWICBitmapDecoder> decoder;
+  Check(device.GetWicImagingFactory()->CreateDecoderFromFilename(
+            name.c_str(), nullptr, GENERIC_READ, WICDecodeMetadataCacheOnDemand, &decoder),
         "read", path);
+  return decoder;
+}
+
+Picture CopyPicture(IWICBitmapSource* source, const std::string& path) {
+  Picture picture;
   Check(source->GetSize(&picture.width, &picture.height), "read", path);
   const std::size_t stride = picture.width * kBytesPerPixel;
   picture.pixels.resize(stride * picture.height);
@@ -147,6 +144,14 @@ Picture ReadPicture(Vantra::Device& device, const std::string& path, std::option
                            static_cast<UINT>(picture.pixels.size()), picture.pixels.data()),
         "read", path);
   return picture;
+}
+
+Picture ReadPicture(Vantra::Device& device, const std::string& path, std::optional<Size> size) {
+  CComPtr<IWICBitmapSource> source;
+  Check(device.LoadFile(Widen(path).c_str(), size ? static_cast<int>(size->width) : 0,
+                        size ? static_cast<int>(size->height) : 0, &source),
+        "read", path);
+  return CopyPicture(source, path);
 }
 
 Picture ReadPictureWithin(Vantra::Device& device, const std::string& path, Size size) {
@@ -167,18 +172,45 @@ void WritePicture(Vantra::Device& device, const std::string& path, const Picture
   if (ExtensionOf(path) == ".bgra") {
     return WriteBytes(path, picture.pixels.data(), picture.pixels.size());
   }
+  const GUID container = FormatOf(path);
+  if (container == GUID_ContainerFormatWebp) CheckWebpSize(path, picture.width, picture.height);
   const HRESULT result = Platform::ReplaceFile(path, [&](std::FILE* file) {
     const CComPtr<FileStream> stream = Platform::MakeCom<FileStream>(file);
     if (stream == nullptr) return E_OUTOFMEMORY;
-    return Encode(device.GetWicImagingFactory(), FormatOf(path), picture, stream);
+    return Encode(device.GetWicImagingFactory(), container, picture, stream);
   });
   Check(result, "write", path);
+}
+
+HRESULT WriteAll(std::FILE* file, const void* data, std::size_t size) {
+  if (std::fwrite(data, 1, size, file) == size) return S_OK;
+  return Platform::ResultFromErrno(errno != 0 ? errno : EIO);
 }
 
 void WriteBytes(const std::string& path, const void* data, std::size_t size) {
   const HRESULT result = Platform::ReplaceFile(
       path, [data, size](std::FILE* file) { return WriteAll(file, data, size); });
   Check(result, "write", path);
+}
+
+void CheckWebpSize(const std::string& path, unsigned width, unsigned height) {
+  constexpr unsigned kMaximumSide = 16383;
+  if (std::max(width, height) <= kMaximumSide) return;
+  throw CommandError(kFailed, fmt::format("cannot write {}: WebP has at most {} pixels a side",
+                                          path, kMaximumSide));
+}
+
+std::string ExtensionOf(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+std::vector<std::string> ListExtensions() {
+  std::vector<std::string> extensions;
+  for (const Format& each : kFormats) extensions.emplace_back(each.extension + 1);
+  return extensions;
 }
 
 }  // namespace Vantrix::Command

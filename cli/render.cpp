@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <fmt/format.h>
 #include <optional>
 #include <stdexcept>
@@ -65,19 +66,57 @@ void SetAttribute(Vantra::Effect& effect, const Attributes& attributes, const st
   }
 }
 
-std::string DescribeLack(const char* lacking, const Picture& picture) {
+void SetMouse(Vantra::Effect& effect, const std::string& name, const std::string& place) {
+  float x = 0;
+  float y = 0;
+  int end = 0;
+  if (std::sscanf(place.c_str(), "%f,%f%n", &x, &y, &end) != 2 ||
+      static_cast<std::size_t>(end) != place.size()) {
+    throw CommandError(kWrongUsage, fmt::format("--mouse {}: expected X,Y", place));
+  }
+  if (!effect.SetMousePosition(x, y)) {
+    PrintError(fmt::format("{} does not follow the mouse", name).c_str());
+  }
+}
+
+std::string DescribeLack(const char* lacking, long width, long height) {
   return fmt::format("{} has {} for {} x {} pixels", Platform::GetEngineChoice().engine.name,
-                     lacking, picture.width, picture.height);
+                     lacking, width, height);
 }
 
 // Stops at a failure that the library reports only by leaving a bitmap empty.
-void RequireBitmap(const Vantra::Bitmap& bitmap, const Picture& picture, const std::string& name) {
+void RequireBitmap(const Vantra::Bitmap& bitmap, long width, long height, const std::string& name) {
   if (!bitmap.IsEmpty()) return;
-  const bool large = std::max(picture.width, picture.height) >
-                     Platform::GetEngineChoice().engine.maximumTextureSize;
+  const bool large =
+      std::max(width, height) > long{Platform::GetEngineChoice().engine.maximumTextureSize};
   throw CommandError(kFailed,
                      fmt::format("cannot process {}: {}", name,
-                                 DescribeLack(large ? "no textures" : "no memory", picture)));
+                                 DescribeLack(large ? "no textures" : "no memory", width, height)));
+}
+
+// Draws `input` through the chain's effects into `output`.
+void DrawChain(Vantra::Device& device, const Chain& chain, Vantra::Bitmap& input,
+               Vantra::Bitmap& output, const std::string& name) {
+  output.Create(&device);
+  output.SetPixelSize(input.GetWidth(), input.GetHeight());
+  RequireBitmap(output, input.GetWidth(), input.GetHeight(), name);
+  chain.front()->SetInput(0, &input);
+  for (std::size_t i = 1; i < chain.size(); ++i) chain[i]->SetInput(0, chain[i - 1].get());
+  ID2D1DeviceContext* context = device.GetD2DDeviceContext();
+  context->BeginDraw();
+  chain.back()->Apply(&output);
+  const HRESULT result = context->EndDraw(nullptr, nullptr);
+  if (result == D2DERR_MAX_TEXTURE_SIZE_EXCEEDED) {
+    // That of an effect's own picture, which may be larger than the one that it is drawn on.
+    throw CommandError(kFailed,
+                       fmt::format("drawing {} failed: {}", name,
+                                   DescribeLack("no textures of the size that an effect needs",
+                                                input.GetWidth(), input.GetHeight())));
+  }
+  if (FAILED(result)) {
+    throw CommandError(kFailed, fmt::format("drawing {} failed: error 0x{:08x}", name,
+                                            static_cast<unsigned>(result)));
+  }
 }
 
 }  // namespace
@@ -97,42 +136,45 @@ std::unique_ptr<Vantra::Effect> MakeLink(Vantra::Device& device, const ChainLink
   return effect;
 }
 
+void CheckNames(Vantra::Device& device, const ChainOptions& options) {
+  for (const ChainLink& link : options.links) MakeEffect(device.GetEffectFactory(), link.effect);
+}
+
+Chain MakeChain(Vantra::Device& device, const ChainOptions& options, unsigned width,
+                unsigned height) {
+  Chain chain;
+  for (const ChainLink& link : options.links) {
+    chain.push_back(MakeLink(device, link, width, height));
+    if (options.amount) chain.back()->SetAmout(*options.amount);
+    if (options.mouse) SetMouse(*chain.back(), link.effect, *options.mouse);
+  }
+  return chain;
+}
+
 Picture Draw(Vantra::Device& device, const Chain& chain, const Picture& picture,
              const std::string& name) {
   const long width = picture.width;
   const long height = picture.height;
   Vantra::Bitmap input;
-  Vantra::Bitmap output;
   input.Create(&device);
-  output.Create(&device);
   input.SetPixels(picture.pixels.data(), width, height, width * 4, 0);
-  output.SetPixelSize(width, height);
-  RequireBitmap(input, picture, name);
-  RequireBitmap(output, picture, name);
+  RequireBitmap(input, width, height, name);
+  return Draw(device, chain, input, name);
+}
 
-  chain.front()->SetInput(0, &input);
-  for (std::size_t i = 1; i < chain.size(); ++i) chain[i]->SetInput(0, chain[i - 1].get());
-  ID2D1DeviceContext* context = device.GetD2DDeviceContext();
-  context->BeginDraw();
-  chain.back()->Apply(&output);
-  const HRESULT result = context->EndDraw(nullptr, nullptr);
-  if (result == D2DERR_MAX_TEXTURE_SIZE_EXCEEDED) {
-    // That of an effect's own picture, which may be larger than the one that it is drawn on.
-    throw CommandError(
-        kFailed,
-        fmt::format("drawing {} failed: {}", name,
-                    DescribeLack("no textures of the size that an effect needs", picture)));
-  }
-  if (FAILED(result)) {
-    throw CommandError(kFailed, fmt::format("drawing {} failed: error 0x{:08x}", name,
-                                            static_cast<unsigned>(result)));
-  }
-  const unsigned char* pixels = output.GetGpuPixels();
+Picture Draw(Vantra::Device& device, const Chain& chain, Vantra::Bitmap& input,
+             const std::string& name) {
+  RequireBitmap(input, input.GetWidth(), input.GetHeight(), name);
+  Vantra::Bitmap output;
+  if (!chain.empty()) DrawChain(device, chain, input, output, name);
+  const unsigned char* pixels = (chain.empty() ? input : output).GetGpuPixels();
   // The read-back waits for the device, so that a loss may show no earlier than here.
   if (FAILED(device.GetD3D11Device()->GetDeviceRemovedReason())) {
     throw CommandError(kFailed, fmt::format("drawing {} failed: the device was lost", name));
   }
-  return {picture.width, picture.height, {pixels, pixels + picture.pixels.size()}};
+  const auto width = static_cast<unsigned>(input.GetWidth());
+  const auto height = static_cast<unsigned>(input.GetHeight());
+  return {width, height, {pixels, pixels + std::size_t{width} * height * 4}};
 }
 
 }  // namespace Vantrix::Command

@@ -52,4 +52,12 @@ std::string Quote(const std::string& text) {
   return quoted + '"';
 }
 
+void PrintLines(const std::vector<std::string>& lines, Output output) {
+  if (output == Output::kJson) {
+    fmt::print("[{}{}\n]\n", lines.empty() ? "" : "\n  ", fmt::join(lines, ",\n  "));
+  } else {
+    for (const std::string& line : lines) fmt::print("{}\n", line);
+  }
+}
+
 }  // namespace Vantrix::Command

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace Vantrix::Command {
 
@@ -20,7 +21,13 @@ Size ParseSize(const std::string& text);
 // nothing else: what the command was asked for does not depend on it.
 void PrintError(const char* message) noexcept;
 
+// How a listing is printed.
+enum class Output { kText, kJson, kXml };
+
 // A text as a JSON string, with its quotes.
 std::string Quote(const std::string& text);
+
+// Prints the lines as they are, or as the elements of a JSON array.
+void PrintLines(const std::vector<std::string>& lines, Output output);
 
 }  // namespace Vantrix::Command

@@ -1,12 +1,8 @@
 // The command as a user meets it: what it prints, where, and its exit codes.
 
-#include <vantrix/platform/wincodec.h>
-
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -14,10 +10,9 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <utility>
 
+#include "tests/command/command_fixture.h"
 #include "tests/harness/engine_under_test.h"
 #include "tests/harness/picture.h"
 
@@ -25,73 +20,6 @@ namespace Vantra {
 namespace {
 
 using namespace Testing;
-
-struct Outcome {
-  int code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::size_t CountLines(const std::string& text) {
-  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-class Command : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "vantrix-command-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  // Runs the command in the test's folder.
-  Outcome Run(std::vector<std::string> arguments) {
-    return Run(std::move(arguments), folder_ / "stderr");
-  }
-  Outcome Run(std::vector<std::string> arguments, const std::filesystem::path& err) {
-    const auto out = folder_ / "stdout";
-    const pid_t child = fork();
-    if (child == 0) {
-      std::vector<char*> argv = {const_cast<char*>(VANTRIX_COMMAND)};
-      for (std::string& argument : arguments) argv.push_back(argument.data());
-      argv.push_back(nullptr);
-      const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-      dup2(open(out.c_str(), flags, 0600), STDOUT_FILENO);
-      dup2(open(err.c_str(), flags, 0600), STDERR_FILENO);
-      if (chdir(folder_.c_str()) == 0) execv(VANTRIX_COMMAND, argv.data());
-      _exit(127);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out),
-                    std::filesystem::is_regular_file(err) ? ReadFile(err) : std::string()};
-    return outcome;
-  }
-
-  // Runs it where it must fail with that code, and with one line that names the cause.
-  void ExpectFailure(int code, const std::string& cause, std::vector<std::string> arguments) {
-    const Outcome outcome = Run(std::move(arguments));
-    EXPECT_EQ(outcome.code, code) << outcome.err;
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(CountLines(outcome.err), 1u) << outcome.err;
-    EXPECT_NE(outcome.err.find(cause), std::string::npos) << outcome.err;
-    EXPECT_FALSE(std::filesystem::exists(folder_ / "out.png"));
-  }
-
-  // Stores a picture, given as premultiplied pixels of full alpha, as a PNG.
-  void Store(const std::string& name, const Picture& picture) {
-    WritePng(folder_ / name, static_cast<unsigned>(picture.width),
-             static_cast<unsigned>(picture.height), picture.Bytes(), GUID_WICPixelFormat32bppBGRA);
-  }
-
-  std::filesystem::path folder_;
-};
 
 TEST_F(Command, AppliesAnEffectAndWritesRawRowsOrAPng) {
   const Picture scene = DrawScene(61, 33);
@@ -304,26 +232,6 @@ TEST_F(Command, DamagedAndHostilePicturesFailAndLoseNothing) {
   EXPECT_EQ(ReadFile(folder_ / "kept.png"), "kept");
 }
 
-// Width and height of a picture file that decodes whole, else nothing.
-std::pair<UINT, UINT> Decode(const std::filesystem::path& path) {
-  CComPtr<IWICImagingFactory2> factory;
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> frame;
-  UINT width = 0;
-  UINT height = 0;
-  if (FAILED(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
-                              IID_PPV_ARGS(&factory))) ||
-      FAILED(factory->CreateDecoderFromFilename(path.wstring().c_str(), nullptr, GENERIC_READ,
-                                                WICDecodeMetadataCacheOnLoad, &decoder)) ||
-      FAILED(decoder->GetFrame(0, &frame)) || FAILED(frame->GetSize(&width, &height))) {
-    return {};
-  }
-  std::vector<BYTE> pixels(std::size_t{width} * height * 4);
-  const HRESULT result =
-      frame->CopyPixels(nullptr, width * 4, static_cast<UINT>(pixels.size()), pixels.data());
-  return SUCCEEDED(result) ? std::pair{width, height} : std::pair<UINT, UINT>{};
-}
-
 TEST_F(Command, AGalleryShowsEveryEffectAndReplacesOnlyItsOwnFiles) {
   const std::filesystem::path page = folder_ / "new" / "out" / "index.html";
   EXPECT_EQ(Run({"gallery", "new/out", "--size", "16x12"}).out, "new/out/index.html\n");
@@ -354,7 +262,8 @@ TEST_F(Command, AGalleryShowsEveryEffectAndReplacesOnlyItsOwnFiles) {
   // One for each effect, and one or two that they start from.
   EXPECT_GT(links.size(), count);
   for (const std::string& link : links) {
-    EXPECT_EQ(Decode(page.parent_path() / link), (std::pair<UINT, UINT>{30, 20})) << link;
+    const Picture picture = Decode(page.parent_path() / link);
+    EXPECT_EQ(std::pair(picture.width, picture.height), std::pair(30, 20)) << link;
   }
 }
 
