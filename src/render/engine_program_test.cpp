@@ -84,7 +84,7 @@ TEST_P(EngineProgramTest, PassesChangeTheirRectangleAloneWhereverItBeginsAndHowe
       for (int y = 1; y < 3; ++y) {
         for (int x = left; x < left + width; ++x) {
           // A place is cut off to a texel.
-          const auto from = static_cast<int>(x - 4.5f);
+          const int from = (2 * x - 9) / 2;
           expected.At(x, y) = from >= 0 && from < 90 ? picture.At(from, y) : Pixel{};
         }
       }
