@@ -39,8 +39,8 @@ Bytes Encode(const Bytes& pixels) {
   Require(encoder->WritePixels(encoder, kPictureHeight, const_cast<U8*>(pixels.data()),
                                kPictureWidth * 4),
           "WritePixels");
-  std::size_t size = 0;
-  stream->GetPos(stream, &size);
+  // The stream stands in the header by now; the alpha is what comes last.
+  const auto size = static_cast<std::size_t>(encoder->WMP.nOffAlpha + encoder->WMP.nCbAlpha);
   encoder->Release(&encoder);
   file.resize(size);
   return file;
