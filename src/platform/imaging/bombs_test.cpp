@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
+#include <png.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,6 +52,30 @@ Bytes Png(bool interlaced) {
   Overwrite(&file, 16, Big(kSide, 4));
   Overwrite(&file, 20, Big(kSide, 4));
   RepairPngChecksums(file);
+  return file;
+}
+
+// Without a mark on it, so that bytes stand for the most pixels.
+Bytes EmptyInterlacedPng(unsigned side) {
+  Bytes file;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_set_write_fn(
+      png, &file,
+      [](png_structp to, png_bytep bytes, std::size_t size) {
+        auto* written = static_cast<Bytes*>(png_get_io_ptr(to));
+        written->insert(written->end(), bytes, bytes + size);
+      },
+      nullptr);
+  png_set_IHDR(png, info, side, side, 1, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_ADAM7,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  const Bytes row(side / 8 + 1);
+  for (int passes = png_set_interlace_handling(png); passes > 0; --passes) {
+    for (unsigned y = 0; y < side; ++y) png_write_row(png, row.data());
+  }
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
   return file;
 }
 
@@ -137,6 +161,37 @@ Bytes Tiff(unsigned side, const std::vector<TiffEntry>& more, std::size_t next) 
   return file;
 }
 
+// One tile of 32 Mi pixels of four zeros each, as repeated bytes in Zstandard.
+Bytes TiffOfOneTile() {
+  constexpr unsigned kAcross = 4096;
+  constexpr unsigned kDown = 8192;
+  constexpr unsigned kBlockBytes = 1 << 17;
+  constexpr unsigned kBlocks = kAcross * kDown / kBlockBytes * 4;
+  Bytes data = {0x28, 0xB5, 0x2F, 0xFD, 0x00, 0x38};  // a frame with a window of one block
+  for (unsigned i = 0; i < kBlocks; ++i) {
+    const unsigned last = i + 1 == kBlocks ? 1 : 0;
+    constexpr unsigned kRepeated = 1 << 1;
+    PutLittle(&data, kBlockBytes << 3 | kRepeated | last, 3);
+    data.push_back(0);
+  }
+  Bytes file = {'I', 'I', 42, 0, 8, 0, 0, 0};
+  constexpr std::size_t kEntries = 10;
+  PutDirectory(&file,
+               {{TIFFTAG_IMAGEWIDTH, TIFF_LONG, kAcross},
+                {TIFFTAG_IMAGELENGTH, TIFF_LONG, kDown},
+                {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 8},
+                {TIFFTAG_COMPRESSION, TIFF_SHORT, COMPRESSION_ZSTD},
+                {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, PHOTOMETRIC_RGB},
+                {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 4},
+                {TIFFTAG_TILEWIDTH, TIFF_LONG, kAcross},
+                {TIFFTAG_TILELENGTH, TIFF_LONG, kDown},
+                {TIFFTAG_TILEOFFSETS, TIFF_LONG, 8 + 2 + kEntries * 12 + 4},
+                {TIFFTAG_TILEBYTECOUNTS, TIFF_LONG, data.size()}},
+               0);
+  file.insert(file.end(), data.begin(), data.end());
+  return file;
+}
+
 // Directories behind one another that all have the first one's entries for their pictures.
 Bytes TiffOfPages(unsigned pages, bool in_a_circle) {
   Bytes file = {'I', 'I', 42, 0, 8, 0, 0, 0};
@@ -157,15 +212,28 @@ Bytes WebpChunk(const char* name, const Bytes& data) {
   return chunk;
 }
 
+// A lossless picture of one colour: its signature, its size and codes of one symbol each.
+Bytes WebpPicture(unsigned side) {
+  Bytes data = {0x2F};
+  PutLittle(&data, (side - 1) | (side - 1) << 14, 4);
+  data.insert(data.end(), {0x88, 0x88, 0x08});
+  return WebpChunk("VP8L", data);
+}
+
+Bytes StillWebp(unsigned side) {
+  Bytes body = {'W', 'E', 'B', 'P'};
+  const Bytes picture = WebpPicture(side);
+  body.insert(body.end(), picture.begin(), picture.end());
+  return WebpChunk("RIFF", body);
+}
+
 // An animation on a canvas of that side, of frames of one pixel.
 Bytes Webp(unsigned side, unsigned frames) {
-  // A lossless picture: its signature, no size beyond one pixel, and codes of one symbol each.
-  const Bytes picture = {0x2F, 0, 0, 0, 0, 0x88, 0x88, 0x08};
   Bytes canvas = {2, 0, 0, 0};
   PutLittle(&canvas, side - 1, 3);
   PutLittle(&canvas, side - 1, 3);
   Bytes frame(16);  // at 0, 0, of one pixel, for no time
-  const Bytes data = WebpChunk("VP8L", picture);
+  const Bytes data = WebpPicture(1);
   frame.insert(frame.end(), data.begin(), data.end());
   Bytes body = {'W', 'E', 'B', 'P'};
   const auto add = [&body](const Bytes& chunk) {
@@ -254,6 +322,7 @@ TEST(Bombs, AreRefusedOrReadInLittleTimeAndMemory) {
   } kBombs[] = {
       {"PNG", Png(false), kTooLarge},
       {"PNG interlaced", Png(true), kTooLarge},
+      {"PNG interlaced without a mark", EmptyInterlacedPng(6200), WINCODEC_ERR_BADIMAGE},
       {"JPEG", Jpeg(JpegCoding::kSequential), kTooLarge},
       {"JPEG progressive", Jpeg(JpegCoding::kProgressive), kTooLarge},
       {"BMP 1", Bmp(1), kTooLarge},
@@ -272,6 +341,9 @@ TEST(Bombs, AreRefusedOrReadInLittleTimeAndMemory) {
       {"TIFF of two pages in a circle", TiffOfPages(2, true), WINCODEC_ERR_BADHEADER},
       {"TIFF of 100 pages in a circle", TiffOfPages(100, true), WINCODEC_ERR_BADHEADER},
       {"TIFF of 20000 pages", TiffOfPages(20000, false), WINCODEC_ERR_BADHEADER},
+      {"TIFF of one tile", TiffOfOneTile(), kTooLarge},
+      {"WebP of one colour", StillWebp(4096), S_OK},
+      {"WebP of one colour and a legal size", StillWebp(5700), kTooLarge},
       {"WebP", Webp(kSide, 1), kTooLarge},
       {"WebP of 100000 frames", Webp(1, 100000), kTooLarge},
       {"WebP of as many frames as may be", Webp(1, WIC_MAXIMUM_FRAMES), S_OK},

@@ -212,6 +212,9 @@ HRESULT WebpFile::Open(StreamReader& stream) {
   if (pixels > (animated ? kMaximumWebpCanvasPixels : kMaximumWebpPixels)) {
     return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
   }
+  if (pixels > kLargeWebpPixels && pixels / kMostWebpPixelsPerByte > size) {
+    return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+  }
   if (!animated) return S_OK;
 
   const WebPData file = {bytes_.data(), bytes_.size()};
