@@ -159,6 +159,10 @@ class JxrReader final : public PictureReader {
             .opaque = !file_.container.alpha.has_value()};
   }
 
+  void ExpectMemory(std::span<BYTE> memory) override {
+    if (!started_) memory_ = memory;
+  }
+
   HRESULT ReadRow(BYTE* row) override {
     if (!started_) {
       const HRESULT result = Start();
@@ -179,7 +183,8 @@ class JxrReader final : public PictureReader {
       result = ReadFilePart(stream_, container.alpha->offset, container.alpha->size, &file_.alpha);
     }
     if (FAILED(result)) return result;
-    result = process_.Start([this](const ChildProcess::Send& send) { DecodeRows(file_, send); });
+    result = process_.Start([this](const ChildProcess::Send& send) { DecodeRows(file_, send); },
+                            memory_);
     // The other process has a copy.
     file_.picture = {};
     file_.alpha = {};
@@ -188,6 +193,7 @@ class JxrReader final : public PictureReader {
 
   StreamReader& stream_;
   JxrFile file_;
+  std::span<BYTE> memory_;  // of the caller, for the rows
   bool started_ = false;
   ChildProcess process_;
 };
