@@ -9,6 +9,7 @@
 
 #include "bench/effects_bench.h"
 #include "bench/engines.h"
+#include "bench/pictures/pictures_bench.h"
 
 namespace {
 
@@ -40,6 +41,7 @@ int main(int argc, char** argv) {
   probe.Intialize(nullptr);
   benchmark::AddCustomContext("engine", Vantra::Platform::GetEngineChoice().engine.name);
   Vantra::Bench::RegisterEffectBenchmarks();
+  Vantra::Bench::RegisterPictureBenchmarks();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 }

@@ -11,8 +11,8 @@ packages=(
   libgtest-dev libbenchmark-dev
   # To render without a GPU, and to check the use of Vulkan.
   mesa-vulkan-drivers vulkan-validationlayers
-  # To compare GIFs with, frame by frame.
-  imagemagick
+  # Other programs that read pictures, to compare with.
+  imagemagick netpbm libjpeg-turbo-progs webp libjxr-tools
   # Photographs of the Earth, put together from a satellite's, for the demo and the tests.
   xplanet-images
 )

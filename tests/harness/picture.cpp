@@ -113,22 +113,27 @@ Picture DrawNoise(int width, int height, unsigned seed) {
   return picture;
 }
 
-std::vector<Picture> LoadPhotographs() {
-  std::vector<Picture> pictures;
+std::vector<std::filesystem::path> ListPhotographs() {
+  std::vector<std::filesystem::path> paths;
 #ifdef VANTRIX_TEST_PHOTOGRAPHS
-  const CComPtr<IWICImagingFactory2> factory = MakeFactory();
   for (const auto& entry : std::filesystem::directory_iterator(VANTRIX_TEST_PHOTOGRAPHS)) {
     const std::string extension = entry.path().extension().string();
-    if (extension == ".png" || extension == ".jpg") {
-      CComPtr<IWICBitmapDecoder> decoder;
-      Require(
-          factory->CreateDecoderFromFilename(entry.path().wstring().c_str(), nullptr, GENERIC_READ,
-                                             WICDecodeMetadataCacheOnDemand, &decoder),
-          entry.path());
-      pictures.push_back(Decode(factory, decoder, entry.path().filename()));
-    }
+    if (extension == ".png" || extension == ".jpg") paths.push_back(entry.path());
   }
 #endif
+  return paths;
+}
+
+std::vector<Picture> LoadPhotographs() {
+  std::vector<Picture> pictures;
+  const CComPtr<IWICImagingFactory2> factory = MakeFactory();
+  for (const std::filesystem::path& path : ListPhotographs()) {
+    CComPtr<IWICBitmapDecoder> decoder;
+    Require(factory->CreateDecoderFromFilename(path.wstring().c_str(), nullptr, GENERIC_READ,
+                                               WICDecodeMetadataCacheOnDemand, &decoder),
+            path);
+    pictures.push_back(Decode(factory, decoder, path.filename()));
+  }
   return pictures;
 }
 

@@ -52,7 +52,10 @@ Picture DrawNoise(int width, int height, unsigned seed);
 void WritePng(const std::filesystem::path& path, unsigned width, unsigned height,
               const void* pixels, const WICPixelFormatGUID& format);
 
-// The photographs that the build was pointed to, decoded; there may be none.
+// The files of the photographs that the build was pointed to; there may be none.
+std::vector<std::filesystem::path> ListPhotographs();
+
+// The same, decoded.
 std::vector<Picture> LoadPhotographs();
 
 // A picture that is stored in the library. Throws where there is none.

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -38,6 +40,15 @@ void LeaveHost(int pipe) {
   SetLimit(RLIMIT_CPU, kMaximumSeconds);
 }
 
+// Gives back the whole pages of memory that is this process's copy of another's.
+void Forget(std::span<BYTE> memory) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const auto start = reinterpret_cast<std::uintptr_t>(memory.data());
+  const std::size_t before = (page - start % page) % page;
+  if (memory.size() < before + page) return;
+  madvise(memory.data() + before, (memory.size() - before) / page * page, MADV_DONTNEED);
+}
+
 void SendAll(const void* bytes, std::size_t size) {
   const auto* next = static_cast<const BYTE*>(bytes);
   while (size > 0) {
@@ -63,7 +74,8 @@ ChildProcess::~ChildProcess() {
   }
 }
 
-HRESULT ChildProcess::Start(const std::function<void(const Send& send)>& work) {
+HRESULT ChildProcess::Start(const std::function<void(const Send& send)>& work,
+                            std::span<BYTE> without) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return E_FAIL;
   fcntl(ends[0], F_SETPIPE_SZ, kPipeBytes);
@@ -75,6 +87,7 @@ HRESULT ChildProcess::Start(const std::function<void(const Send& send)>& work) {
   process_ = fork();
   if (process_ == 0) {
     LeaveHost(ends[1]);
+    Forget(without);
     try {
       work(SendAll);
     } catch (...) {

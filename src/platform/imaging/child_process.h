@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <sys/types.h>
 
 namespace Vantra::Platform {
@@ -23,9 +24,10 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  /// Starts `work`, which sees everything as it is now. It may throw what it likes. `E_FAIL` when
-  /// the system gives no process.
-  HRESULT Start(const std::function<void(const Send& send)>& work);
+  /// Starts `work`, which sees everything as it is now, apart from `without`: what it does not see
+  /// is not copied when the host writes it. It may throw what it likes. `E_FAIL` when the system
+  /// gives no process.
+  HRESULT Start(const std::function<void(const Send& send)>& work, std::span<BYTE> without = {});
 
   /// Waits for that many bytes. False when the process has ended before it sent them.
   bool Receive(void* bytes, std::size_t size);

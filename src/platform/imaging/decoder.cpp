@@ -255,6 +255,10 @@ HRESULT Decoder::ReadArea(const FrameHeader& frame, const Area& area, UINT strid
   const bool whole_rows = area.width == frame.width;
   std::vector<BYTE> row;
   if (!whole_rows || next_row_ < area.top) row.resize(frame.width * kBytesPerPixel);
+  if (whole_rows) {
+    reader_->ExpectMemory(
+        {buffer, std::size_t{area.height - 1} * stride + area.width * kBytesPerPixel});
+  }
   while (next_row_ < area.top) {
     result = ReadRow(row.data());
     if (FAILED(result)) return result;

@@ -25,6 +25,12 @@ constexpr UINT16 kPixelsPerInch = 96;
 constexpr PixelLayout kRowLayout = {.blue_first = true, .premultiplied = false};
 constexpr PixelLayout kOverBlack = {.blue_first = true, .premultiplied = true};
 
+bool IsOpaque(const BYTE* row, std::size_t count) {
+  BYTE all = 255;
+  for (std::size_t i = 0; i < count; ++i) all &= row[i * kBytesPerPixel + 3];
+  return all == 255;
+}
+
 class JpegPictureWriter final : public PictureWriter {
  public:
   explicit JpegPictureWriter(ByteSink sink) : sink_(std::move(sink)) {}
@@ -57,10 +63,15 @@ class JpegPictureWriter final : public PictureWriter {
   }
 
   HRESULT WriteRow(const BYTE* row) override {
-    std::copy_n(row, row_.size(), row_.begin());
-    ConvertPixels(row_.data(), row_.size() / kBytesPerPixel, kRowLayout, kOverBlack);
-    return Run([this] {
-      JSAMPROW rows[] = {row_.data()};
+    const std::size_t count = row_.size() / kBytesPerPixel;
+    if (!IsOpaque(row, count)) {
+      std::copy_n(row, row_.size(), row_.begin());
+      ConvertPixels(row_.data(), count, kRowLayout, kOverBlack);
+      row = row_.data();
+    }
+    return Run([=, this] {
+      // The library only reads it.
+      JSAMPROW rows[] = {const_cast<BYTE*>(row)};
       jpeg_write_scanlines(&jpeg_, rows, 1);
     });
   }

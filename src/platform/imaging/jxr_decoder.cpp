@@ -122,17 +122,22 @@ void DecodeRows(const JxrFile& file, const ChildProcess::Send& send) {
   std::optional<BandDecoder> alpha;
   if (file.container.alpha) alpha.emplace(*file.container.alpha, file.alpha);
   if (!colours.Start() || (alpha && !alpha->Start())) return;
-  std::vector<BYTE> row(picture.width * kBytesPerPixel);
-  for (UINT y = 0; y < picture.height; ++y) {
-    const UINT in_band = y % kBandRows;
-    if (in_band == 0 && (!colours.Next() || (alpha && !alpha->Next()))) return;
-    samples.Convert(colours.Row(in_band), picture.width, row.data());
-    if (alpha) samples.ConvertAlpha(alpha->Row(in_band), picture.width, row.data());
-    // Nothing shines brighter than its alpha.
-    for (std::size_t at = 0; premultiplied && at < row.size(); at += kBytesPerPixel) {
-      for (std::size_t i = 0; i < 3; ++i) row[at + i] = std::min(row[at + i], row[at + 3]);
+  const std::size_t row_bytes = picture.width * kBytesPerPixel;
+  std::vector<BYTE> band(row_bytes * kBandRows);
+  for (UINT y = 0; y < picture.height; y += kBandRows) {
+    if (!colours.Next() || (alpha && !alpha->Next())) return;
+    const UINT rows = std::min(kBandRows, picture.height - y);
+    for (UINT in_band = 0; in_band < rows; ++in_band) {
+      BYTE* row = &band[in_band * row_bytes];
+      samples.Convert(colours.Row(in_band), picture.width, row);
+      if (alpha) samples.ConvertAlpha(alpha->Row(in_band), picture.width, row);
+      // Nothing shines brighter than its alpha.
+      for (std::size_t at = 0; premultiplied && at < row_bytes; at += kBytesPerPixel) {
+        for (std::size_t i = 0; i < 3; ++i) row[at + i] = std::min(row[at + i], row[at + 3]);
+      }
     }
-    send(row.data(), row.size());
+    // Together, since the other side is woken each time.
+    send(band.data(), rows * row_bytes);
   }
 }
 
@@ -152,6 +157,10 @@ class JxrReader final : public PictureReader {
     return {.blue_first = true,
             .premultiplied = file_.container.premultiplied,
             .opaque = !file_.container.alpha.has_value()};
+  }
+
+  void ExpectMemory(std::span<BYTE> memory) override {
+    if (!started_) memory_ = memory;
   }
 
   HRESULT ReadRow(BYTE* row) override {
@@ -174,7 +183,8 @@ class JxrReader final : public PictureReader {
       result = ReadFilePart(stream_, container.alpha->offset, container.alpha->size, &file_.alpha);
     }
     if (FAILED(result)) return result;
-    result = process_.Start([this](const ChildProcess::Send& send) { DecodeRows(file_, send); });
+    result = process_.Start([this](const ChildProcess::Send& send) { DecodeRows(file_, send); },
+                            memory_);
     // The other process has a copy.
     file_.picture = {};
     file_.alpha = {};
@@ -183,6 +193,7 @@ class JxrReader final : public PictureReader {
 
   StreamReader& stream_;
   JxrFile file_;
+  std::span<BYTE> memory_;  // of the caller, for the rows
   bool started_ = false;
   ChildProcess process_;
 };

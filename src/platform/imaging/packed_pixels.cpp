@@ -15,16 +15,23 @@ UINT Load(const BYTE* stored) {
 
 template <unsigned kBytes, class Convert>
 void ExpandPixels(const BYTE* stored, std::size_t count, BYTE* row, Convert convert) {
-  for (std::size_t i = 0; i < count; ++i) {
-    const UINT pixel = convert(Load<kBytes>(stored + i * kBytes));
+  const auto store = [=](std::size_t i, UINT pixel) {
+    pixel = convert(pixel);
     std::memcpy(row + i * 4, &pixel, 4);
+  };
+  std::size_t i = 0;
+  // Where a byte follows, a word is loaded at once.
+  if (kBytes == 3) {
+    for (; i + 1 < count; ++i) store(i, Load<4>(stored + i * 3) & 0x00FFFFFF);
   }
+  for (; i < count; ++i) store(i, Load<kBytes>(stored + i * kBytes));
 }
 
 }  // namespace
 
 bool PackedPixels::Open(unsigned bytes, const Masks& masks) {
   bytes_ = bytes;
+  masks_ = masks;
   whole_bytes_ = true;
   for (std::size_t i = 0; i < masks.size(); ++i) {
     Channel& channel = channels_[i];
@@ -56,14 +63,20 @@ void PackedPixels::ForEach(const BYTE* stored, std::size_t count, BYTE* row,
 }
 
 void PackedPixels::Expand(const BYTE* stored, std::size_t count, BYTE* row) const {
-  // A result's bytes, from the lowest, are blue, green, red and alpha.
-  const Channel& red = channels_[0];
-  const Channel& green = channels_[1];
-  const Channel& blue = channels_[2];
-  const Channel& alpha = channels_[3];
+  // A result's bytes, from the lowest, are blue, green, red and alpha. Copies, which writing the
+  // row cannot change, let the loops be vector code.
+  const Channel red = channels_[0];
+  const Channel green = channels_[1];
+  const Channel blue = channels_[2];
+  const Channel alpha = channels_[3];
   if (whole_bytes_) {
     const UINT filled = HasAlpha() ? 0 : 0xFF000000;
-    ForEach(stored, count, row, [&, filled](UINT pixel) {
+    const bool in_order = masks_ == Masks{0xFF0000, 0xFF00, 0xFF, HasAlpha() ? 0xFF000000 : 0};
+    if (in_order) {
+      ForEach(stored, count, row, [=](UINT pixel) { return pixel | filled; });
+      return;
+    }
+    ForEach(stored, count, row, [=](UINT pixel) {
       return (pixel >> blue.shift & blue.most) | (pixel >> green.shift & green.most) << 8 |
              (pixel >> red.shift & red.most) << 16 | (pixel >> alpha.shift & alpha.most) << 24 |
              filled;
@@ -74,7 +87,7 @@ void PackedPixels::Expand(const BYTE* stored, std::size_t count, BYTE* row) cons
     return static_cast<UINT>((pixel >> channel.shift & channel.most) * channel.scale +
                              channel.offset);
   };
-  ForEach(stored, count, row, [&](UINT pixel) {
+  ForEach(stored, count, row, [=](UINT pixel) {
     return scaled(blue, pixel) | scaled(green, pixel) << 8 | scaled(red, pixel) << 16 |
            scaled(alpha, pixel) << 24;
   });

@@ -37,6 +37,7 @@ class PackedPixels {
   void ForEach(const BYTE* stored, std::size_t count, BYTE* row, Convert convert) const;
 
   unsigned bytes_ = 0;
+  Masks masks_{};
   std::array<Channel, 4> channels_;
   bool whole_bytes_ = false;  // every channel is one byte
 };

@@ -5,6 +5,8 @@
 
 #include <vantrix/platform/wincodec.h>
 
+#include <span>
+
 #include "platform/imaging/pixels.h"
 
 namespace Vantra::Platform {
@@ -20,6 +22,10 @@ class PictureReader {
 
   /// How the rows lay out a pixel: what can be given at the least cost.
   virtual PixelLayout Layout() const = 0;
+
+  /// Told before the first of some rows, all of which lie in `memory`: what is there now is not
+  /// read.
+  virtual void ExpectMemory(std::span<BYTE> memory) { static_cast<void>(memory); }
 
   /// Stores the next row, as many times as there are rows. After a failure the reader has no
   /// further rows.

@@ -20,6 +20,11 @@ constexpr png_alloc_size_t kMaximumChunkBytes = 64 * 1024;
 // takes.
 constexpr std::size_t kMaximumExcess = 16 * 1024;
 
+// From how many pixels on an interlaced picture is refused whose file has less than a byte for so
+// many of them, since all of it is held in memory.
+constexpr UINT64 kLargeInterlacedPixels = UINT64{1} << 25;
+constexpr UINT64 kMostPixelsPerByte = 4096;
+
 struct Free {
   void operator()(BYTE* bytes) const { std::free(bytes); }
 };
@@ -168,6 +173,11 @@ HRESULT PngReader::ReadRow(BYTE* row) {
 }
 
 HRESULT PngReader::ReadInterlaced() {
+  const UINT64 pixels = UINT64{Width()} * Height();
+  const std::optional<UINT64> size = stream_.Size();
+  if (pixels > kLargeInterlacedPixels && size && pixels / kMostPixelsPerByte > *size) {
+    return WINCODEC_ERR_BADIMAGE;
+  }
   // Zeroed pages cost nothing until a row is written, so a short file that claims a large size
   // takes only what it fills.
   image_.reset(static_cast<BYTE*>(std::calloc(Height(), Width() * kBytesPerPixel)));

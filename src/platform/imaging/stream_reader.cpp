@@ -39,6 +39,12 @@ void StreamReader::Seek(UINT64 from_start) {
 std::size_t StreamReader::Read(BYTE* bytes, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
+    if (rest_.empty() && size - done >= kBlockSize) {
+      const std::size_t read = Fetch(bytes + done, size - done);
+      if (read == 0) break;
+      done += read;
+      continue;
+    }
     if (rest_.empty()) {
       rest_ = NextBlock();
       if (rest_.empty()) break;
@@ -53,18 +59,24 @@ std::size_t StreamReader::Read(BYTE* bytes, std::size_t size) {
 
 std::span<const BYTE> StreamReader::NextBlock() {
   if (!rest_.empty()) return std::exchange(rest_, {});
-  if (FAILED(failure_)) return {};
-  // The position belongs to whoever holds the stream, who may have moved it since the last block.
-  ULONG read = 0;
-  filled_ = 0;
-  if (!MoveTo(next_) || FAILED(stream_->Read(block_.data(), kBlockSize, &read)) ||
-      read > kBlockSize) {
-    failure_ = WINCODEC_ERR_STREAMREAD;
-    return {};
-  }
-  next_ += read;
+  const std::size_t read = Fetch(block_.data(), kBlockSize);
   filled_ = read;
   return {block_.data(), read};
+}
+
+std::size_t StreamReader::Fetch(BYTE* bytes, std::size_t size) {
+  filled_ = 0;
+  if (FAILED(failure_)) return 0;
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  const auto asked = static_cast<ULONG>(std::min(size, kMost));
+  // The position belongs to whoever holds the stream, who may have moved it since the last time.
+  ULONG read = 0;
+  if (!MoveTo(next_) || FAILED(stream_->Read(bytes, asked, &read)) || read > asked) {
+    failure_ = WINCODEC_ERR_STREAMREAD;
+    return 0;
+  }
+  next_ += read;
+  return read;
 }
 
 std::optional<UINT64> StreamReader::Size() {

@@ -46,6 +46,8 @@ class StreamReader {
   static constexpr ULONG kBlockSize = 16384;
 
   bool MoveTo(UINT64 position);
+  // Has the stream store its next bytes, and forgets the block. 0 at the end or after a failure.
+  std::size_t Fetch(BYTE* bytes, std::size_t size);
 
   CComPtr<IStream> stream_;
   UINT64 start_ = 0;

@@ -113,7 +113,7 @@ class TiffReader : public PictureReader {
   HRESULT OpenByLibrary();
   HRESULT OpenRows(UINT64 directory);
   HRESULT OpenTiles();
-  HRESULT CheckBand(UINT64 rows);
+  HRESULT CheckBand(UINT64 rows, UINT64 stored_bytes);
 
   HRESULT ReadStored(BYTE* row);
   HRESULT ReadTiles();
@@ -311,25 +311,19 @@ void TiffReader::ReadAlpha() {
   }
 }
 
-HRESULT TiffReader::CheckBand(UINT64 rows) {
+HRESULT TiffReader::CheckBand(UINT64 rows, UINT64 stored_bytes) {
   band_rows_ = static_cast<UINT>(std::min<UINT64>(rows, Height()));
-  if (UINT64{Width()} * kBytesPerPixel * band_rows_ > kMaximumTiffBlockBytes) {
-    return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  }
-  return S_OK;
+  const UINT64 band_bytes = UINT64{Width()} * kBytesPerPixel * band_rows_;
+  const bool fits =
+      stored_bytes <= kMaximumTiffBlockBytes && stored_bytes + band_bytes <= kMaximumTiffBlockBytes;
+  return fits ? S_OK : WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
 }
 
 HRESULT TiffReader::OpenByLibrary() {
-  UINT64 rows = 0;
-  if (TIFFIsTiled(tiff()) != 0) {
-    rows = Tag<std::uint32_t>(tiff(), TIFFTAG_TILELENGTH);
-    if (TIFFTileSize64(tiff()) > kMaximumTiffBlockBytes) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  } else {
-    rows = Tag<std::uint32_t>(tiff(), TIFFTAG_ROWSPERSTRIP);
-    if (TIFFStripSize64(tiff()) > kMaximumTiffBlockBytes) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  }
+  const bool tiled = TIFFIsTiled(tiff()) != 0;
+  const UINT64 rows = Tag<std::uint32_t>(tiff(), tiled ? TIFFTAG_TILELENGTH : TIFFTAG_ROWSPERSTRIP);
   if (rows == 0) return WINCODEC_ERR_BADHEADER;
-  const HRESULT result = CheckBand(rows);
+  const HRESULT result = CheckBand(rows, tiled ? TIFFTileSize64(tiff()) : TIFFStripSize64(tiff()));
   if (FAILED(result)) return result;
   std::array<char, 1024> message{};
   if (TIFFRGBAImageOK(tiff(), message.data()) != 1 ||
@@ -345,7 +339,7 @@ HRESULT TiffReader::OpenByLibrary() {
 HRESULT TiffReader::OpenRows(UINT64 directory) {
   const UINT64 row_bytes = TIFFScanlineSize64(tiff());
   const UINT64 samples = UINT64{Width()} * (format_.planes ? 1 : format_.samples);
-  if (row_bytes > kMaximumTiffBlockBytes) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+  if (row_bytes > kMaximumTiffBlockBytes / planes_.size()) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
   if (row_bytes < (samples * format_.bits + 7) / 8) return WINCODEC_ERR_BADHEADER;
   for (std::size_t i = 0; i < planes_.size(); ++i) {
     buffers_.push_back(std::make_unique<BYTE[]>(row_bytes + TiffSamples::kPadding));
@@ -370,7 +364,7 @@ HRESULT TiffReader::OpenTiles() {
   if (row_bytes < (samples * format_.bits + 7) / 8 || tile_bytes < row_bytes * tile_height) {
     return WINCODEC_ERR_BADHEADER;
   }
-  const HRESULT result = CheckBand(tile_height);
+  const HRESULT result = CheckBand(tile_height, tile_bytes * planes_.size());
   if (FAILED(result)) return result;
   for (std::size_t i = 0; i < planes_.size(); ++i) {
     buffers_.push_back(std::make_unique<BYTE[]>(tile_bytes + TiffSamples::kPadding));

@@ -17,9 +17,9 @@ namespace Vantra::Platform {
 
 /// Most samples of a pixel.
 constexpr UINT kMaximumTiffSamples = 32;
-/// Largest memory for one row of strips or one tile, in bytes as stored, and for a row of tiles in
-/// bytes as decoded.
-constexpr UINT64 kMaximumTiffBlockBytes = UINT64{1} << 27;
+/// Largest memory for what is decoded at once: a row of strips or a tile as stored, of each plane,
+/// and the row of tiles as pixels. Few bytes may stand for all of it.
+constexpr UINT64 kMaximumTiffBlockBytes = UINT64{3} << 26;
 /// Largest memory that the library may take at once, such as for the compressed bytes of a strip or
 /// the values of a tag.
 constexpr UINT64 kMaximumTiffAllocation = UINT64{1} << 28;

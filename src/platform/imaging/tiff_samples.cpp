@@ -57,6 +57,16 @@ void ForEachNarrow(const BYTE* row, std::size_t first, std::size_t step, unsigne
   }
 }
 
+// Of pixels of four bytes.
+void SwapRedAndBlue(const BYTE* row, std::size_t count, BYTE* pixels) {
+  for (std::size_t at = 0; at < count * kBytesPerPixel; at += kBytesPerPixel) {
+    const std::uint32_t pixel = Load<std::uint32_t>(row + at, 0);
+    const std::uint32_t swapped =
+        (pixel & 0xFF00FF00) | (pixel & 0xFF) << 16 | (pixel >> 16 & 0xFF);
+    std::memcpy(pixels + at, &swapped, sizeof swapped);
+  }
+}
+
 template <class Value, class Make>
 void StoreWide(const BYTE* row, std::size_t first, std::size_t step, std::size_t count, Make make,
                BYTE* out, std::size_t out_step) {
@@ -98,9 +108,12 @@ TiffSamples::Channel TiffSamples::AlphaChannel(std::span<const BYTE* const> rows
 }
 
 void TiffSamples::Convert(std::span<const BYTE* const> rows, std::size_t count, BYTE* pixels) {
-  const bool packed = format_.colour == TiffColour::kRgb && format_.bits == 8 &&
-                      format_.kind == TiffSampleKind::kUnsigned && !format_.planes;
-  if (packed) {
+  const bool bytes = format_.bits == 8 && format_.kind == TiffSampleKind::kUnsigned;
+  const bool packed = bytes && format_.colour == TiffColour::kRgb && !format_.planes;
+  const bool packed_alpha = packed && format_.samples == 4 && format_.alpha == 3u;
+  if (packed_alpha) {
+    SwapRedAndBlue(rows[0], count, pixels);
+  } else if (packed) {
     StorePackedRgb(rows[0], count, pixels);
   } else if (format_.colour == TiffColour::kPalette) {
     StorePalette(ChannelOf(rows, 0), count, pixels);
@@ -122,7 +135,7 @@ void TiffSamples::Convert(std::span<const BYTE* const> rows, std::size_t count, 
     for (std::size_t x = 0; x < count; ++x) pixels[x * kBytesPerPixel + 3] = 255;
     return;
   }
-  Store(AlphaChannel(rows), count, false, pixels + 3, kBytesPerPixel);
+  if (!packed_alpha) Store(AlphaChannel(rows), count, false, pixels + 3, kBytesPerPixel);
   if (!format_.premultiplied) return;
   // Nothing shines brighter than its alpha.
   for (std::size_t at = 0; at < count * kBytesPerPixel; at += kBytesPerPixel) {
@@ -180,12 +193,16 @@ void TiffSamples::StoreCmyk(std::span<const BYTE* const> rows, std::size_t count
 
 void TiffSamples::StorePackedRgb(const BYTE* row, std::size_t count, BYTE* pixels) const {
   const std::size_t step = format_.samples;
-  for (std::size_t x = 0; x < count; ++x, row += step, pixels += kBytesPerPixel) {
-    pixels[0] = row[2];
-    pixels[1] = row[1];
-    pixels[2] = row[0];
-    pixels[3] = 255;
+  // A word, a pixel and a byte behind it, is turned round at once.
+  for (; count > 1; --count, row += step, pixels += kBytesPerPixel) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, row, sizeof word);
+    word = (__builtin_bswap32(word) >> 8) | 0xFF000000;
+    std::memcpy(pixels, &word, sizeof word);
   }
+  if (count == 0) return;
+  const BYTE last[] = {row[2], row[1], row[0], 255};
+  std::memcpy(pixels, last, sizeof last);
 }
 
 }  // namespace Vantra::Platform

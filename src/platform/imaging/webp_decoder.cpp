@@ -208,8 +208,14 @@ HRESULT WebpFile::Open(StreamReader& stream) {
   }
   const UINT64 pixels =
       static_cast<UINT64>(features_.width) * static_cast<UINT64>(features_.height);
-  if (pixels > kMaximumWebpPixels) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-  if (features_.has_animation == 0) return S_OK;
+  const bool animated = features_.has_animation != 0;
+  if (pixels > (animated ? kMaximumWebpCanvasPixels : kMaximumWebpPixels)) {
+    return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+  }
+  if (pixels > kLargeWebpPixels && pixels / kMostWebpPixelsPerByte > size) {
+    return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+  }
+  if (!animated) return S_OK;
 
   const WebPData file = {bytes_.data(), bytes_.size()};
   // Looks at the chunks alone.

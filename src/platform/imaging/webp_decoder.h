@@ -13,11 +13,17 @@ namespace Vantra::Platform {
 
 /// Largest file in bytes, which is held in memory.
 constexpr UINT64 kMaximumWebpBytes = UINT64{1} << 28;
-/// Most pixels of a picture or canvas, of which the library holds up to three copies.
+/// Most pixels of a still picture, of which two copies are held, and from how many on a file that
+/// has less than a byte for so many of them is refused.
 constexpr UINT64 kMaximumWebpPixels = UINT64{1} << 26;
+constexpr UINT64 kLargeWebpPixels = UINT64{1} << 24;
+constexpr UINT64 kMostWebpPixelsPerByte = 4096;
+/// Most pixels of an animation's canvas, of which the library fills up to three copies however
+/// little the file has for them.
+constexpr UINT64 kMaximumWebpCanvasPixels = UINT64{1} << 24;
 /// Most pixels of an animation's canvases together, since the last may have to be drawn over all
 /// others.
-constexpr UINT64 kMaximumWebpAnimationPixels = UINT64{1} << 32;
+constexpr UINT64 kMaximumWebpAnimationPixels = UINT64{1} << 30;
 
 extern const Coder kWebpCoder;
 
