@@ -201,12 +201,8 @@ TEST(BmpDecoder, FewRunsOfALargePictureTakeLittleMemory) {
       Runs(8, 1 << 14, 1 << 13, {255, 1, 0, 2, 255, 255, 0, 2, 255, 255, 9, 2, 0, 1});
   rusage before{};
   getrusage(RUSAGE_SELF, &before);
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> frame;
-  ASSERT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                   WICDecodeMetadataCacheOnDemand, &decoder),
-            S_OK);
-  ASSERT_EQ(decoder->GetFrame(0, &frame), S_OK);
+  const auto frame = OpenFrame(MakeStream(file));
+  ASSERT_TRUE(frame);
   const WICRect corner{0, (1 << 13) - 1, 1, 1};
   BYTE pixel[4]{};
   EXPECT_EQ(frame->CopyPixels(&corner, 4, 4, pixel), S_OK);

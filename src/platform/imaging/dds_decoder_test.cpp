@@ -248,9 +248,7 @@ WICPixelFormatGUID FormatOf(const DdsPicture& picture) {
   CComPtr<IWICBitmapFrameDecode> frame;
   WICPixelFormatGUID format{};
   UINT count = 0;
-  EXPECT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                   WICDecodeMetadataCacheOnDemand, &decoder),
-            S_OK);
+  EXPECT_EQ(OpenDecoder(MakeStream(file), &decoder), S_OK);
   if (decoder == nullptr) return format;
   EXPECT_EQ(decoder->GetContainerFormat(&format), S_OK);
   EXPECT_EQ(format, GUID_ContainerFormatDds);

@@ -50,15 +50,9 @@ std::vector<SmallFile> SmallFiles() {
   return files;
 }
 
-CComPtr<IWICBitmapSource> OpenFrame(IStream* stream) {
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> frame;
-  EXPECT_EQ(MakeFactory()->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
-                                                   &decoder),
-            S_OK);
-  if (decoder) {
-    EXPECT_EQ(decoder->GetFrame(0, &frame), S_OK);
-  }
+// Null when it does not open.
+CComPtr<IWICBitmapSource> OpenAsRgba(IStream* stream) {
+  const auto frame = OpenFrame(stream);
   return frame ? AsRgba(frame) : nullptr;
 }
 
@@ -131,7 +125,7 @@ TEST(Decoders, CopyAnyRectangleInAnyOrderAndNothingBesideIt) {
     ASSERT_TRUE(whole.Succeeded());
     const auto width = static_cast<INT>(whole.width);
     const auto height = static_cast<INT>(whole.height);
-    const auto frame = OpenFrame(MakeStream(file));
+    const auto frame = OpenAsRgba(MakeStream(file));
     const WICRect rects[] = {{0, 0, width, 2},          {0, 2, width, 1},
                              {1, 4, 2, height - 4},     {width - 1, 0, 1, height},
                              {0, height - 1, width, 1}, {2, 3, 3, 2}};
@@ -300,7 +294,7 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
   rusage before{};
   getrusage(RUSAGE_SELF, &before);
   for (const Bytes& file : files) {
-    const auto frame = OpenFrame(MakeStream(file));
+    const auto frame = OpenAsRgba(MakeStream(file));
     ASSERT_TRUE(frame);
     const WICRect corner{(1 << 14) - 2, (1 << 13) - 2, 2, 2};
     Bytes pixels(16, 0xA5);
@@ -431,9 +425,7 @@ TEST(Decoders, NameTheirFormatAndHaveOneFrameThatOutlivesThem) {
   for (const auto& [file, container] :
        {std::pair(&png, GUID_ContainerFormatPng), std::pair(&jpeg, GUID_ContainerFormatJpeg)}) {
     CComPtr<IWICBitmapDecoder> decoder;
-    ASSERT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(*file), nullptr,
-                                                     WICDecodeMetadataCacheOnLoad, &decoder),
-              S_OK);
+    ASSERT_EQ(OpenDecoder(MakeStream(*file), &decoder), S_OK);
     GUID format{};
     UINT count = 0;
     EXPECT_EQ(decoder->GetContainerFormat(&format), S_OK);
@@ -501,7 +493,7 @@ TEST(Decoders, ReadAHostsStreamFromItsPositionWhoeverElseMovesIt) {
     std::ranges::copy(file, container.begin() + 100);
     const auto stream = MakeCom<HostStream>(&container, HostStream::Manner::kByteByByte);
     ASSERT_EQ(stream->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
-    const auto frame = OpenFrame(stream);
+    const auto frame = OpenAsRgba(stream);
     ASSERT_TRUE(frame);
     Bytes pixels(whole.pixels.size());
     for (UINT y = 0; y < whole.height; ++y) {
@@ -535,7 +527,7 @@ TEST(Decoders, BandsOfADamagedPictureGiveWhatTheWholeGivesWithoutBeingTriedAnew)
     const DecodedPicture whole = DecodePicture(file);
     ASSERT_EQ(whole.copied, WINCODEC_ERR_BADIMAGE);
     const auto stream = MakeCom<HostStream>(&file, HostStream::Manner::kPlain);
-    const auto frame = OpenFrame(stream);
+    const auto frame = OpenAsRgba(stream);
     stream->bytes_read = 0;
     Bytes pixels(whole.pixels.size(), 0xA5);
     bool failed = false;
@@ -555,8 +547,7 @@ TEST(Decoders, BandsOfADamagedPictureGiveWhatTheWholeGivesWithoutBeingTriedAnew)
 TEST(Decoders, AFailingOrLyingStreamIsReportedAndNeverTrusted) {
   const auto open = [](IStream* stream) {
     CComPtr<IWICBitmapDecoder> decoder;
-    return MakeFactory()->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
-                                                  &decoder);
+    return OpenDecoder(stream, &decoder);
   };
   // Long enough that the header comes without the rest.
   const Bytes png = EncodePng(MakePng(PngColour::kRgba, 16, 100, 90, false, false));
@@ -575,7 +566,7 @@ TEST(Decoders, AFailingOrLyingStreamIsReportedAndNeverTrusted) {
 
     const auto stream = MakeCom<HostStream>(file, Manner::kFails);
     stream->fails_at = 40000;
-    const auto frame = OpenFrame(stream);
+    const auto frame = OpenAsRgba(stream);
     ASSERT_TRUE(frame);
     UINT width = 0;
     UINT height = 0;

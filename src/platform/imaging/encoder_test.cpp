@@ -120,12 +120,8 @@ TEST_F(Encoders, ASourceIsWrittenWholeOrInPart) {
   // More rows than are taken at a time.
   const PngPicture made = MakePng(PngColour::kRgba, 8, 700, 600, false, false);
   const Bytes source_file = EncodePng(made);
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> source;
-  ASSERT_EQ(factory_->CreateDecoderFromStream(MakeStream(source_file), nullptr,
-                                              WICDecodeMetadataCacheOnDemand, &decoder),
-            S_OK);
-  ASSERT_EQ(decoder->GetFrame(0, &source), S_OK);
+  const auto source = OpenFrame(MakeStream(source_file));
+  ASSERT_TRUE(source);
   const Bytes expected = ExpectedRgba(made);
   Bytes file(3000000);
   Start(GUID_ContainerFormatPng, MemoryStream(file));

@@ -178,9 +178,7 @@ TEST(GifWriter, WritesAnimationsThatTellTheirDelaysPlacesDisposalsAndRepetitions
   EXPECT_EQ(frame(0, 0, 0, 10, GifDisposal::kKeep), WINCODEC_ERR_WRONGSTATE);
 
   CComPtr<IWICBitmapDecoder> decoder;
-  ASSERT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                   WICDecodeMetadataCacheOnDemand, &decoder),
-            S_OK);
+  ASSERT_EQ(OpenDecoder(MakeStream(file), &decoder), S_OK);
   UINT count = 0;
   EXPECT_EQ(decoder->GetFrameCount(&count), S_OK);
   ASSERT_EQ(count, 3u);

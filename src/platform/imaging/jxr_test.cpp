@@ -8,7 +8,6 @@
 
 #include "platform/imaging/child_process.h"
 #include "platform/imaging/jxr_decoder.h"
-#include "platform/imaging/test_frames.h"
 #include "platform/imaging/test_jxrs.h"
 
 namespace Vantra::Platform {
@@ -198,7 +197,7 @@ TEST(JxrDecoder, GivesTheExactPixelsOfAllSamples) {
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(testing::Message() << "format " << std::hex << int{kind.number});
     const JxrPicture picture = MakePicture(kind, 37, 21);
-    const DecodedFrame decoded = DecodeFrame(EncodeJxr(picture));
+    const DecodedPicture decoded = DecodeFrame(EncodeJxr(picture));
     ASSERT_EQ(decoded.copied, S_OK);
     ASSERT_EQ(decoded.width, picture.width);
     ASSERT_EQ(decoded.height, picture.height);
@@ -212,7 +211,7 @@ TEST(JxrDecoder, GivesTheSamePixelsInEveryOrderOfBands) {
     picture.by_frequency = (variant & 1) != 0;
     picture.tiles_across = (variant & 2) != 0 ? 3 : 1;
     picture.overlap = static_cast<unsigned>(variant) / 2;
-    const DecodedFrame decoded = DecodeFrame(EncodeJxr(picture));
+    const DecodedPicture decoded = DecodeFrame(EncodeJxr(picture));
     ASSERT_EQ(decoded.copied, S_OK) << variant;
     EXPECT_EQ(decoded.pixels, ExpectedPbgra(picture, false)) << variant;
   }
@@ -226,7 +225,7 @@ TEST(JxrDecoder, ReadsSubsampledColoursWithLoss) {
     }
     picture.chroma = chroma;
     picture.quantiser = 20;
-    const DecodedFrame decoded = DecodeFrame(EncodeJxr(picture));
+    const DecodedPicture decoded = DecodeFrame(EncodeJxr(picture));
     const Bytes expected = ExpectedPbgra(picture, false);
     ASSERT_EQ(decoded.copied, S_OK);
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -269,8 +268,8 @@ TEST(JxrDecoder, RefusesHeadersThatDoNotFitTogether) {
 
 TEST(JxrDecoder, ReportsAPictureThatIsCutShort) {
   const Bytes file = EncodeJxr(MakePicture(kKinds[10], 200, 300));
-  const DecodedFrame whole = DecodeFrame(file);
-  const DecodedFrame cut = DecodeFrame({file.data(), file.size() / 2});
+  const DecodedPicture whole = DecodeFrame(file);
+  const DecodedPicture cut = DecodeFrame({file.data(), file.size() / 2});
   EXPECT_EQ(cut.copied, WINCODEC_ERR_BADIMAGE);
   const std::size_t quarter = whole.pixels.size() / 4;
   EXPECT_TRUE(std::equal(whole.pixels.begin(), whole.pixels.begin() + static_cast<int>(quarter),
@@ -288,7 +287,7 @@ TEST(JxrDecoder, OutlivesTheLibrary) {
     for (std::size_t at = 150; at < changed.size(); at += 1 + noise.Below(300)) {
       changed[at] = static_cast<BYTE>(noise.Below(256));
     }
-    const DecodedFrame decoded = DecodeFrame(changed);
+    const DecodedPicture decoded = DecodeFrame(changed);
     ASSERT_TRUE(decoded.copied == S_OK || decoded.copied == WINCODEC_ERR_BADIMAGE ||
                 FAILED(decoded.opened));
   }
@@ -329,7 +328,7 @@ TEST(JxrEncoder, KeepsEveryPixel) {
     Bytes pixels(std::size_t{width} * height * 4);
     for (BYTE& value : pixels) value = static_cast<BYTE>(noise.Below(256));
     const Bytes file = EncodeRgba(GUID_ContainerFormatWmp, width, height, pixels);
-    const DecodedFrame decoded = DecodeFrame(file, 0, GUID_WICPixelFormat32bppRGBA);
+    const DecodedPicture decoded = DecodeFrame(file, 0, GUID_WICPixelFormat32bppRGBA);
     ASSERT_EQ(decoded.copied, S_OK);
     EXPECT_EQ(decoded.width, width);
     EXPECT_EQ(decoded.pixels, pixels);

@@ -13,14 +13,8 @@ namespace {
 struct Source {
   Source(UINT w, UINT h) : width(w), height(h) {
     const Bytes file = EncodePng(MakePng(PngColour::kRgba, 8, w, h, false, false));
-    CComPtr<IWICBitmapDecoder> decoder;
-    CComPtr<IWICBitmapFrameDecode> decoded;
-    EXPECT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                     WICDecodeMetadataCacheOnDemand, &decoder),
-              S_OK);
-    EXPECT_EQ(decoder->GetFrame(0, &decoded), S_OK);
-    EXPECT_EQ(MakeFactory()->CreateBitmapFromSourceRect(AsRgba(decoded), 0, 0, w, h, &bitmap),
-              S_OK);
+    const auto decoded = AsRgba(OpenFrame(MakeStream(file)));
+    EXPECT_EQ(MakeFactory()->CreateBitmapFromSourceRect(decoded, 0, 0, w, h, &bitmap), S_OK);
     pixels = DecodePicture(file).pixels;
   }
 
@@ -141,14 +135,10 @@ TEST(Scaler, KeepsItsStatesAndRefusesWhatItCannotDo) {
 TEST(Scaler, PassesOnADamagedSourceWithTheRowsThatThereAre) {
   Bytes file = EncodeBmp(MakeBmp(24, 64, 64, true, false));
   file.resize(file.size() / 2);
-  CComPtr<IWICBitmapDecoder> decoder;
-  CComPtr<IWICBitmapFrameDecode> frame;
+  const auto frame = OpenFrame(MakeStream(file));
   CComPtr<IWICBitmapScaler> scaler;
   CComPtr<IWICBitmap> copy;
-  ASSERT_EQ(MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                   WICDecodeMetadataCacheOnDemand, &decoder),
-            S_OK);
-  ASSERT_EQ(decoder->GetFrame(0, &frame), S_OK);
+  ASSERT_TRUE(frame);
   ASSERT_EQ(MakeFactory()->CreateBitmapScaler(&scaler), S_OK);
   ASSERT_EQ(scaler->Initialize(frame, 32, 32, WICBitmapInterpolationModeFant), S_OK);
   Bytes out(32 * 32 * 4, 0xA5);

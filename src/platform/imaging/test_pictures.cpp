@@ -377,33 +377,92 @@ CComPtr<IWICStream> MakeStream(std::span<const BYTE> file) {
   return stream;
 }
 
-CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source) {
+namespace {
+
+CComPtr<IWICBitmapSource> Converted(IWICBitmapSource* source, const WICPixelFormatGUID& format) {
   CComPtr<IWICFormatConverter> converter;
   if (FAILED(MakeFactory()->CreateFormatConverter(&converter)) ||
-      FAILED(converter->Initialize(source, GUID_WICPixelFormat32bppRGBA, WICBitmapDitherTypeNone,
-                                   nullptr, 0, WICBitmapPaletteTypeCustom))) {
+      FAILED(converter->Initialize(source, format, WICBitmapDitherTypeNone, nullptr, 0,
+                                   WICBitmapPaletteTypeCustom))) {
     std::abort();
   }
   return converter.p;
 }
 
-DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
-  DecodedPicture picture;
+}  // namespace
+
+CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source) {
+  return Converted(source, GUID_WICPixelFormat32bppRGBA);
+}
+
+HRESULT OpenDecoder(IStream* stream, IWICBitmapDecoder** decoder) {
+  return MakeFactory()->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
+                                                decoder);
+}
+
+CComPtr<IWICBitmapFrameDecode> OpenFrame(IStream* stream) {
   CComPtr<IWICBitmapDecoder> decoder;
-  picture.opened = MakeFactory()->CreateDecoderFromStream(MakeStream(file), nullptr,
-                                                          WICDecodeMetadataCacheOnDemand, &decoder);
-  if (FAILED(picture.opened)) return picture;
   CComPtr<IWICBitmapFrameDecode> frame;
-  picture.opened = decoder->GetFrame(0, &frame);
-  if (FAILED(picture.opened)) return picture;
-  frame->GetSize(&picture.width, &picture.height);
-  if (UINT64{picture.width} * picture.height > most_pixels) return picture;
+  if (SUCCEEDED(OpenDecoder(stream, &decoder))) decoder->GetFrame(0, &frame);
+  return frame;
+}
+
+DecodedPicture DecodeFrame(IWICBitmapDecoder* decoder, UINT index, const WICPixelFormatGUID& format,
+                           UINT64 most_pixels) {
+  DecodedPicture decoded;
+  decoded.opened = decoder->GetFrameCount(&decoded.count);
+  CComPtr<IWICBitmapFrameDecode> frame;
+  decoded.frame = decoder->GetFrame(index, &frame);
+  if (FAILED(decoded.frame)) return decoded;
+  frame->GetSize(&decoded.width, &decoded.height);
+  if (UINT64{decoded.width} * decoded.height > most_pixels) return decoded;
   // What the decoder must fill or zero is neither to begin with.
   constexpr BYTE kUntouched = 0xA5;
-  picture.pixels.assign(std::size_t{picture.width} * picture.height * 4, kUntouched);
-  picture.copied = AsRgba(frame)->CopyPixels(
-      nullptr, picture.width * 4, static_cast<UINT>(picture.pixels.size()), picture.pixels.data());
-  return picture;
+  decoded.pixels.assign(std::size_t{decoded.width} * decoded.height * 4, kUntouched);
+  decoded.copied =
+      Converted(frame, format)
+          ->CopyPixels(nullptr, decoded.width * 4, static_cast<UINT>(decoded.pixels.size()),
+                       decoded.pixels.data());
+  return decoded;
+}
+
+DecodedPicture DecodeFrame(std::span<const BYTE> file, UINT index, const WICPixelFormatGUID& format,
+                           UINT64 most_pixels) {
+  CComPtr<IWICBitmapDecoder> decoder;
+  DecodedPicture decoded;
+  decoded.opened = OpenDecoder(MakeStream(file), &decoder);
+  return FAILED(decoded.opened) ? decoded : DecodeFrame(decoder.p, index, format, most_pixels);
+}
+
+DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels) {
+  DecodedPicture decoded = DecodeFrame(file, 0, GUID_WICPixelFormat32bppRGBA, most_pixels);
+  if (SUCCEEDED(decoded.opened)) decoded.opened = decoded.frame;
+  return decoded;
+}
+
+Bytes EncodeRgba(const GUID& container, UINT width, UINT height, Bytes pixels) {
+  // More than any encoder makes of noise.
+  Bytes file(pixels.size() * 2 + 65536);
+  const auto factory = MakeFactory();
+  CComPtr<IWICStream> stream;
+  CComPtr<IWICBitmapEncoder> encoder;
+  CComPtr<IWICBitmapFrameEncode> frame;
+  WICPixelFormatGUID format = GUID_WICPixelFormat32bppRGBA;
+  ULARGE_INTEGER end{};
+  const bool written =
+      SUCCEEDED(factory->CreateStream(&stream)) &&
+      SUCCEEDED(stream->InitializeFromMemory(file.data(), static_cast<DWORD>(file.size()))) &&
+      SUCCEEDED(factory->CreateEncoder(container, nullptr, &encoder)) &&
+      SUCCEEDED(encoder->Initialize(stream, WICBitmapEncoderNoCache)) &&
+      SUCCEEDED(encoder->CreateNewFrame(&frame, nullptr)) &&
+      SUCCEEDED(frame->Initialize(nullptr)) && SUCCEEDED(frame->SetSize(width, height)) &&
+      SUCCEEDED(frame->SetPixelFormat(&format)) &&
+      SUCCEEDED(
+          frame->WritePixels(height, width * 4, static_cast<UINT>(pixels.size()), pixels.data())) &&
+      SUCCEEDED(frame->Commit()) && SUCCEEDED(encoder->Commit()) &&
+      SUCCEEDED(stream->Seek({0}, STREAM_SEEK_CUR, &end));
+  file.resize(written ? end.QuadPart : 0);
+  return file;
 }
 
 }  // namespace Vantra::Platform

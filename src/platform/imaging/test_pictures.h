@@ -102,10 +102,12 @@ Bytes EncodeBmp(const BmpPicture& picture);
 /// The pixels that a decoder must give.
 Bytes ExpectedRgba(const BmpPicture& picture);
 
-/// What opening a file and copying its first frame gave.
+/// What opening a file, one of its frames and copying that gave.
 struct DecodedPicture {
   HRESULT opened = E_FAIL;
+  HRESULT frame = E_FAIL;
   HRESULT copied = E_FAIL;
+  UINT count = 0;
   UINT width = 0;
   UINT height = 0;
   Bytes pixels;
@@ -118,7 +120,22 @@ CComPtr<IWICImagingFactory2> MakeFactory();
 CComPtr<IWICStream> MakeStream(std::span<const BYTE> file);
 /// The pixels of a source with straight alpha, red first.
 CComPtr<IWICBitmapSource> AsRgba(IWICBitmapSource* source);
-/// Decodes to straight alpha, red first. A picture of more than `most_pixels` is only opened.
-DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels = UINT64{1} << 22);
+HRESULT OpenDecoder(IStream* stream, IWICBitmapDecoder** decoder);
+/// The first frame, or null.
+CComPtr<IWICBitmapFrameDecode> OpenFrame(IStream* stream);
+/// A picture of more than `most_pixels` is only opened.
+constexpr UINT64 kMostDecodedPixels = 1 << 22;
+DecodedPicture DecodeFrame(IWICBitmapDecoder* decoder, UINT index,
+                           const WICPixelFormatGUID& format = GUID_WICPixelFormat32bppRGBA,
+                           UINT64 most_pixels = kMostDecodedPixels);
+DecodedPicture DecodeFrame(std::span<const BYTE> file, UINT index = 0,
+                           const WICPixelFormatGUID& format = GUID_WICPixelFormat32bppPBGRA,
+                           UINT64 most_pixels = kMostDecodedPixels);
+/// Decodes the first frame to straight alpha, red first; that it does not open counts as the file's
+/// failure.
+DecodedPicture DecodePicture(std::span<const BYTE> file, UINT64 most_pixels = kMostDecodedPixels);
+
+/// A file of one frame of straight alpha, red first. Empty when a step fails.
+Bytes EncodeRgba(const GUID& container, UINT width, UINT height, Bytes pixels);
 
 }  // namespace Vantra::Platform

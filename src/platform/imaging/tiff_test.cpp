@@ -4,7 +4,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "platform/imaging/test_frames.h"
 #include "platform/imaging/test_tiffs.h"
 #include "platform/imaging/tiff_decoder.h"
 #include "platform/imaging/tiff_stream.h"
@@ -31,7 +30,7 @@ const Samples kSamples[] = {
 };
 
 void ExpectPixels(const TiffPicture& made, const Bytes& file) {
-  const DecodedFrame decoded = DecodeFrame(file);
+  const DecodedPicture decoded = DecodeFrame(file);
   ASSERT_EQ(decoded.copied, S_OK);
   ASSERT_EQ(decoded.width, made.width);
   ASSERT_EQ(decoded.height, made.height);
@@ -114,7 +113,7 @@ TEST(TiffDecoder, ReadsJpegInTiles) {
       const unsigned pixel = i / picture.samples;
       picture.values.push_back(pixel % 40 * 3 + pixel / 40 * 2 + i % picture.samples * 20);
     }
-    const DecodedFrame decoded = DecodeFrame(EncodeTiff(picture));
+    const DecodedPicture decoded = DecodeFrame(EncodeTiff(picture));
     picture.photometric = picture.samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
     const Bytes expected = ExpectedPbgra(picture);
     ASSERT_EQ(decoded.copied, S_OK);
@@ -152,7 +151,7 @@ TEST(TiffDecoder, ConvertsOtherColoursInPartsAsTheLibraryDoesAsAWhole) {
       picture.tile = tile;
       FillTiff(picture, tile);
       const Bytes file = EncodeTiff(picture);
-      const DecodedFrame decoded = DecodeFrame(file);
+      const DecodedPicture decoded = DecodeFrame(file);
       EXPECT_EQ(decoded.copied, S_OK);
       EXPECT_EQ(decoded.pixels, ByLibrary(file, picture)) << photometric << " " << tile;
     }
@@ -182,7 +181,7 @@ TEST(TiffDecoder, GivesEachPageAsAFrame) {
   const std::vector<TiffPicture> pages = Pages(3);
   Bytes file = EncodeTiff(pages);
   for (UINT i = 0; i < 3; ++i) {
-    const DecodedFrame decoded = DecodeFrame(file, i);
+    const DecodedPicture decoded = DecodeFrame(file, i);
     EXPECT_EQ(decoded.count, 3u);
     EXPECT_EQ(decoded.pixels, ExpectedPbgra(pages[i]));
   }
@@ -250,7 +249,7 @@ TEST(TiffDecoder, RefusesWhatIsTooLargeOrUnknownBeforeItTakesMemory) {
   for (const auto& [picture, tag, value, expected] : kCases) {
     Bytes file = EncodeTiff(picture);
     SetTag(file, tag, value);
-    const DecodedFrame decoded = DecodeFrame(file);
+    const DecodedPicture decoded = DecodeFrame(file);
     EXPECT_EQ(decoded.opened, S_OK);
     EXPECT_EQ(decoded.frame, expected) << tag << " " << value;
   }
@@ -264,7 +263,7 @@ TEST(TiffDecoder, GivesTheRowsBeforeDamageAndReportsIt) {
   FillTiff(picture, 1);
   Bytes file = EncodeTiff(picture);
   SetTag(file, TIFFTAG_IMAGELENGTH, 20);  // more than there are strips for
-  const DecodedFrame decoded = DecodeFrame(file);
+  const DecodedPicture decoded = DecodeFrame(file);
   EXPECT_EQ(decoded.copied, WINCODEC_ERR_BADIMAGE);
   Bytes expected = ExpectedPbgra(picture);
   expected.resize(decoded.pixels.size(), 0);

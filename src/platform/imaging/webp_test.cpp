@@ -8,7 +8,7 @@
 #include <webp/encode.h>
 #include <webp/mux.h>
 
-#include "platform/imaging/test_frames.h"
+#include "platform/imaging/test_pictures.h"
 #include "platform/imaging/webp_decoder.h"
 #include "platform/imaging/webp_encoder.h"
 
@@ -74,7 +74,7 @@ TEST(WebpDecoder, GivesTheRowsBeforeACutAndReportsIt) {
     const Bytes file =
         EncodeByLibrary(NoisePixels(1, true), lossless ? std::nullopt : std::optional(90.0f));
     const Bytes whole = Rgba(file);
-    const DecodedFrame cut =
+    const DecodedPicture cut =
         DecodeFrame({file.data(), file.size() * 3 / 4}, 0, GUID_WICPixelFormat32bppRGBA);
     ASSERT_EQ(cut.copied, WINCODEC_ERR_BADIMAGE);
     std::size_t rows = 0;
@@ -166,7 +166,7 @@ TEST(WebpDecoder, PutsFramesOfAnimationsTogetherInAnyOrderAndTellsTheirTimes) {
     std::memcpy(&second[((y + 6) * kWidth + 4) * 4], &patch[y * 32], 32);
   }
   for (const UINT frame : {0u, 1u, 0u}) {
-    const DecodedFrame decoded = DecodeFrame(file, frame, GUID_WICPixelFormat32bppRGBA);
+    const DecodedPicture decoded = DecodeFrame(file, frame, GUID_WICPixelFormat32bppRGBA);
     EXPECT_EQ(decoded.count, 2u);
     EXPECT_EQ(decoded.pixels, frame == 0 ? canvas : second);
   }
@@ -175,10 +175,7 @@ TEST(WebpDecoder, PutsFramesOfAnimationsTogetherInAnyOrderAndTellsTheirTimes) {
   CComPtr<IWICBitmapFrameDecode> frame;
   CComPtr<IWICMetadataQueryReader> of_file;
   CComPtr<IWICMetadataQueryReader> of_frame;
-  const auto stream = MakeStream(file);
-  ASSERT_EQ(MakeFactory()->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
-                                                   &decoder),
-            S_OK);
+  ASSERT_EQ(OpenDecoder(MakeStream(file), &decoder), S_OK);
   ASSERT_EQ(decoder->GetFrame(1, &frame), S_OK);
   ASSERT_EQ(decoder->GetMetadataQueryReader(&of_file), S_OK);
   ASSERT_EQ(frame->GetMetadataQueryReader(&of_frame), S_OK);

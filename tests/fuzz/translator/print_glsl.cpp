@@ -1,4 +1,6 @@
 #include <fmt/format.h>
+#include <iterator>
+#include <sstream>
 #include <utility>
 
 #include "program.h"
@@ -6,117 +8,21 @@
 namespace Vantra::TranslatorFuzz {
 namespace {
 
-const char* Name(Op op, bool vector) {
-  static constexpr std::array<const char*, static_cast<std::size_t>(Op::kTextureSize) + 1> kNames =
-      {"+",
-       "-",
-       "*",
-       "*",
-       "/",
-       "%",
-       "&",
-       "|",
-       "^",
-       "<<",
-       ">>",
-       "<",
-       "<=",
-       ">",
-       ">=",
-       "==",
-       "!=",
-       "&&",
-       "||",
-       "^^",
-       "-",
-       "~",
-       "!",
-       "?",
-       "abs",
-       "sign",
-       "min",
-       "max",
-       "clamp",
-       "floor",
-       "ceil",
-       "trunc",
-       "roundEven",
-       "fract",
-       "mod",
-       "step",
-       "mix",
-       "mix",
-       "smoothstep",
-       "fma",
-       "sqrt",
-       "inversesqrt",
-       "sin",
-       "cos",
-       "tan",
-       "asin",
-       "acos",
-       "atan",
-       "atan",
-       "sinh",
-       "cosh",
-       "tanh",
-       "asinh",
-       "acosh",
-       "atanh",
-       "exp",
-       "log",
-       "exp2",
-       "log2",
-       "pow",
-       "radians",
-       "degrees",
-       "ldexp",
-       "dot",
-       "length",
-       "distance",
-       "normalize",
-       "cross",
-       "reflect",
-       "refract",
-       "faceforward",
-       "transpose",
-       "determinant",
-       "inverse",
-       "outerProduct",
-       "matrixCompMult",
-       "any",
-       "all",
-       "not",
-       "isnan",
-       "isinf",
-       "bitCount",
-       "bitfieldReverse",
-       "findLSB",
-       "findMSB",
-       "bitfieldExtract",
-       "bitfieldInsert",
-       "floatBitsToInt",
-       "floatBitsToUint",
-       "BitsToFloat",
-       "packHalf2x16",
-       "unpackHalf2x16",
-       "packUnorm4x8",
-       "unpackUnorm4x8",
-       "packSnorm4x8",
-       "unpackSnorm4x8",
-       "packUnorm2x16",
-       "unpackUnorm2x16",
-       "modf",
-       "frexp",
-       "uaddCarry",
-       "usubBorrow",
-       "mulExtended",
-       "inputPosition",
-       "inputPixel",
-       "own",
-       "sample",
-       "fetch",
-       "size"};
+std::string Name(Op op, bool vector) {
+  // In the order of `Op`.
+  static const std::vector<std::string> kNames = [] {
+    std::istringstream text(
+        "+ - * * / % & | ^ << >> < <= > >= == != && || ^^ - ~ ! ? abs sign min max clamp floor "
+        "ceil trunc roundEven fract mod step mix mix smoothstep fma sqrt inversesqrt sin cos "
+        "tan asin acos atan atan sinh cosh tanh asinh acosh atanh exp log exp2 log2 pow radians "
+        "degrees ldexp dot length distance normalize cross reflect refract faceforward "
+        "transpose determinant inverse outerProduct matrixCompMult any all not isnan isinf "
+        "bitCount bitfieldReverse findLSB findMSB bitfieldExtract bitfieldInsert floatBitsToInt "
+        "floatBitsToUint BitsToFloat packHalf2x16 unpackHalf2x16 packUnorm4x8 unpackUnorm4x8 "
+        "packSnorm4x8 unpackSnorm4x8 packUnorm2x16 unpackUnorm2x16 modf frexp uaddCarry "
+        "usubBorrow mulExtended inputPosition inputPixel own sample fetch size");
+    return std::vector<std::string>(std::istream_iterator<std::string>(text), {});
+  }();
   static constexpr std::array<const char*, 6> kVectorComparisons = {
       "lessThan", "lessThanEqual", "greaterThan", "greaterThanEqual", "equal", "notEqual"};
   if (vector && op >= Op::kLess && op <= Op::kNotEqual) {
