@@ -12,9 +12,9 @@
 #include <unistd.h>
 
 #include "platform/imaging/test_dds.h"
-#include "platform/imaging/test_frames.h"
 #include "platform/imaging/test_gifs.h"
 #include "platform/imaging/test_jxrs.h"
+#include "platform/imaging/test_pictures.h"
 #include "platform/imaging/test_tiffs.h"
 
 namespace Vantra::Platform {

@@ -13,9 +13,9 @@
 #include <tiffio.h>
 #include <unistd.h>
 
-#include "platform/imaging/test_frames.h"
 #include "platform/imaging/test_gifs.h"
 #include "platform/imaging/test_jxrs.h"
+#include "platform/imaging/test_pictures.h"
 #include "platform/imaging/test_tiffs.h"
 #include "tests/harness/picture.h"
 
