@@ -15,14 +15,6 @@ using namespace Testing;
 
 constexpr D3DCOLORVALUE kClear = {0, 0, 0, 0};
 
-class LoggingDevice final : public Device {
- public:
-  int rebuilt = 0;
-
- protected:
-  void OnDeviceReCreate() override { ++rebuilt; }
-};
-
 struct Frame {
   unsigned width = 0;
   unsigned height = 0;
@@ -109,7 +101,7 @@ TEST(Devices, AWindowIsRefusedAndCleanupAllowsANewStart) {
 }
 
 TEST(Devices, ALossDropsTheFrameRebuildsEverythingAndTellsTheHostOnce) {
-  LoggingDevice device;
+  RebuiltDevice device;
   device.Intialize(nullptr);
   std::vector<Frame> frames;
   device.SetRenderCallback(Keep(frames));
@@ -145,7 +137,7 @@ TEST(Devices, ALossDropsTheFrameRebuildsEverythingAndTellsTheHostOnce) {
 }
 
 TEST(Devices, ALossAtAnyEngineCallNeverDeliversAnUnfinishedFrame) {
-  LoggingDevice device;
+  RebuiltDevice device;
   device.Intialize(nullptr);
   device.Resize(64, 48);
   const std::vector<unsigned char> camera(32 * 32 * 3 / 2, 100);
@@ -198,7 +190,7 @@ TEST(Devices, ALossAtAnyEngineCallNeverDeliversAnUnfinishedFrame) {
 }
 
 TEST(Devices, ALossWhileTheDeviceIsResizedOrRebuiltIsRecoveredFrom) {
-  LoggingDevice device;
+  RebuiltDevice device;
   device.Intialize(nullptr);
   VantraFx::Posterize effect;
   ASSERT_TRUE(effect.Create(&device));

@@ -8,14 +8,8 @@ namespace {
 
 using namespace Testing;
 
-class Bitmaps : public DeviceFixture {
+class Bitmaps : public BitmapFixture {
  protected:
-  void SetUp() override {
-    DeviceFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
-  Bitmap bitmap_;
 };
 
 TEST_F(Bitmaps, PixelsComeBackFromTheDeviceAsTheyWent) {
@@ -133,14 +127,7 @@ TEST_F(Bitmaps, ANegativeStrideOfStraightAlphaWalksBackAndDoesNotFlip) {
 }
 
 TEST_F(Bitmaps, ALossKeepsTheCpuPixelsAndTheFramesAndNothingElse) {
-  class Rebuilt final : public Device {
-   public:
-    int count = 0;
-
-   protected:
-    void OnDeviceReCreate() override { ++count; }
-  };
-  Rebuilt device;
+  RebuiltDevice device;
   device.Intialize(nullptr);
   const Picture picture = DrawNoise(9, 4, 3);
   Bitmap straight;
@@ -154,7 +141,7 @@ TEST_F(Bitmaps, ALossKeepsTheCpuPixelsAndTheFramesAndNothingElse) {
   Platform::InjectDeviceLoss(device.GetD3D11Device());
   device.BeginDraw(nullptr, {0, 0, 0, 0});
   device.EndDrawNoCallback();
-  ASSERT_EQ(device.count, 1);
+  ASSERT_EQ(device.rebuilt, 1);
   EXPECT_EQ(Read(drawn).pixels, picture.pixels);
   EXPECT_EQ(Read(straight).pixels, picture.pixels);
   // The next frame is converted again.

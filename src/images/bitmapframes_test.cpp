@@ -7,13 +7,8 @@ namespace {
 
 using namespace Testing;
 
-class BitmapFrames : public DeviceFixture {
+class BitmapFrames : public BitmapFixture {
  protected:
-  void SetUp() override {
-    DeviceFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
   // Loads a picture as a file with these options would be.
   void Load(const Picture& picture, const Bitmap::MultipleOptions& options) {
     bitmap_.Cleanup();
@@ -23,8 +18,6 @@ class BitmapFrames : public DeviceFixture {
   }
 
   int Shown() const { return BitmapAccess::GetCurrentFrame(bitmap_); }
-
-  Bitmap bitmap_;
 };
 
 // The part of `whole` from (left, top).

@@ -1,5 +1,4 @@
 #include <vantrix/device/dexception.h>
-#include <vantrix/sundrix/logger.h>
 
 #include <map>
 #include <variant>
@@ -18,33 +17,8 @@ using Platform::GifPatch;
 using Platform::GifPicture;
 using Platform::Implements;
 
-// Collects what is logged while it lives.
-class LogWatch {
- public:
-  LogWatch() {
-    former_ = sundrix::Logger::GetInstance().SetSink(
-        [this](sundrix::log_severity_level level, const std::string& message, const char* function,
-               const char*, int) {
-          EXPECT_EQ(level, 4);
-          EXPECT_STREQ(function, "Vantra::Bitmap::GetGifFrame");
-          messages.push_back(message);
-        });
-  }
-  ~LogWatch() { sundrix::Logger::GetInstance().SetSink(std::move(former_)); }
-
-  std::vector<std::string> messages;
-
- private:
-  sundrix::Logger::Sink former_;
-};
-
 class Gifs : public FileFixture {
  protected:
-  void SetUp() override {
-    FileFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
   void Load(const GifPicture& gif, int width = 0, int height = 0,
             const Bitmap::MultipleOptions* options = nullptr) {
     const Bytes file = EncodeGif(gif);
@@ -53,8 +27,6 @@ class Gifs : public FileFixture {
 
   const Bitmap::Frame& Frame(std::size_t index) { return *bitmap_.GetFrames()[index]; }
   const Bitmap::MetaGif& Meta() { return *bitmap_.GetMetaGif(); }
-
-  Bitmap bitmap_;
 };
 
 GifPicture MakeScreen(unsigned width, unsigned height) {
@@ -339,6 +311,7 @@ TEST_F(FakeGifs, AFrameThatCannotBeReadIsLoggedAndCostsOnlyItself) {
             (std::vector<std::string>{"Can't get frame of GIF: 0",
                                       "Can't initialize format converter for GIF frame: 1",
                                       "Can't get meta query reader for GIF frame: 2"}));
+  EXPECT_EQ(log.places, std::vector<std::string>(3, "4 Vantra::Bitmap::GetGifFrame"));
   EXPECT_EQ(bitmap_.GetFrameCount(), 5);
   ASSERT_EQ(bitmap_.GetFrames().size(), 1u);
   // What is not told stays 0, also where it would be added to.

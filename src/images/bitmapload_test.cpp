@@ -15,11 +15,6 @@ using FileFormat = Bitmap::FileFormat;
 
 class BitmapLoading : public FileFixture {
  protected:
-  void SetUp() override {
-    FileFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
   CComPtr<IWICStream> StreamOver(const Bytes& file) {
     CComPtr<IWICStream> stream;
     EXPECT_EQ(device_.GetWicImagingFactory()->CreateStream(&stream), S_OK);
@@ -54,8 +49,6 @@ class BitmapLoading : public FileFixture {
   }
 
   std::pair<long, long> Size() const { return {bitmap_.GetWidth(), bitmap_.GetHeight()}; }
-
-  Bitmap bitmap_;
 };
 
 TEST_F(BitmapLoading, APictureComesPremultipliedIntoBothCopiesAndTellsItsFormat) {

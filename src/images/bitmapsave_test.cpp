@@ -17,11 +17,6 @@ using Platform::Implements;
 
 class BitmapSaving : public FileFixture {
  protected:
-  void SetUp() override {
-    FileFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
   // What a file holds, premultiplied again.
   Picture Load(const std::string& name) {
     Bitmap loaded;
@@ -43,8 +38,6 @@ class BitmapSaving : public FileFixture {
       EXPECT_TRUE(report.ends_with("[error] 1004\n" + text)) << report;
     }
   }
-
-  Bitmap bitmap_;
 };
 
 TEST_F(BitmapSaving, WhatWasDrawnIsSavedWithItsAlpha) {

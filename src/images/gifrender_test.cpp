@@ -13,17 +13,10 @@ using Platform::GifPicture;
 
 class GifRenders : public FileFixture {
  protected:
-  void SetUp() override {
-    FileFixture::SetUp();
-    bitmap_.Create(&device_);
-  }
-
   void Load(const GifPicture& gif) {
     const Bytes file = EncodeGif(gif);
     bitmap_.LoadMemory(file.data(), file.size());
   }
-
-  Bitmap bitmap_;
 };
 
 // What a GIF shows, composed plainly. The picture begins as `shown` was left.
@@ -201,15 +194,8 @@ TEST_F(GifRenders, TheAnimationRestsWhereFramesAreMissing) {
 }
 
 TEST_F(GifRenders, ALossCostsThePictureUpToTheNextFirstFrame) {
-  class Rebuilt final : public Device {
-   public:
-    int count = 0;
-
-   protected:
-    void OnDeviceReCreate() override { ++count; }
-  };
   for (const unsigned lost_at : {0u, 1u, 2u, 3u}) {
-    Rebuilt device;
+    RebuiltDevice device;
     device.Intialize(nullptr);
     Bitmap gif;
     gif.Create(&device);
@@ -222,7 +208,7 @@ TEST_F(GifRenders, ALossCostsThePictureUpToTheNextFirstFrame) {
       if (i == lost_at) Platform::InjectDeviceLoss(device.GetD3D11Device());
       render.Update(i * 1000.0);
       const Picture& expected = composer.Next();
-      EXPECT_EQ(device.count, i >= lost_at ? 1 : 0);
+      EXPECT_EQ(device.rebuilt, i >= lost_at ? 1 : 0);
       if (i == lost_at) {
         // Of a session that was lost nothing is left. That which cleared the rectangle of frame 1
         // was one of its own: frame 2 is drawn after it.

@@ -2,6 +2,7 @@
 
 // A started device for tests, with the means to look inside it.
 
+#include <vantrix/sundrix/logger.h>
 #include <vantrix/vantrix.h>
 
 #include <gtest/gtest.h>
@@ -98,6 +99,47 @@ class DeviceFixture : public ::testing::Test, protected TestDevice {
 
   void SetUp() override { ASSERT_NO_THROW(Start()); }
   void TearDown() override { Stop(); }
+};
+
+// The same with a bitmap of the device.
+class BitmapFixture : public DeviceFixture {
+ protected:
+  void SetUp() override {
+    DeviceFixture::SetUp();
+    bitmap_.Create(&device_);
+  }
+
+  Bitmap bitmap_;
+};
+
+// Counts how often it was rebuilt after a loss.
+class RebuiltDevice final : public Device {
+ public:
+  int rebuilt = 0;
+
+ protected:
+  void OnDeviceReCreate() override { ++rebuilt; }
+};
+
+// Collects what is logged while it lives.
+class LogWatch {
+ public:
+  LogWatch() {
+    former_ = sundrix::Logger::GetInstance().SetSink(
+        [this](sundrix::log_severity_level level, const std::string& message, const char* function,
+               const char*, int) {
+          messages.push_back(message);
+          places.push_back(std::to_string(level) + " " + function);
+        });
+  }
+  ~LogWatch() { sundrix::Logger::GetInstance().SetSink(std::move(former_)); }
+
+  std::vector<std::string> messages;
+  // Level and function of each.
+  std::vector<std::string> places;
+
+ private:
+  sundrix::Logger::Sink former_;
 };
 
 }  // namespace Vantra::Testing

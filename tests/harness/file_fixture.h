@@ -1,6 +1,6 @@
 #pragma once
 
-// A started device and a folder for picture files.
+// A started device with a bitmap, and a folder for picture files.
 
 #include <filesystem>
 #include <fstream>
@@ -12,7 +12,7 @@
 
 namespace Vantra::Testing {
 
-class FileFixture : public DeviceFixture {
+class FileFixture : public BitmapFixture {
  protected:
   using Bytes = Platform::Bytes;
 

@@ -1,5 +1,4 @@
 #include <vantrix/effects/catalogue/platform.h>
-#include <vantrix/sundrix/logger.h>
 
 #include <cmath>
 #include <limits>
@@ -502,13 +501,9 @@ TEST_F(PlatformEffects, BorderMirrorsAndBarrelDistortionHasNothingBehindIt) {
   ASSERT_TRUE(border.Create(&device_));
   EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_X), D2D1_BORDER_EDGE_MODE_MIRROR);
   EXPECT_EQ(Property<UINT32>(border, D2D1_BORDER_PROP_EDGE_MODE_Y), D2D1_BORDER_EDGE_MODE_MIRROR);
-  std::vector<std::string> log;
-  sundrix::Logger::GetInstance().SetSink([&log](sundrix::log_severity_level,
-                                                const std::string& message, const char*,
-                                                const char*, int) { log.push_back(message); });
+  const Vantra::Testing::LogWatch log;
   EXPECT_FALSE(BarrelDistortion::CreateInstance()->Create(&device_));
-  sundrix::Logger::GetInstance().SetSink({});
-  EXPECT_EQ(log, std::vector<std::string>{"Create effect Failed!"});
+  EXPECT_EQ(log.messages, std::vector<std::string>{"Create effect Failed!"});
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <vantrix/platform/engine.h>
-#include <vantrix/sundrix/logger.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -143,13 +142,10 @@ TEST_F(ShaderEffects, AProgramThatIsNotTranslatedIsRefusedOnTheCpuWithAReason) {
   // The number of the tool that made it, which is anyone's to choose.
   program[8] ^= 0x55;
   TestShader::s_program = program;
-  std::vector<std::string> log;
-  sundrix::Logger::GetInstance().SetSink([&log](sundrix::log_severity_level,
-                                                const std::string& message, const char*,
-                                                const char*, int) { log.push_back(message); });
+  const LogWatch watch;
+  const std::vector<std::string>& log = watch.messages;
   Effect effect(kEffectId);
   const bool created = effect.Create(&device_);
-  sundrix::Logger::GetInstance().SetSink({});
   EXPECT_EQ(created, !IsOnCpu());
   if (IsOnCpu()) {
     ASSERT_EQ(log.size(), 2u);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "platform/com/com_object.h"
 #include "platform/imaging/test_dds.h"
@@ -291,8 +290,7 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
   std::vector<Bytes> files = {LyingPng(1 << 14, 1 << 13, false), LyingPng(1 << 14, 1 << 13, true)};
   for (const JpegCoding coding : kCodings) files.push_back(LyingJpeg(1 << 14, 1 << 13, coding));
   for (const bool down : {false, true}) files.push_back(LyingBmp(1 << 14, 1 << 13, down));
-  rusage before{};
-  getrusage(RUSAGE_SELF, &before);
+  const long before = PeakMemory();
   for (const Bytes& file : files) {
     const auto frame = OpenAsRgba(MakeStream(file));
     ASSERT_TRUE(frame);
@@ -305,10 +303,8 @@ TEST(Decoders, AShortFileOfALargeLegalSizeTakesLittleMemory) {
     ASSERT_EQ(scaler->Initialize(frame, 2, 2, WICBitmapInterpolationModeNearestNeighbor), S_OK);
     EXPECT_EQ(scaler->CopyPixels(nullptr, 8, 16, pixels.data()), WINCODEC_ERR_BADIMAGE);
   }
-  rusage after{};
-  getrusage(RUSAGE_SELF, &after);
   // Any copy of such a picture has 512 MiB. A sanitizer's own books take an eighth of that.
-  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 160 * 1024);
+  EXPECT_LT(PeakMemory() - before, 160 * 1024);
 }
 
 // Puts a chunk before the pixels of a PNG file, or appends to their data.
@@ -355,8 +351,7 @@ TEST(PngDecoder, WhatExpandsToManyTimesItsSizeBesideThePixelsIsSkippedOrRefused)
   const Bytes little = CompressedZeros(1 << 10);
   Bytes named = {'n', 0, 0};
   named.insert(named.end(), bomb.begin(), bomb.end());
-  rusage before{};
-  getrusage(RUSAGE_SELF, &before);
+  const long before = PeakMemory();
   for (const bool interlaced : {false, true}) {
     const PngPicture made = MakePng(PngColour::kRgb, 8, 4, 4, interlaced, false);
     const Bytes file = EncodePng(made);
@@ -383,10 +378,8 @@ TEST(PngDecoder, WhatExpandsToManyTimesItsSizeBesideThePixelsIsSkippedOrRefused)
   const BYTE text[] = {'t', 'E', 'X', 't'};
   *(std::search(lying.begin(), lying.end(), std::begin(text), std::end(text)) - 4) = 0x7F;
   EXPECT_EQ(OpeningResult(lying), WINCODEC_ERR_BADHEADER);
-  rusage after{};
-  getrusage(RUSAGE_SELF, &after);
   // Of 258 MiB. A sanitizer keeps freed memory for a while.
-  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 160 * 1024);
+  EXPECT_LT(PeakMemory() - before, 160 * 1024);
 }
 
 TEST(JpegDecoder, AMissingComponentIsAFailureThoughTheRestIsThere) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <png.h>
+#include <sys/resource.h>
 
 // The library has a type of this name, of another size than the contract's.
 #define INT32 JpegInt32
@@ -356,6 +357,12 @@ Bytes ExpectedRgba(const BmpPicture& picture) {
     }
   }
   return pixels;
+}
+
+long PeakMemory() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
 }
 
 CComPtr<IWICImagingFactory2> MakeFactory() {

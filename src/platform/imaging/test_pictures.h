@@ -115,6 +115,9 @@ struct DecodedPicture {
   bool Succeeded() const { return SUCCEEDED(opened) && SUCCEEDED(copied); }
 };
 
+/// The most memory that the process has had so far, in KiB.
+long PeakMemory();
+
 CComPtr<IWICImagingFactory2> MakeFactory();
 /// A stream over `file`, which must outlive it.
 CComPtr<IWICStream> MakeStream(std::span<const BYTE> file);
