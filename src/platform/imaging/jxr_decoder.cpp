@@ -92,7 +92,7 @@ bool BandDecoder::Start() {
 bool BandDecoder::Decode() {
   CWMImageBufferInfo buffer{};
   // Single bits the library turns over.
-  std::fill(band_.begin(), band_.end(), BYTE{0});
+  if (codestream_.depth == JxrDepth::kBit) std::fill(band_.begin(), band_.end(), BYTE{0});
   // It counts rows from the picture's first.
   const std::size_t above = decoded_ == 0 ? 0 : stride_ * kBandRows * (decoded_ - 1);
   buffer.pv = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(band_.data()) - above);

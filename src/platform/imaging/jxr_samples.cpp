@@ -94,8 +94,10 @@ BYTE JxrSamples::Level(const BYTE* stored, std::size_t index) const {
 
 void JxrSamples::Convert(const BYTE* stored, std::size_t count, BYTE* pixels) const {
   if (colour_ == JxrColour::kRgb && depth_ == JxrDepth::k8) {
-    std::memcpy(pixels, stored, count * kBytesPerPixel);
-    for (std::size_t x = 0; x < count; ++x) pixels[x * kBytesPerPixel + 3] = 255;
+    for (std::size_t x = 0; x < count; ++x) {
+      const std::uint32_t pixel = Load<std::uint32_t>(stored, x) | 0xFF000000;
+      std::memcpy(pixels + x * kBytesPerPixel, &pixel, sizeof pixel);
+    }
     return;
   }
   if (depth_ == JxrDepth::kFive || depth_ == JxrDepth::kFiveSixFive || depth_ == JxrDepth::kTen) {
@@ -155,6 +157,15 @@ void JxrSamples::ConvertPacked(const BYTE* stored, std::size_t count, BYTE* pixe
 }
 
 void JxrSamples::ConvertAlpha(const BYTE* stored, std::size_t count, BYTE* pixels) const {
+  if (depth_ == JxrDepth::k8) {
+    // By words, which compilers turn into vector code.
+    for (std::size_t x = 0; x < count; ++x) {
+      const std::uint32_t alpha = stored[x];
+      const std::uint32_t pixel = (Load<std::uint32_t>(pixels, x) & 0x00FFFFFF) | alpha << 24;
+      std::memcpy(pixels + x * kBytesPerPixel, &pixel, sizeof pixel);
+    }
+    return;
+  }
   for (std::size_t x = 0; x < count; ++x) {
     pixels[x * kBytesPerPixel + 3] = Level<Curve::kAlpha>(stored, x);
   }
