@@ -8,9 +8,7 @@ namespace {
 
 using namespace Testing;
 
-class Bitmaps : public BitmapFixture {
- protected:
-};
+using Bitmaps = BitmapFixture;
 
 TEST_F(Bitmaps, PixelsComeBackFromTheDeviceAsTheyWent) {
   const Picture picture = DrawNoise(7, 5, 2);
