@@ -298,6 +298,106 @@ TEST(LaneCode, JoinsASumWithAProductThatNothingElseReadsAndNeitherIsPrecise) {
   EXPECT_EQ(calls(false, true, Op::kAdd, 0), " Mul(");
 }
 
+TEST(LaneCode, CallsTheFunctionOfEachOperationForLanesAndOnceARow) {
+  struct Case {
+    Op op;
+    const char* function;
+    Type type = Type::kFloat;
+    std::size_t operands = 1;
+  };
+  const Case cases[] = {{Op::kNeg, "Neg"},
+                        {Op::kAdd, "Add", Type::kFloat, 2},
+                        {Op::kSub, "Sub", Type::kInt, 2},
+                        {Op::kMul, "Mul", Type::kUint, 2},
+                        {Op::kDiv, "Div", Type::kFloat, 2},
+                        {Op::kRem, "Rem", Type::kInt, 2},
+                        {Op::kMod, "Mod", Type::kFloat, 2},
+                        {Op::kMulHigh, "MulHigh", Type::kUint, 2},
+                        {Op::kMin, "Min", Type::kFloat, 2},
+                        {Op::kMax, "Max", Type::kInt, 2},
+                        {Op::kAbs, "Abs", Type::kInt},
+                        {Op::kSign, "Sign"},
+                        {Op::kEqual, "Equal", Type::kUint, 2},
+                        {Op::kNotEqual, "NotEqual", Type::kFloat, 2},
+                        {Op::kLess, "Less", Type::kInt, 2},
+                        {Op::kLessEqual, "LessEqual", Type::kFloat, 2},
+                        {Op::kGreater, "Greater", Type::kUint, 2},
+                        {Op::kGreaterEqual, "GreaterEqual", Type::kFloat, 2},
+                        {Op::kIsNan, "IsNan"},
+                        {Op::kIsInf, "IsInf"},
+                        {Op::kAnd, "And", Type::kInt, 2},
+                        {Op::kOr, "Or", Type::kUint, 2},
+                        {Op::kXor, "Xor", Type::kInt, 2},
+                        {Op::kNot, "Not", Type::kUint},
+                        {Op::kShiftLeft, "ShiftLeft", Type::kUint, 2},
+                        {Op::kShiftRight, "ShiftRight", Type::kInt, 2},
+                        {Op::kBitCount, "BitCount", Type::kUint},
+                        {Op::kBitReverse, "BitReverse", Type::kUint},
+                        {Op::kFindLowestBit, "FindLowestBit", Type::kUint},
+                        {Op::kFindHighestBit, "FindHighestBit", Type::kInt},
+                        {Op::kFloatToHalf, "FloatToHalf"},
+                        {Op::kHalfToFloat, "HalfToFloat", Type::kUint},
+                        {Op::kBitsToInt, "BitsToInt"},
+                        {Op::kBitsToUint, "BitsToUint"},
+                        {Op::kBitsToFloat, "BitsToFloat", Type::kInt},
+                        {Op::kFma, "Fma", Type::kFloat, 3},
+                        {Op::kAtan2, "Atan2", Type::kFloat, 2},
+                        {Op::kPow, "Pow", Type::kFloat, 2},
+                        {Op::kFloor, "Floor"},
+                        {Op::kCeil, "Ceil"},
+                        {Op::kTrunc, "Trunc"},
+                        {Op::kRound, "Round"},
+                        {Op::kFract, "Fract"},
+                        {Op::kSqrt, "Sqrt"},
+                        {Op::kInverseSqrt, "InverseSqrt"},
+                        {Op::kSin, "Sin"},
+                        {Op::kCos, "Cos"},
+                        {Op::kTan, "Tan"},
+                        {Op::kAsin, "Asin"},
+                        {Op::kAcos, "Acos"},
+                        {Op::kAtan, "Atan"},
+                        {Op::kSinh, "Sinh"},
+                        {Op::kCosh, "Cosh"},
+                        {Op::kTanh, "Tanh"},
+                        {Op::kAsinh, "Asinh"},
+                        {Op::kAcosh, "Acosh"},
+                        {Op::kAtanh, "Atanh"},
+                        {Op::kExp, "Exp"},
+                        {Op::kLog, "Log"},
+                        {Op::kExp2, "Exp2"},
+                        {Op::kLog2, "Log2"},
+                        {Op::kMantissa, "Mantissa"},
+                        {Op::kExponent, "Exponent"}};
+  for (const Case& test : cases) {
+    for (const bool of_lanes : {true, false}) {
+      Draft draft;
+      const auto texel = draft.Read(Op::kSample, draft.X(), draft.X(), 0, 0);
+      const auto operand = [&](std::uint32_t i) {
+        const ValueId number = of_lanes ? texel[i] : draft.Uniform(4 * i);
+        if (test.type == Type::kInt) return draft.Emit(Op::kFloatToInt, {number});
+        return test.type == Type::kUint ? draft.Emit(Op::kFloatToUint, {number}) : number;
+      };
+      const ValueId a = operand(0);
+      ValueId result = test.operands == 1   ? draft.Emit(test.op, {a})
+                       : test.operands == 2 ? draft.Emit(test.op, {a, operand(1)})
+                                            : draft.Emit(test.op, {a, operand(1), operand(2)});
+      if (draft.TypeOf(result) == Type::kBool) {
+        result = draft.Select(result, draft.Float(1), draft.Float(0));
+      } else if (draft.TypeOf(result) != Type::kFloat) {
+        result = draft.Emit(draft.TypeOf(result) == Type::kInt ? Op::kIntToFloat : Op::kUintToFloat,
+                            {result});
+      }
+      Program program = draft.End(result);
+      program.name = "test";
+      const std::string code = EmitProgram(program, 0);
+      const std::string row = code.substr(0, code.find("static void test_Lanes("));
+      const std::string call = std::string(" = ") + test.function + "(";
+      EXPECT_EQ(row.find(call) != std::string::npos, !of_lanes) << test.function;
+      EXPECT_EQ(code.find(call, row.size()) != std::string::npos, of_lanes) << test.function;
+    }
+  }
+}
+
 TEST(LaneCode, KnowsWhatIsPreciseFromTheModule) {
   const Program program = LowerText(PixelText("OpDecorate %exact NoContraction\n", R"(
       %place = OpAccessChain %ptr_word %block %i0 %u0
