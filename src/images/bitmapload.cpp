@@ -64,6 +64,16 @@ CComPtr<IWICStream> StreamOver(IWICImagingFactory2* factory, const void* bytes,
   return stream;
 }
 
+CComPtr<IWICBitmapDecoder> OpenStream(IWICImagingFactory2* factory, IStream* stream,
+                                      const char* function) {
+  CComPtr<IWICBitmapDecoder> decoder;
+  Check(factory ? factory->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
+                                                   &decoder)
+                : E_FAIL,
+        function, __LINE__, kOpen);
+  return decoder;
+}
+
 }  // namespace
 
 IWICImagingFactory2* Bitmap::GetImagingFactory() {
@@ -116,11 +126,7 @@ void Bitmap::LoadStream(IStream* stream, int width, int height, const MultipleOp
   constexpr const char* kFunction = "Vantra::Bitmap::LoadStream";
   Cleanup();
   IWICImagingFactory2* factory = GetImagingFactory();
-  CComPtr<IWICBitmapDecoder> decoder;
-  Check(factory ? factory->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
-                                                   &decoder)
-                : E_FAIL,
-        kFunction, __LINE__, kOpen);
+  const CComPtr<IWICBitmapDecoder> decoder = OpenStream(factory, stream, kFunction);
   Decode(factory, decoder, width, height, options, kFunction);
 }
 
@@ -226,11 +232,7 @@ std::unique_ptr<Bitmap::Frame> Bitmap::LoadFrame(const void* bytes, unsigned lon
 std::unique_ptr<Bitmap::Frame> Bitmap::DecodeFrame(IStream* stream) {
   constexpr const char* kFunction = "Vantra::Bitmap::LoadFrame";
   IWICImagingFactory2* factory = GetImagingFactory();
-  CComPtr<IWICBitmapDecoder> decoder;
-  Check(factory ? factory->CreateDecoderFromStream(stream, nullptr, WICDecodeMetadataCacheOnDemand,
-                                                   &decoder)
-                : E_FAIL,
-        kFunction, __LINE__, kOpen);
+  const CComPtr<IWICBitmapDecoder> decoder = OpenStream(factory, stream, kFunction);
   CComPtr<IWICBitmapFrameDecode> picture;
   Check(decoder->GetFrame(0, &picture), kFunction, __LINE__, kFrame);
   CComPtr<IWICFormatConverter> converter;

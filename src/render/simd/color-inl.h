@@ -86,42 +86,33 @@ HWY_INLINE Color ColorOf(U words) {
 #endif
 }
 
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
-// Four vectors of whole numbers, clamped to 0 to 255, as bytes: in each 16 bytes, four of each.
-HWY_INLINE U PackPlanes(I byte0, I byte1, I byte2, I byte3) {
-#if HWY_TARGET == HWY_AVX3
-  return {{_mm512_packus_epi16(_mm512_packs_epi32(byte0.raw.raw, byte1.raw.raw),
-                               _mm512_packs_epi32(byte2.raw.raw, byte3.raw.raw))}};
-#elif HWY_TARGET == HWY_AVX2
-  return {{_mm256_packus_epi16(_mm256_packs_epi32(byte0.raw.raw, byte1.raw.raw),
-                               _mm256_packs_epi32(byte2.raw.raw, byte3.raw.raw))}};
-#else
-  return {{_mm_packus_epi16(_mm_packs_epi32(byte0.raw.raw, byte1.raw.raw),
-                            _mm_packs_epi32(byte2.raw.raw, byte3.raw.raw))}};
-#endif
-}
-
-alignas(16) inline constexpr std::uint8_t kByPixel[16] = {0, 4, 8,  12, 1, 5, 9,  13,
-                                                          2, 6, 10, 14, 3, 7, 11, 15};
-
-// Such bytes by pixels.
-HWY_INLINE U OrderBytes(U planes) {
-  const Tag<std::uint8_t> tag;
-  return {hn::BitCast(Tag<std::uint32_t>(), hn::TableLookupBytes(hn::BitCast(tag, planes.raw),
-                                                                 hn::LoadDup128(tag, kByPixel)))};
-}
-#else
-HWY_INLINE U ToByte(I byte) { return BitsToUint(Max(Min(byte, Broadcast(255)), Broadcast(0))); }
-#endif
-
 // Four vectors of whole numbers as the bytes of words, the first one lowest. Numbers are clamped to
 // 0 to 255.
 HWY_INLINE U PackBytes(I byte0, I byte1, I byte2, I byte3) {
 #if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
-  return OrderBytes(PackPlanes(byte0, byte1, byte2, byte3));
+  const Tag<std::uint8_t> tag;
+  alignas(16) static constexpr std::uint8_t kByPixel[16] = {0, 4, 8,  12, 1, 5, 9,  13,
+                                                            2, 6, 10, 14, 3, 7, 11, 15};
+  const auto order = hn::LoadDup128(tag, kByPixel);
+#if HWY_TARGET == HWY_AVX3
+  const __m512i planes = _mm512_packus_epi16(_mm512_packs_epi32(byte0.raw.raw, byte1.raw.raw),
+                                             _mm512_packs_epi32(byte2.raw.raw, byte3.raw.raw));
+  return {hn::Vec<Tag<std::uint32_t>>{_mm512_shuffle_epi8(planes, order.raw)}};
+#elif HWY_TARGET == HWY_AVX2
+  const __m256i planes = _mm256_packus_epi16(_mm256_packs_epi32(byte0.raw.raw, byte1.raw.raw),
+                                             _mm256_packs_epi32(byte2.raw.raw, byte3.raw.raw));
+  return {hn::Vec<Tag<std::uint32_t>>{_mm256_shuffle_epi8(planes, order.raw)}};
 #else
-  return Or(Or(ToByte(byte0), ShiftLeft(ToByte(byte1), 8)),
-            Or(ShiftLeft(ToByte(byte2), 16), ShiftLeft(ToByte(byte3), 24)));
+  const __m128i planes = _mm_packus_epi16(_mm_packs_epi32(byte0.raw.raw, byte1.raw.raw),
+                                          _mm_packs_epi32(byte2.raw.raw, byte3.raw.raw));
+  return {hn::Vec<Tag<std::uint32_t>>{_mm_shuffle_epi8(planes, order.raw)}};
+#endif
+#else
+  const auto clamped = [](I byte) HWY_ATTR {
+    return BitsToUint(Max(Min(byte, Broadcast(255)), Broadcast(0)));
+  };
+  return Or(Or(clamped(byte0), ShiftLeft(clamped(byte1), 8)),
+            Or(ShiftLeft(clamped(byte2), 16), ShiftLeft(clamped(byte3), 24)));
 #endif
 }
 

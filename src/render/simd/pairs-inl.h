@@ -51,15 +51,10 @@ HWY_INLINE const T& SecondOf(const Pair<T>& pair) {
   return pair.second;
 }
 
-template <class T>
-HWY_INLINE Pair<T> MakePair(T first, T second) {
-  return {first, second};
-}
-
 #define VANTRIX_OF_PAIRS(NAME)                                                           \
   template <class... Operands>                                                           \
   requires(kIsPair<Operands> || ...) HWY_INLINE auto NAME(const Operands&... operands) { \
-    return MakePair(NAME(FirstOf(operands)...), NAME(SecondOf(operands)...));            \
+    return Pair(NAME(FirstOf(operands)...), NAME(SecondOf(operands)...));                \
   }
 VANTRIX_OF_PAIRS(Neg)
 VANTRIX_OF_PAIRS(Add)
